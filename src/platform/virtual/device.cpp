@@ -1,0 +1,105 @@
+#include "platform/virtual/device.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+namespace virtual_device {
+
+namespace {
+
+constexpr std::size_t ADDRESS_SHIFT = 4;  // constants seldom start closer to each other than 16 bytes
+
+bool is_state_path(std::string_view path) {
+    return path.starts_with(DATA_DIR) || path.starts_with(NVCFG_DIR);
+}
+
+}  // namespace
+
+file* device::find(std::string_view path) {
+    const auto found = files_.find(path);
+    return found == files_.end() ? nullptr : found->second.get();
+}
+
+file& device::at(std::string_view path) {
+    if (file* known = find(path)) return *known;
+    auto made = std::make_unique<file>();
+    made->path = path;
+    made->can_be_created = is_state_path(path);
+    file& result = *made;
+    files_.emplace(result.path, std::move(made));
+    return result;
+}
+
+std::vector<const file*> device::state_files() const {
+    std::vector<const file*> found;
+    for (const auto& [path, entry] : files_) {
+        if (entry->exists && is_state_path(path)) found.push_back(entry.get());
+    }
+    std::sort(found.begin(), found.end(), [](const file* a, const file* b) { return a->path < b->path; });
+    return found;
+}
+
+void device::set_fault(file& of, bool file::*which) {
+    of.*which = true;
+    faulty_files_.push_back(&of);
+}
+
+void device::fail_property_set(std::string_view name, bool fails) {
+    std::erase(failing_properties_, name);
+    if (fails) failing_properties_.emplace_back(name);
+}
+
+bool device::property_set_fails(std::string_view name) const {
+    return std::find(failing_properties_.begin(), failing_properties_.end(), name) !=
+           failing_properties_.end();
+}
+
+void device::clear_faults() {
+    for (file* each : faulty_files_) each->open_fails = each->read_fails = each->write_fails = false;
+    faulty_files_.clear();
+    failing_properties_.clear();
+}
+
+void device::forget_volatile_properties() {
+    std::erase_if(properties, [](const auto& entry) { return !entry.first.starts_with(PERSISTENT_PREFIX); });
+}
+
+file& device::at_address(const char* path) {
+    known_path& known =
+        known_paths_[(reinterpret_cast<std::uintptr_t>(path) >> ADDRESS_SHIFT) % known_paths_.size()];
+    if (known.address != path || std::strcmp(known.target->path.c_str(), path) != 0)
+        known = {path, &at(path)};
+    return *known.target;
+}
+
+int device::open(const char* path, bool may_create) {
+    file& target = at_address(path);
+    if (target.open_fails || decide(operation::open, target.path, 0) == FAIL) {
+        errno = EIO;
+        return -1;
+    }
+    if (!target.exists) {
+        if (!may_create || !target.can_be_created) {
+            errno = ENOENT;
+            return -1;
+        }
+        target.put("");
+    }
+    const auto free_slot = std::find(descriptors_.begin(), descriptors_.end(), nullptr);
+    const auto descriptor = static_cast<int>(free_slot - descriptors_.begin());
+    if (free_slot == descriptors_.end()) descriptors_.push_back(nullptr);
+    descriptors_[static_cast<std::size_t>(descriptor)] = &target;
+    return descriptor;
+}
+
+void device::close(int descriptor) {
+    descriptors_[static_cast<std::size_t>(descriptor)] = nullptr;
+}
+
+int device::open_count() const {
+    return static_cast<int>(descriptors_.size() - static_cast<std::size_t>(std::count(
+                                                      descriptors_.begin(), descriptors_.end(), nullptr)));
+}
+
+}  // namespace virtual_device

@@ -1,0 +1,97 @@
+#include "monitors/n_day_pulldown.h"
+
+#include "charge_mgr/charge_mgr.h"
+#include "util/arith.h"
+#include "util/metrics.h"
+#include "util/status.h"
+
+namespace {
+
+constexpr std::uint64_t PULLDOWN_AFTER_S = 604800;  // 7 days: applied when the watch is longer than this
+constexpr std::uint64_t CHARGER_AWAY_S = 3600;      // a charger away for at least this ends the watch
+constexpr std::uint64_t DAILY_RECORD_S = 86400;     // a record when the last is at least this old
+constexpr std::uint8_t PULLDOWN_STEP = 4;           // 4250 mV
+constexpr std::uint8_t NO_DERATING = 0;
+constexpr std::int32_t TEMP_CLIENT = 0;
+
+enum state : std::uint32_t { IDLE = 0, DISCHARGING = 1, ON_CHARGER = 2 };
+
+struct {
+    state nd_state;
+    std::uint8_t pulldown_flag;          // 1 while step 4 is requested, else 0
+    std::int64_t volt_thresh_mv;         // a watch needs a battery above this
+    std::uint64_t pulldown_start_s;      // when the watch began
+    std::uint64_t nd_discharge_start_s;  // when the charger was last seen to leave
+    std::uint64_t last_daily_metric_s;   // when the last daily record was emitted, or the watch began
+} s;
+
+void start_watch(std::uint64_t now_s) {
+    s.nd_state = ON_CHARGER;
+    s.pulldown_start_s = now_s;
+    s.last_daily_metric_s = now_s;
+}
+
+// Ends the watch. A request that cannot be withdrawn now is withdrawn with the next watch.
+void end_watch() {
+    s.nd_state = IDLE;
+    const bool is_requested =
+        charge_mgr__get_temp_toc_step(TEMP_CLIENT) != NO_DERATING || s.pulldown_flag == 1;
+    if (is_requested && charge_mgr__set_temp_toc(NO_DERATING, TEMP_CLIENT) == CHARGE_MGR_DONE)
+        s.pulldown_flag = 0;
+}
+
+constexpr bool is_due(std::uint64_t watch_s, std::uint32_t mock_threshold_s) {
+    return watch_s > PULLDOWN_AFTER_S || (mock_threshold_s != 0 && watch_s > mock_threshold_s);
+}
+
+}  // namespace
+
+std::int32_t n_day_pulldown_init(std::int32_t volt_thresh_mv, voltage_set_fn client_set) {
+    const std::int32_t result = charge_mgr__register_temp_client_prop(TEMP_CLIENT, client_set);
+    s.nd_state = IDLE;
+    s.volt_thresh_mv = volt_thresh_mv;
+    s.pulldown_flag = 0;
+    return result;
+}
+
+std::uint32_t n_day_pulldown_main(std::uint64_t now_s, std::int32_t status, std::int32_t v_mv,
+                                  std::uint32_t mock_threshold_s) {
+    const bool is_high = v_mv > s.volt_thresh_mv;
+    if (s.nd_state == IDLE) {
+        // Not charging starts no watch, though it keeps one going.
+        if ((status == STATUS_CHARGING || status == STATUS_FULL) && is_high) start_watch(now_s);
+        return 0;
+    }
+
+    const std::uint64_t watch_s = arith::sub(now_s, s.pulldown_start_s);
+    if (arith::sub(now_s, s.last_daily_metric_s) >= DAILY_RECORD_S) {
+        s.last_daily_metric_s = now_s;
+        EMIT_RECORD(pulldown_daily, watch_s, s.pulldown_flag);
+    }
+    if (!is_high) {
+        EMIT_RECORD(pulldown_watch_ended, watch_s, std::uint64_t{0}, status, v_mv);
+        end_watch();
+        return 0;
+    }
+    if (s.nd_state == ON_CHARGER && !is_charger_present(status)) {
+        s.nd_state = DISCHARGING;
+        s.nd_discharge_start_s = now_s;
+        return 0;
+    }
+    if (s.nd_state == DISCHARGING) {
+        const std::uint64_t away_s = arith::sub(now_s, s.nd_discharge_start_s);
+        if (away_s >= CHARGER_AWAY_S) {
+            EMIT_RECORD(pulldown_watch_ended, watch_s, away_s, status, v_mv);
+            end_watch();
+            if (is_charger_present(status)) start_watch(now_s);
+            return 0;
+        }
+        if (!is_charger_present(status)) return 0;
+        s.nd_state = ON_CHARGER;
+    }
+    if (s.pulldown_flag == 1 || !is_due(watch_s, mock_threshold_s)) return 0;
+    const std::int32_t result = charge_mgr__set_temp_toc(PULLDOWN_STEP, TEMP_CLIENT);
+    if (result == CHARGE_MGR_DONE) s.pulldown_flag = 1;
+    EMIT_RECORD(pulldown_applied, watch_s, status, v_mv);
+    return static_cast<std::uint32_t>(result);
+}

@@ -1,0 +1,82 @@
+#include <cstring>
+
+#include "dyn_soc/dyn_soc.h"
+#include "dyn_soc/internal.h"
+#include "util/log.h"
+#include "util/sensor_value.h"
+
+namespace dyn_soc {
+
+constinit module_state s = {};
+
+namespace {
+
+constexpr std::int32_t SOC_C_BASE = 10000;
+constexpr tocboc_lookup NO_LOOKUP = {INVALID_VALUE, INVALID_VALUE, INVALID_VALUE, INVALID_VALUE,
+                                     INVALID_VALUE};
+
+void reset_record(dyn_soc_record& record) {
+    record.soc_c = {0, INVALID_VALUE, SOC_C_BASE};
+    record.soc_act = INVALID_VALUE;
+    record.soc_smooth = INVALID_VALUE;
+    record.soc_ui = INVALID_VALUE;
+    record.landing_state = LANDING_IDLE;
+    record.smoothing_active = false;
+}
+
+void reset_module_state() {
+    s.err_flags = 0;
+    s.num_aborts = 0;
+    vorn_queue__init(&s.ocv_queue, OCV_SAMPLES);
+    vorn_queue__init(&s.curr_queue, CURR_SAMPLES);
+    vorn_queue__init(&s.soc_past_queue, SOC_PAST_SAMPLES);
+    s.i_avg_ma = 0;
+    s.curr_outlier = false;
+    s.good_cycles = 0;
+    s.chg_sts_time = 0;
+    s.last_write_time = 0;
+    s.last_daily_metric = INVALID_VALUE;
+    s.last_low_metric = INVALID_VALUE;
+    s.last_high_metric = INVALID_VALUE;
+    s.written_dcr = 0;
+    s.written_qmax = 0;
+    for (auto& slot : s.tocboc_cache) slot = NO_LOOKUP;
+    s.tocboc_changed = false;
+    s.smoother_jump = false;
+    s.toc_slope_temp = INVALID_VALUE;
+}
+
+}  // namespace
+
+void keep_vendor(const char* vendor) {
+    const std::size_t length = std::strlen(vendor);
+    if (length >= 1 && length < sizeof s.vend) {
+        std::memcpy(s.vend, vendor, length + 1);
+        return;
+    }
+    LOG_ERROR("--- %s DYN_SOC error: unexpected cell vendor string len=%d---\n", static_cast<int>(length));
+    std::memcpy(s.vend, "UNKNOWN", sizeof "UNKNOWN");
+}
+
+}  // namespace dyn_soc
+
+using namespace dyn_soc;
+
+std::int32_t dyn_soc__init(record_import_fn params_import, record_export_fn params_export) {
+    const batt_info* battery = batt_info__get();
+    if (battery == nullptr) {
+        LOG_ERROR("--- %s DYN_SOC error: invalid battery info! ---\n");
+        s.err_flags |= ERR_NO_BATT_INFO;
+        s.dyn_soc_state = STATE_DISABLED;
+        return 1;
+    }
+    s.battery = battery;
+    s.params_import = params_import;
+    s.params_export = params_export;
+    keep_vendor(battery->vendor);
+    reset_record(s.prev);
+    reset_module_state();
+    load_params();
+    s.dyn_soc_state = STATE_FIRST_CYCLE;
+    return 0;
+}

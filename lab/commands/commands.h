@@ -1,0 +1,24 @@
+// The commands of vorn-lab. Each adds itself to the command line with its flags and a callback that runs it.
+//
+// A callback throws input_error (exit status 2) or, when the run itself failed, daemon_crashed or
+// expectation_failed (exit status 1); what() goes to standard error.
+#pragma once
+
+namespace CLI {
+class App;
+}
+
+namespace lab {
+
+// All commands, in the order of --help, with help that fits a screen.
+void add_commands(CLI::App& app);
+
+void add_replay_command(CLI::App& app);
+void add_curves_command(CLI::App& app);
+void add_simulate_command(CLI::App& app);
+void add_report_command(CLI::App& app);
+void add_state_command(CLI::App& app);
+void add_metrics_command(CLI::App& app);
+void add_completion_command(CLI::App& app);  // last, as it tells of all the others
+
+}  // namespace lab

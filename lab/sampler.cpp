@@ -1,0 +1,73 @@
+#include "lab/sampler.h"
+
+#include <charconv>
+#include <string>
+
+#include "util/arith.h"
+#include "util/status.h"
+
+namespace lab {
+
+namespace {
+
+using virtual_device::file;
+
+constexpr std::size_t SEEN_SIZE = 15;
+constexpr std::string_view BATTERY_DIR = "/sys/class/power_supply/battery/";
+
+const file& battery_node(virtual_device::device& on, std::string_view name) {
+    return on.at(std::string(BATTERY_DIR).append(name));
+}
+
+bool is_readable(const file& node) {
+    return node.exists && !node.open_fails && !node.read_fails;
+}
+
+std::optional<std::int32_t> number_in(const file& node) {
+    return is_readable(node) ? node_number(node.bytes) : std::nullopt;
+}
+
+}  // namespace
+
+std::optional<std::int32_t> node_number(std::string_view text) {
+    text = text.substr(0, SEEN_SIZE);
+    const std::size_t start = text.find_first_not_of(" \t\n\v\f\r");
+    if (start == text.npos) return std::nullopt;
+    text.remove_prefix(start);
+    if (text.starts_with('+') && !text.starts_with("+-")) text.remove_prefix(1);
+    std::int64_t number = 0;
+    const auto result = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (result.ec != std::errc()) return std::nullopt;
+    return arith::low32(number);
+}
+
+std::int32_t node_status(std::string_view text) {
+    text = text.substr(0, SEEN_SIZE);
+    text = text.substr(0, text.find_first_of(std::string_view("\r\n\0", 3)));
+    if (text == "Charging") return STATUS_CHARGING;
+    if (text == "Discharging") return STATUS_DISCHARGING;
+    if (text == "Not charging") return STATUS_NOT_CHARGING;
+    if (text == "Full") return STATUS_FULL;
+    return STATUS_UNKNOWN;
+}
+
+sampler::sampler(virtual_device::device& on)
+    : voltage_(battery_node(on, "voltage_now")),
+      current_(battery_node(on, "current_now")),
+      temperature_(battery_node(on, "temp")),
+      capacity_(battery_node(on, "capacity")),
+      status_(battery_node(on, "status")) {}
+
+sample sampler::read() {
+    if (!is_readable(status_)) {
+        last_status_ = STATUS_UNKNOWN;
+        last_text_.clear();
+    } else if (!status_.bytes.empty() && status_.bytes != last_text_) {
+        last_status_ = node_status(status_.bytes);
+        last_text_ = status_.bytes;
+    }
+    return {number_in(voltage_), number_in(current_), number_in(temperature_), number_in(capacity_),
+            last_status_};
+}
+
+}  // namespace lab

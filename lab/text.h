@@ -1,0 +1,28 @@
+// Text to numbers and bytes, and back.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace lab {
+
+// The whole of `text` as a decimal number: an optional minus sign and digits. Nothing when it is anything
+// else or does not fit.
+std::optional<std::int64_t> parse_integer(std::string_view text);
+
+void append_integer(std::string& out, std::int64_t value);
+
+// Lower-case hexadecimal digits, two a byte.
+void append_hex(std::string& out, std::string_view bytes);
+// The bytes back, of either case; nothing when `digits` is not that.
+std::optional<std::string> bytes_from_hex(std::string_view digits);
+
+// `bytes` as UTF-8: each longest piece that begins like a character but is none becomes one U+FFFD.
+void append_utf8(std::string& out, std::string_view bytes);
+
+// `text` for a message: control characters and bytes outside UTF-8 made harmless, cut after 60 bytes.
+std::string for_message(std::string_view text);
+
+}  // namespace lab

@@ -1,0 +1,102 @@
+#include "lab/series.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "lab/error.h"
+#include "tests/support/directory.h"
+
+namespace {
+
+using testing::ElementsAre;
+
+constexpr char HEADER[] =
+    "boot,elapsed_s,toc_mv,perm_step,temp_step,charge_timer_flag,thermal_flag,precharge_flag,dyn_soc_state,"
+    "dcr,"
+    "qmax,ocv,ocv_avg,soc_v,soc_c,soc_raw,soc_scal,soc_act,soc_smooth,soc_ui,landing_state,smoothing_active,"
+    "i_avg_ma,i_targ_ma,soc_off";
+
+lab::cycle some_cycle() {
+    lab::cycle made;
+    made.boot = -1;
+    made.elapsed_s = INT64_MAX;
+    made.real_time_s = 1767225600;
+    for (std::size_t i = 0; i < lab::COLUMN_COUNT; ++i) made.daemon[i] = INT32_MIN + static_cast<int>(i);
+    made.seen = {4000000, -300000, std::nullopt, 50, 2};
+    made.truth = {0.1, -1e-300, 12345678.0};
+    return made;
+}
+
+std::string written(bool with_samples, const std::vector<std::string>& truth_names, const lab::cycle& row) {
+    const test::temporary_directory dir;
+    lab::output_file file(dir / "s.csv");
+    lab::series_writer writer(file, with_samples, truth_names);
+    writer.on_cycle(row);
+    file.commit();
+    return dir.get("s.csv");
+}
+
+TEST(Series, HasExactlyTheColumnsOfTheFormat) {
+    lab::cycle row;
+    row.elapsed_s = 10;
+    row.daemon[0] = 4450;
+    row.daemon[22] = -7;
+    std::string expected = std::string(HEADER) + "\n1,10,4450";
+    for (int i = 1; i < 22; ++i) expected += ",0";
+    EXPECT_EQ(written(false, {}, row), expected + ",-7\n");
+}
+
+TEST(Series, ComesBackFromTheFileWithSamplesAndTruth) {
+    const lab::cycle row = some_cycle();
+    const std::string text = written(true, {"soc_true", "ocv_true", "r_true"}, row);
+    EXPECT_EQ(text.substr(0, text.find('\n')),
+              std::string(HEADER) +
+                  ",realtime_s,voltage_now,current_now,temp,capacity,status,soc_true,ocv_true,r_true");
+    lab::series_reader reader(lab::input_file::from_text(text, "s.csv"));
+    EXPECT_TRUE(reader.has_samples());
+    EXPECT_THAT(reader.truth_names(), ElementsAre("soc_true", "ocv_true", "r_true"));
+    lab::cycle back;
+    ASSERT_TRUE(reader.next(back));
+    EXPECT_EQ(back.boot, row.boot);
+    EXPECT_EQ(back.elapsed_s, row.elapsed_s);
+    EXPECT_EQ(back.real_time_s, row.real_time_s);
+    EXPECT_EQ(back.daemon, row.daemon);
+    EXPECT_EQ(back.seen.voltage_uv, 4000000);
+    EXPECT_EQ(back.seen.temperature_decic, std::nullopt);
+    EXPECT_EQ(back.seen.status, 2);
+    EXPECT_EQ(back.truth, row.truth);
+    EXPECT_FALSE(reader.next(back));
+}
+
+TEST(Series, IsReadByColumnName) {
+    std::string header = HEADER;
+    std::string row = "1,10";
+    for (int i = 0; i < 23; ++i) row += "," + std::to_string(i);
+    lab::series_reader reader(lab::input_file::from_text("soc," + header + "\n0.5," + row + "\n", "s.csv"));
+    lab::cycle back;
+    ASSERT_TRUE(reader.next(back));
+    EXPECT_FALSE(reader.has_samples());
+    EXPECT_EQ(back[lab::column::soc_off], 22);
+    EXPECT_THAT(back.truth, ElementsAre(0.5));
+
+    const auto error_of = [](const std::string& text) -> std::string {
+        try {
+            lab::series_reader bad(lab::input_file::from_text(text, "s.csv"));
+            lab::cycle ignored;
+            while (bad.next(ignored)) {
+            }
+        } catch (const lab::input_error& error) {
+            return error.what();
+        }
+        return "";
+    };
+    EXPECT_EQ(error_of(""), "s.csv:1:1: no header row");
+    EXPECT_EQ(error_of("boot,elapsed_s\n"), "s.csv:1:1: no column toc_mv in the header row");
+    EXPECT_EQ(error_of(header + "\n1,10\n"), "s.csv:2:5: the row has 2 fields, the header 25");
+    std::string bad_row = row;
+    bad_row.replace(2, 2, "x");
+    EXPECT_EQ(error_of(header + "\n" + row + "\n" + bad_row),
+              "s.csv:3:3: elapsed_s is not a whole number: x");
+}
+
+}  // namespace

@@ -1,0 +1,96 @@
+#include "lab/phone/charger.h"
+
+#include <algorithm>
+
+namespace lab::phone {
+
+namespace {
+
+constexpr double MILLI = 0.001;
+constexpr double ABOVE_TOP_V = 0.020;      // so far above the top a battery counts as above it
+constexpr double AT_TOP_V = 0.005;         // so near below it the voltage counts as constant
+constexpr std::int32_t TAPER_HOLD_S = 60;  // the current must stay below the cut-off for so long
+
+double top_v(const charger_parameters& of, const charge_request& wanted, double temperature_c) {
+    const bool is_asked = of.obeys && wanted.toc_mv > 0;
+    double top_mv = std::min(is_asked ? wanted.toc_mv : of.default_toc_mv, of.highest_toc_mv);
+    if (temperature_c > of.warm_above_c) top_mv = std::min(top_mv, of.warm_toc_mv);
+    return top_mv * MILLI;
+}
+
+// The greatest current into the battery, whatever the voltage.
+double current_limit_a(const charger_parameters& of, charger_kind kind, double resting_v,
+                       double temperature_c) {
+    double limit_ma = kind == charger_kind::wall ? of.wall_ma : of.usb_ma;
+    if (resting_v < of.weak_below_mv * MILLI) limit_ma = std::min(limit_ma, of.weak_ma);
+    if (temperature_c < of.cool_below_c) limit_ma *= of.cool_share_pct / 100;
+    return limit_ma * MILLI;
+}
+
+// Whether a full battery is still full, and one above the top still to be drawn down.
+void review(const charger_parameters& of, charger_state& state, double resting_v, double top) {
+    if (resting_v < top - of.recharge_mv * MILLI) state.is_full = false;
+    if (resting_v > top + ABOVE_TOP_V) state.is_drawing_down = true;
+    if (resting_v <= top) state.is_drawing_down = false;
+}
+
+// Counts how long the current has tapered off; the caller's step is the circuit's.
+void watch_taper(const charger_parameters& of, charger_state& state, const circuit& battery,
+                 const cell_state& battery_state, double current_a, double top) {
+    const bool is_constant_voltage = battery.terminal_v(battery_state, current_a) > top - AT_TOP_V;
+    const bool is_low = current_a < of.cutoff_ma * MILLI;
+    if (!is_constant_voltage || !is_low) {
+        state.tapered_s = 0;
+        return;
+    }
+    state.tapered_s += static_cast<std::int32_t>(battery.step_s);
+    if (state.tapered_s < TAPER_HOLD_S) return;
+    state.is_full = true;
+    state.tapered_s = 0;
+}
+
+}  // namespace
+
+charge_flow flow_of(const charger_parameters& of, charger_state& state, const charge_request& wanted,
+                    const circuit& battery, const cell_state& battery_state, double temperature_c) {
+    const double on_battery_a = battery.current_for_delivery(battery_state, wanted.load_w);
+    if (wanted.kind == charger_kind::none) {
+        state = {};
+        return {on_battery_a, 0, charge_status::discharging};
+    }
+    const double resting_v = battery.terminal_v(battery_state, 0);
+    const double top = top_v(of, wanted, temperature_c);
+    review(of, state, resting_v, top);
+
+    const double efficiency = of.efficiency_pct / 100;
+    const double input_w = (wanted.kind == charger_kind::wall ? of.wall_mw : of.usb_mw) * MILLI * efficiency;
+    const double left_w = input_w - wanted.load_w;
+    const double loss_share = (1 - efficiency) / efficiency;
+    // Without charging the input still carries the load, as far as it can.
+    const double idle_a =
+        left_w >= 0 ? -of.rest_ma * MILLI : battery.current_for_delivery(battery_state, -left_w);
+    const double idle_loss_w = std::min(input_w, wanted.load_w) * loss_share;
+
+    const bool is_stopped = of.obeys && wanted.is_disabled;
+    const bool is_out_of_range = temperature_c < of.cold_stop_c || temperature_c > of.hot_stop_c;
+    if (is_stopped || is_out_of_range) {
+        state.tapered_s = 0;
+        return {idle_a, idle_loss_w, charge_status::not_charging};
+    }
+    const bool is_warm = temperature_c > of.warm_above_c;
+    if (state.is_drawing_down && of.above_toc == above_top::discharge && !is_warm) {
+        return {on_battery_a, 0, charge_status::not_charging};
+    }
+    if (state.is_full) return {idle_a, idle_loss_w, charge_status::full};
+    if (state.is_drawing_down) return {idle_a, idle_loss_w, charge_status::not_charging};
+    if (left_w < 0) return {idle_a, idle_loss_w, charge_status::charging};
+
+    const double limit_a = std::min(current_limit_a(of, wanted.kind, resting_v, temperature_c),
+                                    battery.current_for_intake(battery_state, left_w));
+    const double current_a = std::clamp(battery.current_for_voltage(battery_state, top), 0.0, limit_a);
+    watch_taper(of, state, battery, battery_state, current_a, top);
+    const double taken_w = wanted.load_w + current_a * battery.terminal_v(battery_state, current_a);
+    return {current_a, taken_w * loss_share, charge_status::charging};
+}
+
+}  // namespace lab::phone

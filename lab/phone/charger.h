@@ -1,0 +1,82 @@
+// The charger: constant current, then constant voltage at the top-of-charge voltage that the daemon
+// publishes, down to a cut-off current; then it rests until the voltage has fallen by a threshold.
+//
+//   current |------------.                        voltage         .-------------- top of charge
+//           |             \  constant voltage             .------'
+//           | constant     '-.                       .---'
+//           | current         '---. cut-off       .-'                (then Full)
+//
+// The phone's load is fed first. Where the input gives less than the load needs, the battery helps, and the
+// status is still "Charging", as a kernel reports it that knows only that a charger is there and enabled.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string_view>
+
+#include "lab/phone/cell.h"
+
+namespace lab::phone {
+
+enum class charger_kind : std::uint8_t { none, usb, wall };
+inline constexpr std::array<std::string_view, 3> charger_kind_names{"none", "usb", "wall"};
+
+// What the charger does with a battery above the top-of-charge voltage: leave it at rest, or take no input
+// until the phone has drawn it down.
+enum class above_top : std::uint8_t { rest, discharge };
+inline constexpr std::array<std::string_view, 2> above_top_names{"rest", "discharge"};
+
+// As the daemon numbers them.
+enum class charge_status : std::uint8_t { unknown, charging, discharging, not_charging, full };
+inline constexpr std::array<std::string_view, 5> charge_status_texts{"Unknown", "Charging", "Discharging",
+                                                                     "Not charging", "Full"};
+
+struct charger_parameters {
+    double wall_ma = 3000;         // into the battery
+    double wall_mw = 18000;        // from the wall
+    double usb_ma = 500;           // into the battery
+    double usb_mw = 2500;          // from the port
+    double efficiency_pct = 90;    // of what is drawn, the rest is heat
+    double default_toc_mv = 4450;  // while the property is not set or no number
+    double highest_toc_mv = 4450;  // a published voltage above is limited to this
+    double cutoff_ma = 375;        // constant voltage ends below this: a twentieth of the capacity
+    double recharge_mv = 100;      // below the top of charge
+    double weak_below_mv = 3000;   // a battery below gets the weak current only
+    double weak_ma = 300;
+    double rest_ma = 5;  // that a resting battery still gives: gauge, peaks the input does not follow
+    // Limits by temperature, in the manner of the JEITA guideline for notebook computers (2007).
+    double cold_stop_c = 0;  // no charging below
+    double cool_below_c = 10;
+    double cool_share_pct = 40;  // of the current, between the two
+    double warm_above_c = 45;
+    double warm_toc_mv = 4200;  // at most, between warm and hot
+    double hot_stop_c = 60;     // no charging above
+    above_top above_toc = above_top::discharge;
+    bool obeys = true;  // false: the daemon's two properties change nothing
+};
+
+struct charger_state {
+    bool is_full = false;
+    bool is_drawing_down = false;
+    std::int32_t tapered_s = 0;  // for how long the current has been below the cut-off
+};
+
+// What the daemon and the phone ask of it.
+struct charge_request {
+    charger_kind kind = charger_kind::none;
+    double toc_mv = 0;  // published; not positive: none
+    bool is_disabled = false;
+    double load_w = 0;
+};
+
+struct charge_flow {
+    double current_a = 0;  // into the battery, as its gauge sees it
+    double loss_w = 0;     // heat of the charger
+    charge_status status = charge_status::discharging;
+};
+
+// What flows during one step.
+charge_flow flow_of(const charger_parameters& of, charger_state& state, const charge_request& wanted,
+                    const circuit& battery, const cell_state& battery_state, double temperature_c);
+
+}  // namespace lab::phone

@@ -1,0 +1,45 @@
+#include "lab/phone/gauge.h"
+
+#include <algorithm>
+#include <array>
+
+namespace lab::phone {
+
+namespace {
+
+constexpr std::array<std::int32_t, 3> VBUS_UV{0, 5000000, 9000000};  // none, usb, wall
+
+// To the nearest multiple of a step, away from zero when between two.
+std::int32_t quantised(double value, double step) {
+    const double scaled = value / step;
+    const double rounded = static_cast<double>(static_cast<std::int64_t>(scaled + (scaled < 0 ? -0.5 : 0.5)));
+    return static_cast<std::int32_t>(std::clamp(rounded * step, -2e9, 2e9));
+}
+
+}  // namespace
+
+readings measure(const gauge_parameters& of, const truth_now& truth, generator& random) {
+    readings read{};
+    read.voltage_uv =
+        quantised(truth.terminal_v * 1e6 + random.noise() * of.voltage_noise_mv * 1e3, of.voltage_step_uv);
+    read.current_ua =
+        quantised(truth.current_a * 1e6 + random.noise() * of.current_noise_ma * 1e3, of.current_step_ua);
+    read.temperature_decic =
+        quantised((truth.temperature_c + random.noise() * of.temperature_noise_c) * 10, 1);
+    read.zone_mc = quantised(truth.zone_c * 1000, 100);
+
+    const double span_pct = of.full_soc_pct - of.empty_soc_pct;
+    const double true_pct = (truth.soc * 100 - of.empty_soc_pct) / span_pct * 100;
+    const double shown_pct = true_pct + of.soc_offset_pct + random.noise() * of.soc_noise_pct;
+    const bool knows_full = truth.is_held_full && of.soc_offset_pct == 0;
+    read.ui_soc = knows_full ? 10000 : quantised(std::clamp(shown_pct, 0.0, 100.0) * 100, 1);
+    read.capacity_pct = (read.ui_soc + 50) / 100;
+
+    read.charge_counter_uah = quantised(truth.soc * truth.capacity_mah * 1000, 1000);
+    read.cycle_count = quantised(truth.throughput_mah / (2 * truth.capacity_mah) - 0.5, 1);
+    read.vbus_uv = VBUS_UV[static_cast<std::size_t>(truth.charger)];
+    read.status = truth.status;
+    return read;
+}
+
+}  // namespace lab::phone

@@ -1,0 +1,159 @@
+#include "lab/scenario/keys.h"
+
+#include <array>
+
+namespace lab {
+
+namespace {
+
+using phone::cell_parameters;
+using phone::charger_parameters;
+using phone::gauge_parameters;
+using phone::power_parameters;
+using phone::thermal_parameters;
+
+constexpr std::array POWER{
+    key<power_parameters>{"power_off_mv", &power_parameters::power_off_mv, 2000, 4400,
+                          "battery voltage below which the phone switches off, mV"},
+    key<power_parameters>{"boot_at_mv", &power_parameters::boot_at_mv, 2000, 4400,
+                          "resting voltage from which an empty phone on a charger starts, mV"},
+    key<power_parameters>{"off_ua", &power_parameters::off_ua, 0, 1e6, "drawn while it is off, µA"},
+    key<power_parameters>{"boot_s", &power_parameters::boot_s, 1, 3600,
+                          "from power-on or reboot to the daemon's start, s"},
+    key<power_parameters>{"restart_s", &power_parameters::restart_s, 1, 3600,
+                          "from the daemon's end to its next start when only it restarts, s"},
+};
+
+constexpr std::array BOOT_LOADER{
+    key<power_parameters>{"precharge_below_mv", &power_parameters::precharge_below_mv, 0, 4400,
+                          "resting voltage below which the boot loader precharges, mV"},
+    key<power_parameters>{"precharge_ma", &power_parameters::precharge_ma, 1, 4000, "its current, mA"},
+    key<power_parameters>{"precharge_limit_s", &power_parameters::precharge_limit_s, 0, 1e6,
+                          "it flags a fault when it precharges for longer, s"},
+    key<power_parameters>{"off_charge_ma", &power_parameters::off_charge_ma, 1, 4000,
+                          "current from there until the phone starts, mA"},
+};
+
+constexpr std::array CELL{
+    key<cell_parameters>{"capacity_mah", &cell_parameters::capacity_mah, 100, 20000, "of the new cell, mAh"},
+    key<cell_parameters>{"soc_pct", &cell_parameters::soc_pct, -2, 105,
+                         "true state of charge at the start, %"},
+    key<cell_parameters>{
+        "curve",
+        choice_in<cell_parameters, phone::cell_curve, &cell_parameters::curve>(phone::cell_curve_names), 0, 0,
+        "open-circuit voltage: its own, or exactly that of the daemon's table"},
+    key<cell_parameters>{"ocv_shift_mv", &cell_parameters::ocv_shift_mv, -300, 300,
+                         "added to the whole curve, mV"},
+    key<cell_parameters>{"series_mohm", &cell_parameters::series_mohm, 1, 1000,
+                         "series resistance at 25 °C when new, mΩ"},
+    key<cell_parameters>{"transfer_mohm", &cell_parameters::transfer_mohm, 0.1, 1000,
+                         "resistance of the fast RC pair, likewise, mΩ"},
+    key<cell_parameters>{"transfer_tau_s", &cell_parameters::transfer_tau_s, 0.1, 1e5,
+                         "its time constant, s"},
+    key<cell_parameters>{"diffusion_mohm", &cell_parameters::diffusion_mohm, 0.1, 1000,
+                         "resistance of the slow RC pair, likewise, mΩ"},
+    key<cell_parameters>{"diffusion_tau_s", &cell_parameters::diffusion_tau_s, 0.1, 1e5,
+                         "its time constant, s"},
+    key<cell_parameters>{"leakage_ua", &cell_parameters::leakage_ua, 0, 1e6, "self-discharge, µA"},
+};
+
+constexpr std::array THERMAL{
+    key<thermal_parameters>{"heat_capacity_j_per_k", &thermal_parameters::heat_capacity_j_per_k, 1, 1e5,
+                            "of the battery and what is glued to it, J/K"},
+    key<thermal_parameters>{"resistance_k_per_w", &thermal_parameters::resistance_k_per_w, 0.01, 1000,
+                            "from the battery to the ambient air, K/W"},
+    key<thermal_parameters>{"load_share_pct", &thermal_parameters::load_share_pct, 0, 100,
+                            "of the phone's load that heats the battery, %"},
+    key<thermal_parameters>{"charger_share_pct", &thermal_parameters::charger_share_pct, 0, 100,
+                            "of the charger's loss that does, %"},
+    key<thermal_parameters>{"zone_k_per_w", &thermal_parameters::zone_k_per_w, 0, 1000,
+                            "thermal zone 6 above the battery, K per W of load"},
+};
+
+constexpr std::array CHARGER{
+    key<charger_parameters>{"wall_ma", &charger_parameters::wall_ma, 1, 10000,
+                            "current of the wall charger into the battery, mA"},
+    key<charger_parameters>{"wall_mw", &charger_parameters::wall_mw, 1, 1e5, "its power, mW"},
+    key<charger_parameters>{"usb_ma", &charger_parameters::usb_ma, 1, 10000,
+                            "current of the slow charger into the battery, mA"},
+    key<charger_parameters>{"usb_mw", &charger_parameters::usb_mw, 1, 1e5, "its power, mW"},
+    key<charger_parameters>{"efficiency_pct", &charger_parameters::efficiency_pct, 1, 100,
+                            "of the power drawn, the rest is heat, %"},
+    key<charger_parameters>{"default_toc_mv", &charger_parameters::default_toc_mv, 3000, 5000,
+                            "top-of-charge voltage while the property is not set, mV"},
+    key<charger_parameters>{"highest_toc_mv", &charger_parameters::highest_toc_mv, 3000, 5000,
+                            "that it never exceeds, mV"},
+    key<charger_parameters>{"cutoff_ma", &charger_parameters::cutoff_ma, 1, 5000,
+                            "full below this current at constant voltage, for a minute, mA"},
+    key<charger_parameters>{"recharge_mv", &charger_parameters::recharge_mv, 1, 2000,
+                            "charges again this far below the top of charge, mV"},
+    key<charger_parameters>{"weak_below_mv", &charger_parameters::weak_below_mv, 0, 4400,
+                            "weak current below this resting voltage, mV"},
+    key<charger_parameters>{"weak_ma", &charger_parameters::weak_ma, 1, 5000, "the weak current, mA"},
+    key<charger_parameters>{"rest_ma", &charger_parameters::rest_ma, 0, 1000,
+                            "what a resting battery on the charger still gives, mA"},
+    key<charger_parameters>{"cold_stop_c", &charger_parameters::cold_stop_c, -100, 100,
+                            "no charging below, °C"},
+    key<charger_parameters>{"cool_below_c", &charger_parameters::cool_below_c, -100, 100,
+                            "less current below, °C"},
+    key<charger_parameters>{"cool_share_pct", &charger_parameters::cool_share_pct, 0, 100,
+                            "of the current, between the two, %"},
+    key<charger_parameters>{"warm_above_c", &charger_parameters::warm_above_c, -100, 200,
+                            "lower voltage above, °C"},
+    key<charger_parameters>{"warm_toc_mv", &charger_parameters::warm_toc_mv, 3000, 5000, "that voltage, mV"},
+    key<charger_parameters>{"hot_stop_c", &charger_parameters::hot_stop_c, -100, 200,
+                            "no charging above, °C"},
+    key<charger_parameters>{
+        "above_toc",
+        choice_in<charger_parameters, phone::above_top, &charger_parameters::above_toc>(
+            phone::above_top_names),
+        0, 0, "a battery above the top of charge is left at rest, or drawn down by taking no input"},
+    key<charger_parameters>{"obeys", &charger_parameters::obeys, 0, 0,
+                            "false: the daemon's properties change nothing"},
+};
+
+constexpr std::array GAUGE{
+    key<gauge_parameters>{"voltage_noise_mv", &gauge_parameters::voltage_noise_mv, 0, 1000,
+                          "standard deviation, mV"},
+    key<gauge_parameters>{"voltage_step_uv", &gauge_parameters::voltage_step_uv, 1, 1e6, "resolution, µV"},
+    key<gauge_parameters>{"current_noise_ma", &gauge_parameters::current_noise_ma, 0, 1000,
+                          "standard deviation, mA"},
+    key<gauge_parameters>{"current_step_ua", &gauge_parameters::current_step_ua, 1, 1e6, "resolution, µA"},
+    key<gauge_parameters>{"temperature_noise_c", &gauge_parameters::temperature_noise_c, 0, 50,
+                          "standard deviation, °C"},
+    key<gauge_parameters>{"soc_noise_pct", &gauge_parameters::soc_noise_pct, 0, 50,
+                          "standard deviation of its own state of charge, %"},
+    key<gauge_parameters>{"soc_offset_pct", &gauge_parameters::soc_offset_pct, -100, 100,
+                          "added to it: a gauge that lies, %"},
+    key<gauge_parameters>{"empty_soc_pct", &gauge_parameters::empty_soc_pct, -2, 50,
+                          "true state of charge that it calls 0 %, %"},
+    key<gauge_parameters>{"full_soc_pct", &gauge_parameters::full_soc_pct, 51, 105, "that it calls 100 %, %"},
+};
+
+constexpr std::array CONDITIONS{
+    key<conditions>{
+        "charger",
+        choice_in<conditions, phone::charger_kind, &conditions::charger>(phone::charger_kind_names), 0, 0,
+        "what the phone is plugged into"},
+    key<conditions>{"screen", choice_in<conditions, screen_state, &conditions::screen>(screen_state_names), 0,
+                    0, "a suspended phone runs no cycles"},
+    key<conditions>{"ambient_c", &conditions::ambient_c, -60, 120, "temperature of the air, °C"},
+    key<conditions>{"load_mw", &conditions::load_mw, 0, 20000, "what the phone draws, mW"},
+    key<conditions>{"burst_mw", &conditions::burst_mw, 0, 20000, "what it draws in a burst, mW"},
+    key<conditions>{"burst_pct", &conditions::burst_pct, 0, 100, "of the cycles that are bursts, %"},
+    key<conditions>{"wake_every", seconds_of<conditions>{&conditions::wake_every_s}, 0, 0,
+                    "how often a suspended phone wakes up; 0: not at all"},
+    key<conditions>{"wake_for", seconds_of<conditions>{&conditions::wake_for_s}, 0, 0, "for how long"},
+};
+
+}  // namespace
+
+const std::span<const key<power_parameters>> power_keys = POWER;
+const std::span<const key<power_parameters>> boot_loader_keys = BOOT_LOADER;
+const std::span<const key<cell_parameters>> cell_keys = CELL;
+const std::span<const key<thermal_parameters>> thermal_keys = THERMAL;
+const std::span<const key<charger_parameters>> charger_keys = CHARGER;
+const std::span<const key<gauge_parameters>> gauge_keys = GAUGE;
+const std::span<const key<conditions>> condition_keys = CONDITIONS;
+
+}  // namespace lab

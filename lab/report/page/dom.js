@@ -1,0 +1,32 @@
+// Elements made of text and elements; nothing here ever reads markup.
+
+export const $ = (id) => document.getElementById(id);
+
+/** make("p", {className: "muted"}, "text", child): attributes with a "-" or "role" are set as attributes. */
+export function make(tag, properties = {}, ...children) {
+  const element = document.createElement(tag);
+  for (const [name, value] of Object.entries(properties)) {
+    if (name.includes("-") || name === "role" || name === "scope") element.setAttribute(name, value);
+    else element[name] = value;
+  }
+  element.append(...children);
+  return element;
+}
+
+/** A switch that stays pressed: a button with aria-pressed. */
+export function toggle(label, isOn, onChange) {
+  const button = make("button", { type: "button", className: "chip", "aria-pressed": String(isOn) }, label);
+  button.addEventListener("click", () => {
+    const now = button.getAttribute("aria-pressed") !== "true";
+    button.setAttribute("aria-pressed", String(now));
+    onChange(now);
+  });
+  return button;
+}
+
+export function table(headings, rows) {
+  const head = make("tr", {}, ...headings.map((text) => make("th", { scope: "col" }, text)));
+  const body = rows.map(([first, ...rest]) =>
+    make("tr", {}, make("th", { scope: "row" }, first), ...rest.map((cell) => make("td", {}, cell))));
+  return make("table", {}, make("thead", {}, head), make("tbody", {}, ...body));
+}

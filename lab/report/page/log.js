@@ -1,0 +1,99 @@
+// Every line the daemon left, filtered by text, kind and feature.
+
+import { lineText } from "./data.js";
+import { $, make, toggle } from "./dom.js";
+import { number, plural } from "./format.js";
+import { VirtualList } from "./list.js";
+
+const KINDS = { log: "Log", record: "Records", property: "Properties", write: "Writes" };
+const WAIT_MS = 120; // after a key before the filter runs
+
+export class Log {
+  constructor({ shapes, seen }, lines, features, clock, choose) {
+    Object.assign(this, { shapes, seen, lines, features, clock });
+    this.kinds = new Set(Object.keys(KINDS));
+    this.list = new VirtualList($("log-list"), (line) => this.#row(line), (line) => this.#chosen(line, choose));
+    if (!lines.length) {
+      $("log-filter").hidden = $("log-list").hidden = true;
+      $("log-count").textContent = "The daemon left no line in this run.";
+      return;
+    }
+    this.#fillFilter();
+    this.#tellLeftOut();
+    this.apply();
+  }
+
+  #fillFilter() {
+    const used = new Set(this.shapes.map((shape) => shape.feature));
+    for (const [key, title] of Object.entries(this.features)) {
+      if (used.has(key)) $("log-feature").append(make("option", { value: key }, title));
+    }
+    for (const [kind, label] of Object.entries(KINDS)) {
+      $("log-kinds").append(toggle(label, true, (isOn) => {
+        isOn ? this.kinds.add(kind) : this.kinds.delete(kind);
+        this.apply();
+      }));
+    }
+    $("log-filter").addEventListener("submit", (event) => event.preventDefault());
+    $("log-feature").addEventListener("change", () => this.apply());
+    $("log-text").addEventListener("input", () => {
+      clearTimeout(this.timer);
+      this.timer = setTimeout(() => this.apply(), WAIT_MS);
+    });
+  }
+
+  apply() {
+    const wanted = $("log-text").value.toLowerCase();
+    const feature = $("log-feature").value;
+    for (const shape of this.shapes) {
+      shape.isOut = !this.kinds.has(shape.kind) || (feature !== "" && shape.feature !== feature);
+    }
+    const found = this.lines.filter(({ shape, numbers }) =>
+      !shape.isOut && (!wanted || lineText(shape, numbers).toLowerCase().includes(wanted)));
+    this.list.set(found);
+    $("log-detail").hidden = true;
+    const all = found.length === this.lines.length;
+    $("log-count").textContent = all ? plural(found.length, "line") : `${number(found.length)} of ${plural(this.lines.length, "line")}`;
+  }
+
+  #row({ t, shape, numbers }) {
+    return make("div", { className: "row" },
+      this.#time(t),
+      make("span", { className: `kind ${shape.kind}` }, KINDS[shape.kind]),
+      make("span", { className: "feature" }, this.features[shape.feature]),
+      make("span", { className: "text" }, lineText(shape, numbers)));
+  }
+
+  /** On a narrow screen the year and the seconds (class "fine") go. */
+  #time(t) {
+    const fine = (text) => make("span", { className: "fine" }, text);
+    const [year, ...rest] = this.clock.shortDate(t).split("-");
+    if (!rest.length) return make("time", {}, `${year} `, this.clock.time(t));
+    const time = this.clock.time(t);
+    return make("time", {}, fine(`${year}-`), `${rest.join("-")} ${time.slice(0, 5)}`, fine(time.slice(5)));
+  }
+
+  #chosen({ t, shape, numbers }, choose) {
+    const show = make("button", { type: "button", className: "quiet" }, "Show on the axis");
+    show.addEventListener("click", () => choose(t));
+    $("log-detail").replaceChildren(make("b", {}, this.clock.full(t)), " ",
+      `${KINDS[shape.kind]}, ${this.features[shape.feature]} `, show, make("code", {}, lineText(shape, numbers)));
+    $("log-detail").hidden = false;
+  }
+
+  #tellLeftOut() {
+    const thinned = this.shapes.filter((shape) => shape.kept < shape.seen).sort((a, b) => b.seen - a.seen);
+    if (!thinned.length) return;
+    const details = $("log-left-out");
+    const left = this.seen - this.lines.length;
+    details.querySelector("summary").textContent =
+      `${number(left)} of ${number(this.seen)} lines are left out: of ${plural(thinned.length, "frequent line")} only some, evenly over the run`;
+    const table = details.querySelector("table");
+    table.append(make("tr", {}, ...["Kept", "of", "Line"].map((text) => make("th", { scope: "col" }, text))));
+    for (const { kept, seen, text } of thinned) {
+      const cells = [number(kept), number(seen), text.replaceAll("\x01", "…")];
+      table.append(make("tr", {}, ...cells.map((cell) => make("td", {}, cell))));
+    }
+    details.hidden = false;
+  }
+}

@@ -1,0 +1,98 @@
+// The daemon's decisions in order, each with its reason; choosing one shows its moment on the axis.
+
+import { $, make, toggle } from "./dom.js";
+import { plural } from "./format.js";
+import { WEIGHTS } from "./panels.js";
+
+const CHUNK = 200;   // items made at once; more follow as the list is scrolled
+const MANY = 150;    // with more decisions than this, routine ones start hidden
+
+export class Story {
+  constructor({ decisions, taken }, clock, choose) {
+    Object.assign(this, { decisions, clock, choose });
+    decisions.forEach((decision, i) => (decision.index = i));
+    this.list = $("decisions");
+    this.shown = [];
+    this.made = 0;
+    this.wanted = new Set(Object.keys(WEIGHTS));
+    if (decisions.length > MANY) this.wanted.delete("routine");
+    this.#fillFilter();
+    this.list.addEventListener("scroll", () => this.#more());
+    this.list.addEventListener("keydown", (event) => this.#key(event));
+    if (taken > decisions.length) {
+      $("story-note").textContent =
+        `${plural(taken, "decision")} were taken; the most frequent kinds are thinned evenly to ${plural(decisions.length, "one")}.`;
+    }
+    this.fill();
+  }
+
+  #fillFilter() {
+    for (const [weight, { label, glyph }] of Object.entries(WEIGHTS)) {
+      const count = this.decisions.filter((each) => each.weight === weight).length;
+      if (count === 0) continue;
+      $("story-filter").append(toggle(`${glyph} ${label} ${count}`, this.wanted.has(weight), (isOn) => {
+        isOn ? this.wanted.add(weight) : this.wanted.delete(weight);
+        this.fill();
+      }));
+    }
+  }
+
+  fill() {
+    this.shown = this.decisions.filter((each) => this.wanted.has(each.weight));
+    this.made = 0;
+    this.list.replaceChildren();
+    this.#more();
+    if (this.shown.length === 0) {
+      const text = this.decisions.length ? "None of this kind." : "The daemon took no decision in this run.";
+      this.list.append(make("li", { className: "empty" }, text));
+    }
+  }
+
+  #more() {
+    const { scrollTop, clientHeight, scrollHeight } = this.list;
+    if (this.made > 0 && scrollTop + clientHeight < scrollHeight - 600) return;
+    const next = this.shown.slice(this.made, this.made + CHUNK);
+    this.list.append(...next.map((decision) => this.#item(decision)));
+    this.made += next.length;
+  }
+
+  #item(decision) {
+    const { weight, feature, sentence, numbers, t } = decision;
+    const glyph = make("span", { className: "glyph", title: WEIGHTS[weight].label }, WEIGHTS[weight].glyph);
+    const head = make("span", { className: "when" }, glyph, make("b", {}, feature.charAt(0).toUpperCase() + feature.slice(1)), make("time", {}, this.clock.full(t)));
+    const facts = numbers.map(([name, value]) =>
+      make("span", { className: "fact" }, `${name} `, make("b", {}, value)));
+    const button = make("button", { type: "button", className: `decision ${weight}` }, head,
+      make("span", { className: "sentence" }, sentence), make("span", { className: "facts-row" }, ...facts));
+    button.addEventListener("click", () => this.choose(decision));
+    const item = make("li", {}, button);
+    item.dataset.index = decision.index;
+    return item;
+  }
+
+  /** Marks the chosen decision in the list, and brings it into view. */
+  mark(decision) {
+    this.list.querySelector(".chosen")?.classList.remove("chosen");
+    if (!decision) return;
+    const place = this.shown.indexOf(decision);
+    while (place >= this.made && this.made < this.shown.length) this.#forceMore();
+    const item = this.list.querySelector(`li[data-index="${decision.index}"]`);
+    item?.classList.add("chosen");
+    if (item) this.list.scrollTop = Math.min(Math.max(this.list.scrollTop, item.offsetTop + item.offsetHeight - this.list.clientHeight), item.offsetTop);
+  }
+
+  #forceMore() {
+    const next = this.shown.slice(this.made, this.made + CHUNK);
+    this.list.append(...next.map((decision) => this.#item(decision)));
+    this.made += next.length;
+  }
+
+  #key(event) {
+    const step = { ArrowDown: "nextElementSibling", ArrowUp: "previousElementSibling" }[event.key];
+    const button = step && event.target.closest("li")?.[step]?.querySelector("button");
+    if (!button) return;
+    event.preventDefault();
+    button.focus();
+    button.click();
+  }
+}

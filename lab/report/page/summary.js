@@ -1,0 +1,46 @@
+// The run in a few figures.
+
+import { make } from "./dom.js";
+import { duration, number, plural } from "./format.js";
+
+export function fillSummary(place, run, samples) {
+  const { story, stress, cost } = run;
+  const tiles = [
+    tile("Time", duration(run.span_s), `${plural(cost.cycles, "cycle")}, ${plural(cost.boots, "boot")}`),
+    chargeTile(samples),
+    storyTile(story),
+    stress && tile("Stress hours", number(stress.total_h + stress.offset_h), tripLine(stress)),
+    worthTile(run.worth),
+  ];
+  place.append(...tiles.filter(Boolean));
+}
+
+function tile(label, value, note) {
+  return make("div", { className: "tile-card" }, make("span", { className: "label" }, label), make("b", {}, value),
+    make("span", { className: "muted small" }, note));
+}
+
+function chargeTile(samples) {
+  let last = null;
+  for (let i = samples.count - 1; i >= 0 && !last; --i) last = samples.range("toc_mv", i);
+  if (!last) return null;
+  const volts = (mv) => `${(mv / 1000).toFixed(2)} V`;
+  const isLowered = last[0] < 4450;
+  return tile("Top of charge at the end", volts(last[0]), isLowered ? `lowered from ${volts(4450)}` : "not lowered");
+}
+
+function storyTile({ decisions }) {
+  const count = (weight) => decisions.filter((each) => each.weight === weight).length;
+  return tile("Decisions", number(decisions.length), `${plural(count("action"), "action")}, ${plural(count("finding"), "finding")}`);
+}
+
+function tripLine(stress) {
+  const next = stress.levels.find(({ above_h }) => stress.total_h + stress.offset_h <= above_h);
+  return next ? `next trip at ${number(next.above_h)}` : "past the last trip";
+}
+
+function worthTile(worth) {
+  const [kept, lost] = [worth?.heeded.capacity_left_pct, worth?.ignored.capacity_left_pct];
+  if (kept === undefined || lost === undefined) return null;
+  return tile("Capacity left", `${number(kept, 1)} %`, `${number(lost, 1)} % with the daemon ignored`);
+}

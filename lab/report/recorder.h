@@ -1,0 +1,37 @@
+// recorder: what a command needs to write a report of the run that it makes.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "lab/cost.h"
+#include "lab/output_file.h"
+#include "lab/report/report.h"
+#include "lab/report/worth.h"
+#include "lab/session.h"
+#include "lab/story.h"
+
+namespace lab {
+
+// Opens the file at once, so that one that cannot be written is found out before the run; the file appears whole
+// at commit(). Throws input_error that names it.
+class report_recorder {
+  public:
+    report_recorder(const std::string& path, report::facts about, const device_image& before);
+
+    // Adds what must hear the run.
+    void listen(std::vector<listener*>& listeners);
+
+    // The run is over: makes the page. To be called once, before commit(); `compared` when the run was made twice.
+    void finish(const std::optional<comparison>& compared = {});
+    void commit() { file_.commit(); }
+
+  private:
+    output_file file_;
+    report page_;
+    cost counted_;
+    story told_;
+};
+
+}  // namespace lab

@@ -1,0 +1,33 @@
+// Values of state fields as people and programs read them, and as they are written on the command line.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "lab/state/stored_state.h"
+
+namespace lab {
+
+// The value at `place`, as text that reads back; nothing when the file does not hold it.
+std::optional<std::string> value_text(const stored_file& file, const state_place& place);
+
+// Whether the daemon takes such a value as it is, by the field's range alone. NaN counts as taken, as it does
+// for the daemon.
+bool is_in_range(const state_place& place, std::string_view text);
+
+// A value as given by a user: a decimal number in the range of the field's type; for last_datetime also
+// "2026-01-01T00:00:00Z". The text that set_state_field() takes, or nothing.
+std::optional<std::string> read_value(const state_place& place, std::string_view text);
+
+// Seconds since 1970 as "2026-01-01T00:00:00Z"; nothing outside the years 0 to 9999.
+std::optional<std::string> utc_text(std::int64_t time_s);
+
+// Whether the field is a time since 1970.
+bool is_time(const state_place& place);
+
+// What the daemon does with a file that is not whole, a sentence that goes on after "the daemon"; empty for
+// a whole one. `number` is what the daemon reads from a 4-byte file.
+std::string daemon_effect(const stored_file& file, std::int32_t number);
+
+}  // namespace lab

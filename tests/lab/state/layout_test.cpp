@@ -1,0 +1,144 @@
+#include <gmock/gmock.h>
+#include <map>
+
+#include "charge_mgr/charge_mgr.h"
+#include "core/persistent_files.h"
+#include "lab/state/daemon_view.h"
+#include "lab/state/values.h"
+#include "lab/state_layout.h"
+#include "monitors/charge_timer.h"
+#include "platform/virtual/device.h"
+#include "precharge/precharge.h"
+#include "util/status.h"
+
+using lab::find_state_place;
+using lab::state_place;
+using virtual_device::the_device;
+
+namespace {
+
+std::string int_bytes(std::int64_t value) {
+    const auto low = static_cast<std::int32_t>(value);
+    return {reinterpret_cast<const char*>(&low), sizeof low};
+}
+
+std::int32_t int_of(const std::string& bytes) {
+    std::int32_t value = 0;
+    bytes.copy(reinterpret_cast<char*>(&value), sizeof value);
+    return value;
+}
+
+// Parameters as the estimator takes them from a file of these words.
+lab::daemon_view parameters(const std::vector<std::int32_t>& words) {
+    std::string bytes;
+    for (const std::int32_t word : words) bytes += int_bytes(word);
+    const lab::state_file* kind = lab::find_state_file("dyn_soc_params");
+    return lab::ask_daemon(
+        {"", {{kind, "", false, lab::file_condition::whole, "", bytes.size(), bytes}}, {}});
+}
+
+}  // namespace
+
+TEST(StateLayout, NamesEveryByteOfEveryFileOnce) {
+    for (const lab::state_file& file : lab::state_files) {
+        std::vector<int> uses(file.size);
+        for (const state_place& place : lab::state_places_of(file)) {
+            for (std::size_t i = 0; i < place.width(); ++i) ++uses.at(place.offset() + i);
+            const auto found = find_state_place(place.name());
+            ASSERT_TRUE(found) << place.name();
+            EXPECT_EQ(found->offset(), place.offset());
+            EXPECT_EQ(found->file, &file);
+            const auto by_long_name = find_state_place(std::string(file.name) + "." + place.field_name());
+            ASSERT_TRUE(by_long_name) << place.field_name();
+            EXPECT_EQ(by_long_name->offset(), place.offset());
+        }
+        EXPECT_THAT(uses, testing::Each(1)) << file.name;
+    }
+    for (const char* name :
+         {"", "batt_stress", "batt_stress[9][0]", "batt_stress[0][11]", "batt_stress[0]",
+          "batt_stress[0][0]x", "batt_stress[-1][0]", "toc_clients[0][0]", "dyn_soc_params",
+          "dyn_soc_params.", "toc_clients.count", "/mnt/vendor/nvcfg/vorn/toc_clients", "toc_clients "}) {
+        EXPECT_FALSE(find_state_place(name)) << name;
+    }
+}
+
+// The ranges of the table are what the daemon does: asked of each feature at the edges.
+TEST(StateLayout, HasTheDaemonsRanges) {
+    // A counter or timer out of range starts from 0 again; one in range goes on.
+    const auto grows = [](const char* name, std::int64_t value, auto&& count_once) {
+        const std::string path(lab::find_state_file(name)->path);
+        the_device().at(path).put(int_bytes(value));
+        count_once();
+        return int_of(the_device().at(path).bytes) == static_cast<std::int32_t>(value) + 1;
+    };
+    const auto precharge = [] {
+        update_precharge_trackers(1, vorn_precharge_counter_import, vorn_precharge_counter_export,
+                                  vorn_precharge_timer_import, vorn_precharge_timer_export);
+    };
+    const auto expiry = [] {
+        charge_timer_init(20, 95, 7500, 7200, vorn_charge_fail_counter_export,
+                          vorn_charge_fail_counter_import);
+        charge_timer_main(0, STATUS_CHARGING, 0, 50);
+        charge_timer_main(72001, STATUS_CHARGING, 0, 50);
+    };
+    for (const std::int64_t value : {std::int64_t{INT32_MIN}, std::int64_t{-1}, std::int64_t{0},
+                                     std::int64_t{1}, std::int64_t{INT32_MAX} - 1, std::int64_t{INT32_MAX}}) {
+        const std::string text = std::to_string(value);
+        // What stands in the file after -1 is 0 + 1 either way.
+        if (value != -1) {
+            EXPECT_EQ(grows("batt_precharge_timer", value, precharge),
+                      is_in_range(*find_state_place("batt_precharge_timer"), text))
+                << text;
+            EXPECT_EQ(grows("batt_precharge_counter", value, precharge),
+                      is_in_range(*find_state_place("batt_precharge_counter"), text))
+                << text;
+            EXPECT_EQ(grows("charge_failures", value, expiry),
+                      is_in_range(*find_state_place("charge_failures"), text))
+                << text;
+        }
+    }
+    for (int step = 0; step <= UINT8_MAX; ++step) {
+        the_device().at("/mnt/vendor/nvcfg/vorn/toc_clients").put(std::string(1, static_cast<char>(step)));
+        charge_mgr__init(
+            vorn_toc_clients_import, vorn_toc_clients_export, [] { return 0; },
+            [](std::int32_t) { return 0; });
+        EXPECT_EQ(charge_mgr__get_perm_toc_step(0) == step,
+                  is_in_range(*find_state_place("toc_clients"), std::to_string(step)));
+    }
+    // Two buckets: one at the edge of what can be true, one just beyond.
+    std::string table(396, '\0');
+    const state_place edge = *find_state_place("batt_stress[0][0]");
+    const state_place beyond = *find_state_place("batt_stress[8][10]");
+    set_state_field(edge, table, "43800");
+    set_state_field(beyond, table, "43800.004");
+    EXPECT_TRUE(is_in_range(edge, "43800"));
+    EXPECT_FALSE(is_in_range(beyond, "43800.004"));
+    EXPECT_FALSE(is_in_range(beyond, "-1e-40"));
+    EXPECT_FALSE(is_in_range(beyond, "inf"));
+    EXPECT_TRUE(is_in_range(beyond, "nan"));
+    const auto view =
+        lab::ask_daemon({"", {{edge.file, "", false, lab::file_condition::whole, "", 396, table}}, {}});
+    EXPECT_EQ(view.hours[0][0], 43800.0F);
+    EXPECT_EQ(view.hours[8][10], 0.0F);
+}
+
+// The bounds that docs/state-files.md gives for the estimator's quotients.
+TEST(StateLayout, TellsWhichQuotientsTheEstimatorTakes) {
+    for (const auto& [num, is_taken] :
+         std::map<std::int32_t, bool>{{4509, false}, {4510, true}, {17999, true}, {18000, false}}) {
+        const auto view = parameters({1, num, 10000, 2000, 740});
+        EXPECT_EQ(view.takes_resistance, is_taken) << num;
+        EXPECT_EQ(view.resistance, is_taken ? num / 10 : 900);
+        EXPECT_TRUE(view.takes_capacity);
+    }
+    for (const auto& [num, is_taken] :
+         std::map<std::int32_t, bool>{{2700, false}, {2701, true}, {32399, true}, {32400, false}}) {
+        const auto view = parameters({1, 9000, 10000, num, 10000});
+        EXPECT_EQ(view.takes_capacity, is_taken) << num;
+        EXPECT_EQ(view.capacity_c, is_taken ? num : 27000);
+        EXPECT_TRUE(view.takes_resistance);
+    }
+    EXPECT_FALSE(parameters({2, 9000, 10000, 2000, 740}).takes_resistance);
+    EXPECT_FALSE(parameters({1, 9000}).takes_resistance);
+    EXPECT_EQ(parameters({1, 9000}).filters, (std::array<std::int32_t, 4>{9000, 10000, 2000, 740}));
+}

@@ -1,0 +1,234 @@
+// vorn_soak [DAYS [SEED]]: a year of a phone's life in virtual time, with random faults, restarts and power cuts.
+//
+// The phone charges most nights, obeys what the daemon publishes and sleeps now and then. Once in a while a
+// single operation fails, or for some minutes a third of them do; the daemon is killed, the power goes after a
+// write, the wall clock jumps. All along the promises of watch.h hold; the cycle after a fault is whole; memory
+// does not grow.
+
+#include <algorithm>
+#include <csetjmp>
+#include <cstdio>
+#include <cstdlib>
+#include <malloc.h>
+#include <random>
+#include <string>
+
+#include "core/daemon.h"
+#include "core/sys_properties.h"
+#include "restart.h"
+#include "road.h"
+#include "util/record_index.h"
+#include "watch.h"
+
+namespace {
+
+using virtual_device::the_device;
+using kind = virtual_device::operation;
+
+constexpr std::int64_t DAY_S = 86400;
+constexpr std::int64_t START_S = 1772366400;  // 2026-03-01T12:00:00Z
+constexpr std::int64_t CYCLE_S = 10;
+
+class dice {
+  public:
+    explicit dice(unsigned seed) : engine_(seed) {}
+    bool once_in(double n) { return std::uniform_real_distribution<>(0, n)(engine_) < 1; }
+    std::int64_t between(std::int64_t low, std::int64_t high) {
+        return std::uniform_int_distribution<std::int64_t>(low, high)(engine_);
+    }
+
+  private:
+    std::mt19937 engine_;
+};
+
+std::string published(const char* name) {
+    const auto found = the_device().properties.find(name);
+    return found == the_device().properties.end() ? "" : found->second;
+}
+
+// Enough of a phone for every feature to have something to do.
+class phone {
+  public:
+    explicit phone(dice& luck) : luck_(luck) {}
+
+    fault::stop live(std::int64_t now_s, std::int64_t passed_s) {
+        plug(now_s);
+        const std::int32_t toc_mv = std::atoi(published(TOC_PROPERTY).c_str());
+        const bool may_charge = is_plugged_ && published(DISABLE_PROPERTY) == "0";
+        const bool is_charging = may_charge && voltage_mv() < toc_mv;
+        const double current_ma = is_charging   ? 1800
+                                  : is_plugged_ ? 0
+                                                : -250 - static_cast<double>(luck_.between(0, 500));
+        charge_pct_ =
+            std::clamp(charge_pct_ + current_ma * static_cast<double>(passed_s) / 3600 / 75, 0.0, 100.0);
+        warm_up(is_charging);
+
+        fault::stop now;
+        now.voltage_mv = voltage_mv() + static_cast<std::int32_t>(luck_.between(-3, 3));
+        now.current_ma = static_cast<std::int32_t>(current_ma);
+        now.temperature_decic = temperature_decic_;
+        now.capacity_pct = static_cast<std::int32_t>(charge_pct_);
+        now.status = is_charging    ? "Charging"
+                     : !is_plugged_ ? "Discharging"
+                     : may_charge   ? "Full"
+                                    : "Not charging";
+        return now;
+    }
+    bool is_plugged() const { return is_plugged_; }
+
+  private:
+    std::int32_t voltage_mv() const { return 3400 + static_cast<std::int32_t>(charge_pct_ * 10.5); }
+
+    // Nights on the charger, half an hour now and then, and each month a week on a stand.
+    void plug(std::int64_t now_s) {
+        const std::int64_t hour = now_s % DAY_S / 3600;
+        const bool is_on_stand = now_s / DAY_S % 30 < 8;
+        if (now_s < plugged_until_s_) return;
+        is_plugged_ = is_on_stand || hour >= 23 || hour < 6 || luck_.once_in(1000);
+        plugged_until_s_ = now_s + (is_plugged_ ? 1800 : 60);
+    }
+    void warm_up(bool is_charging) {
+        const std::int32_t goal = is_charging ? 330 : 240;
+        temperature_decic_ += temperature_decic_ < goal ? 1 : -1;
+        if (luck_.once_in(20000)) temperature_decic_ += 90;
+    }
+
+    dice& luck_;
+    double charge_pct_ = 60;
+    std::int32_t temperature_decic_ = 250;
+    bool is_plugged_ = false;
+    std::int64_t plugged_until_s_ = 0;
+};
+
+class year {
+  public:
+    explicit year(unsigned seed) : luck_(seed), owner_(luck_) {
+        the_device().outcome = {this, decide};
+        seen_.on_write_context = this;
+        seen_.on_write = after_write;
+        for (const auto& [path, bytes] : fault::files_of_earlier_layout()) the_device().at(path).put(bytes);
+    }
+
+    bool live(std::int64_t days) {
+        const std::int64_t end_s = START_S + days * DAY_S;
+        while (now_s_ < end_s && seen_.broken().empty()) run_boot(end_s);
+        report(days);
+        return seen_.broken().empty() && is_memory_flat();
+    }
+
+  private:
+    static std::ptrdiff_t decide(void* self, kind what, std::string_view /*target*/, std::size_t /*size*/) {
+        auto& me = *static_cast<year*>(self);
+        ++me.operations_;
+        const bool fails =
+            what != kind::property_get && (me.bad_cycles_ > 0 ? me.luck_.once_in(3) : me.luck_.once_in(1e6));
+        me.faults_ += fails ? 1 : 0;
+        me.is_cycle_whole_ = me.is_cycle_whole_ && !fails;
+        return fails ? virtual_device::FAIL : virtual_device::PASS;
+    }
+
+    static void after_write(void* self) {
+        auto& me = *static_cast<year*>(self);
+        if (!me.luck_.once_in(300)) return;
+        ++me.cuts_;
+        std::longjmp(me.power_cut_, 1);
+    }
+
+    void run_boot(std::int64_t end_s) {
+        auto& device = the_device();
+        ++boots_;
+        boot_start_s_ = now_s_ += luck_.between(30, luck_.once_in(4) ? 5 * DAY_S : 600);
+        clock_error_s_ = luck_.once_in(10) ? -luck_.between(0, 30 * DAY_S) : 0;
+        device.forget_volatile_properties();
+        fault::restart_daemon();
+        if (setjmp(power_cut_) != 0) {
+            fault::lose_power();
+            return;
+        }
+        bad_cycles_ = luck_.once_in(5) ? 1 : 0;
+        sense(0);
+        daemon_start();
+        seen_.after_cycle();
+        for (bool is_running = true; is_running && now_s_ < end_s && seen_.broken().empty();) {
+            cycle();
+            is_running = !luck_.once_in(100000) && published(POWER_PROPERTY) != "reboot";
+        }
+    }
+
+    void cycle() {
+        if (bad_cycles_ > 0) {
+            --bad_cycles_;
+        } else if (luck_.once_in(5000)) {
+            bad_cycles_ = luck_.between(1, 60);
+        }
+        const bool sleeps = !owner_.is_plugged() && luck_.once_in(20);
+        const std::int64_t passed_s = sleeps ? luck_.between(CYCLE_S, 3000) : CYCLE_S;
+        now_s_ += passed_s;
+        if (clock_error_s_ != 0 && luck_.once_in(500)) clock_error_s_ = 0;  // the network tells the time
+        sense(passed_s);
+        is_cycle_whole_ = true;
+        daemon_cycle();
+        ++cycles_;
+        if (is_cycle_whole_) {
+            seen_.after_faultless_cycle();
+        } else {
+            seen_.after_cycle();
+        }
+        if (cycles_ == WARM_CYCLES) heap_then_ = heap();
+    }
+
+    void sense(std::int64_t passed_s) {
+        fault::stop now = owner_.live(now_s_, passed_s);
+        now.elapsed_s = now_s_;
+        now.real_time_s = now_s_ + clock_error_s_;
+        fault::arrive(the_device(), now, boot_start_s_);
+    }
+
+    static std::size_t heap() { return mallinfo2().uordblks; }
+    bool is_memory_flat() const { return cycles_ < WARM_CYCLES || heap() < heap_then_ + 65536; }
+
+    void report(std::int64_t days) const {
+        for (const std::string& each : seen_.broken()) {
+            fprintf(stderr, "day %ld: %s\n", (now_s_ - START_S) / DAY_S, each.c_str());
+        }
+        printf(
+            "soak: %ld days, %ld cycles, %ld operations, %ld failed; %d boots, %d power cuts, %ld writes, "
+            "%zu kinds "
+            "of record; heap %zu kB after %ld cycles, %zu kB in the end; %zu promises broken\n",
+            days, cycles_, operations_, faults_, boots_, cuts_, seen_.writes(), seen_.records().size(),
+            heap_then_ / 1024, WARM_CYCLES, heap() / 1024, seen_.broken().size());
+    }
+
+    static constexpr long WARM_CYCLES = 100000;
+
+    dice luck_;
+    phone owner_;
+    fault::watch seen_;
+    std::jmp_buf power_cut_ = {};
+    std::int64_t now_s_ = START_S;
+    std::int64_t boot_start_s_ = START_S;
+    std::int64_t clock_error_s_ = 0;
+    std::int64_t bad_cycles_ = 0;  // left of an evil spell
+    bool is_cycle_whole_ = true;
+    long cycles_ = 0;
+    long operations_ = 0;
+    long faults_ = 0;
+    int boots_ = 0;
+    int cuts_ = 0;
+    std::size_t heap_then_ = 0;
+};
+
+}  // namespace
+
+int main(int count, char** arguments) {
+    setenv("TZ", "America/New_York", 1);
+    fault::remember_daemon_memory();
+    const std::int64_t days = count > 1 ? atol(arguments[1]) : 365;
+    const unsigned seed = count > 2 ? static_cast<unsigned>(atol(arguments[2])) : 1;
+    if (days < 1) {
+        fprintf(stderr, "usage: vorn_soak [DAYS [SEED]]\n");
+        return 2;
+    }
+    printf("seed %u\n", seed);
+    return year(seed).live(days) ? 0 : 1;
+}

@@ -1,0 +1,241 @@
+// vorn_sweep: one run of the daemon down the road (road.h) for each thing that can go wrong on it.
+//
+//     vorn_sweep faults    each platform operation fails, in each way, once and from then on
+//     vorn_sweep cuts      the power goes after each write and inside it at every byte
+//     vorn_sweep road      the road alone: what it visits
+//
+// A number after the first two runs that operation only.
+//
+// Every run is a process of its own. After it these hold: it did not crash or hang; all that watch.h promises;
+// once the fault is over, the next cycle is whole, within an hour every file is, and after the next start
+// everything published is what it would have been without the fault.
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <vector>
+
+#include "core/sys_properties.h"
+#include "journey.h"
+#include "platform/os.h"
+#include "platform/properties.h"
+#include "restart.h"
+#include "util/record_index.h"
+
+namespace {
+
+using namespace fault;
+using kind = virtual_device::operation;
+
+constexpr unsigned RUN_LIMIT_S = 20;  // a run takes some milliseconds
+constexpr int WORKERS = 2;
+constexpr int REPORTED_RUNS = 20;  // more than this many broken runs are only counted
+
+struct counts {  // shared by all processes
+    int runs;
+    int broken;
+    long cycles;
+};
+
+const char* name_of(kind what) {
+    switch (what) {
+        case kind::open:
+            return "open";
+        case kind::read:
+            return "read";
+        case kind::write:
+            return "write";
+        case kind::property_set:
+            return "property_set";
+        case kind::clock:
+            return "clock";
+        case kind::local_time:
+            return "local_time";
+        default:
+            return "?";
+    }
+}
+
+std::string describe(const mishap& what, const operation& where) {
+    const char* const lasts[] = {"once", "on this target from then on", "on every target from then on"};
+    const std::string how =
+        what.allowed == virtual_device::FAIL ? "fails" : "moves " + std::to_string(what.allowed);
+    return std::string(what.cuts_power ? "power cut: " : "") + name_of(where.kind) + " " + where.target +
+           " (operation " + std::to_string(what.nth) + ") " + how + ", " +
+           lasts[static_cast<int>(what.lasts)];
+}
+
+// The run itself, in the process that it may take down.
+int run_here(const road& along, const mishap& what, const operation& where, const std::string& must_publish,
+             counts& total) {
+    alarm(RUN_LIMIT_S);
+    journey run(along);
+    run.sweeps_calm = what.cuts_power;
+    const bool is_short_read = where.kind == kind::read && what.allowed != virtual_device::FAIL;
+    if (is_short_read) {
+        // A number of which the device gave only a part is taken for what it says.
+        run.seen.expect_torn(where.target);
+        run.seen.expect_torn("/mnt/vendor/nvcfg/vorn/batt_precharge_timer");
+        if (what.lasts == mishap::scope::kind) run.seen.expect_all_torn();
+    }
+    run.run(what);
+    if (journey::published() != must_publish) run.seen.note("in the end publishes\n" + journey::published());
+    __atomic_add_fetch(&total.cycles, static_cast<long>(run.cycles), __ATOMIC_RELAXED);
+    for (const std::string& each : run.seen.broken()) {
+        fprintf(stderr, "%s:\n  %s\n", describe(what, where).c_str(), each.c_str());
+    }
+    return run.seen.broken().empty() ? 0 : 1;
+}
+
+void run_in_child(const road& along, const mishap& what, const operation& where,
+                  const std::string& must_publish, counts& total) {
+    const pid_t child = fork();
+    if (child < 0) {
+        perror("fork");
+        exit(2);
+    }
+    if (child == 0) {
+        if (__atomic_load_n(&total.broken, __ATOMIC_RELAXED) >= REPORTED_RUNS)
+            (void)!freopen("/dev/null", "w", stderr);
+        _exit(run_here(along, what, where, must_publish, total));
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    __atomic_add_fetch(&total.runs, 1, __ATOMIC_RELAXED);
+    if (status == 0) return;
+    __atomic_add_fetch(&total.broken, 1, __ATOMIC_RELAXED);
+    if (WIFSIGNALED(status)) {
+        fprintf(stderr, "%s:\n  %s\n", describe(what, where).c_str(),
+                WTERMSIG(status) == SIGALRM ? "hangs" : strsignal(WTERMSIG(status)));
+    }
+}
+
+std::vector<std::ptrdiff_t> ways_to_fail(const operation& where) {
+    using virtual_device::FAIL;
+    const auto half = static_cast<std::ptrdiff_t>(where.size / 2);
+    if (where.kind == kind::read) return {FAIL, 0, 1, half};
+    if (where.kind == kind::write && where.size > 1) return {FAIL, 0, half};
+    return {FAIL};
+}
+
+std::vector<mishap> all_faults(const std::vector<operation>& operations) {
+    std::vector<mishap> all;
+    for (std::size_t n = 0; n < operations.size(); ++n) {
+        for (const std::ptrdiff_t allowed : ways_to_fail(operations[n])) {
+            for (const auto lasts : {mishap::scope::once, mishap::scope::target, mishap::scope::kind}) {
+                all.push_back({n, allowed, lasts, false});
+            }
+        }
+    }
+    return all;
+}
+
+std::vector<mishap> all_cuts(const std::vector<operation>& operations) {
+    std::vector<mishap> all;
+    for (std::size_t n = 0; n < operations.size(); ++n) {
+        if (operations[n].kind != kind::write) continue;
+        for (std::size_t byte = 0; byte <= operations[n].size; ++byte) {
+            all.push_back({n, static_cast<std::ptrdiff_t>(byte), mishap::scope::once, true});
+        }
+    }
+    return all;
+}
+
+// Plants one of each kind of broken promise: a watch that sleeps proves nothing.
+bool is_watch_awake() {
+    watch seen;
+    property_set(TOC_PROPERTY, "4444");
+    const int foreign = os::open_to_write("/data/vendor/vorn/batt_precharge_ubootflag");
+    os::write(foreign, "1", 1);
+    seen.after_cycle();  // the descriptor is open
+    os::close(foreign);
+    const int own = os::open_to_write("/mnt/vendor/nvcfg/vorn/toc_clients");
+    os::write(own, "\x0b", 1);
+    os::write(own, "\1\1", 2);
+    os::close(own);
+    os::close(os::open_to_write("/mnt/vendor/nvcfg/vorn/core"));
+    property_set(DISABLE_PROPERTY, "charge_timer");
+    seen.after_faultless_cycle();
+    seen.after_boot();
+    constexpr std::size_t planted = 8;  // the long write also leaves the file too long
+    for (const std::string& each : seen.broken()) printf("  %s\n", each.c_str());
+    return seen.broken().size() == planted;
+}
+
+// The road without a mishap. Empty when it does not visit what it is made to visit.
+std::string travel(journey& run) {
+    run.keeps_operations = true;
+    run.run({});
+    for (const std::string& each : run.seen.broken()) fprintf(stderr, "the road alone: %s\n", each.c_str());
+    bool is_whole = run.seen.broken().empty();
+    const char* const ids[] = {
+#define VORN_RECORD_ID(name, id, version, format) id,
+        VORN_RECORDS(VORN_RECORD_ID)
+#undef VORN_RECORD_ID
+    };
+    for (const char* id : ids) {
+        if (run.seen.records().count(id) != 0) continue;
+        fprintf(stderr, "the road does not come by record %s\n", id);
+        is_whole = false;
+    }
+    return is_whole ? journey::published() : "";
+}
+
+}  // namespace
+
+int main(int count, char** arguments) {
+    const std::string what = count >= 2 ? arguments[1] : "";
+    if ((what != "faults" && what != "cuts" && what != "road") || count > 3) {
+        fprintf(stderr, "usage: vorn_sweep faults|cuts [OPERATION], or vorn_sweep road\n");
+        return 2;
+    }
+    setenv("TZ", "UTC", 1);
+    remember_daemon_memory();
+    const road along = whole_road();
+    std::vector<operation> operations;
+    std::string must_publish;
+    {
+        journey alone(along);
+        if (what == "cuts") alone.sweeps_calm = true;
+        must_publish = travel(alone);
+        if (must_publish.empty()) return 1;
+        operations = alone.operations;
+        printf(
+            "road: %zu boots, %zu cycles, %zu operations that can fail, all %zu records; publishes in the "
+            "end:\n%s",
+            along.size(), alone.cycles, operations.size(), alone.seen.records().size(), must_publish.c_str());
+    }
+    virtual_device::the_device() = {};
+    printf("the watch sees:\n");
+    if (!is_watch_awake()) {
+        fprintf(stderr, "the watch does not see what is planted\n");
+        return 1;
+    }
+    virtual_device::the_device() = {};
+    if (what == "road") return 0;
+
+    std::vector<mishap> all = what == "faults" ? all_faults(operations) : all_cuts(operations);
+    if (count == 3) {
+        const auto only = static_cast<std::size_t>(strtoul(arguments[2], nullptr, 10));
+        std::erase_if(all, [&](const mishap& each) { return each.nth != only; });
+    }
+    auto* total = static_cast<counts*>(
+        mmap(nullptr, sizeof(counts), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+    fflush(stdout);
+    for (int worker = 0; worker < WORKERS; ++worker) {
+        if (fork() != 0) continue;
+        for (std::size_t i = static_cast<std::size_t>(worker); i < all.size(); i += WORKERS) {
+            run_in_child(along, all[i], operations[all[i].nth], must_publish, *total);
+        }
+        _exit(0);
+    }
+    while (wait(nullptr) > 0) {
+    }
+    printf("%s: %d of %zu runs over %zu operations, %ld cycles; %d broken\n", what.c_str(), total->runs,
+           all.size(), operations.size(), total->cycles, total->broken);
+    return total->broken == 0 && static_cast<std::size_t>(total->runs) == all.size() ? 0 : 1;
+}

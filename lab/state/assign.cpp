@@ -31,7 +31,7 @@ assignment parse_assignment(const std::string& given) {
                           ": no such field (vorn-lab state fields lists them)");
     }
     const auto value = read_value(*place, given.substr(equals + 1));
-    if (!value) throw input_error(for_message(given) + ": not a value of that field");
+    if (!value) throw input_error(for_message(given) + ": not " + words_for_values(*place));
     return {given, *place, *value};
 }
 

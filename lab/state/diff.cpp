@@ -76,6 +76,15 @@ void compare_numbers(const char* name, std::int64_t from, std::int64_t to, const
     changes.push_back({name, from_text, to_text, unit, integer_difference(from_text, to_text), ""});
 }
 
+void compare_resistances(std::int32_t from, std::int32_t to, std::vector<state_change>& changes) {
+    if (from == to) return;
+    state_change change = {"resistance taken", "", "", "mΩ", "", ""};
+    print(change.from, "%.1f", from / 10.0);
+    print(change.to, "%.1f", to / 10.0);
+    print(change.difference, "%+.1f", (to - from) / 10.0);
+    changes.push_back(std::move(change));
+}
+
 void compare_views(const stored_state& before, const stored_state& after, std::string_view kind,
                    std::vector<state_change>& changes) {
     const daemon_view from = ask_daemon(before);
@@ -86,7 +95,7 @@ void compare_views(const stored_state& before, const stored_state& after, std::s
         compare_numbers("step that the stress hours ask for", from.trip_step, to.trip_step, "", changes);
     }
     if (concerns("dyn_soc_params")) {
-        compare_numbers("resistance taken", from.resistance, to.resistance, "0.1 mΩ", changes);
+        compare_resistances(from.resistance, to.resistance, changes);
         compare_numbers("capacity taken", from.capacity_c, to.capacity_c, "C", changes);
     }
     if (concerns("toc_clients")) {

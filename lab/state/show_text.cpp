@@ -20,6 +20,10 @@ std::string with_unit(const std::string& value, std::string_view unit) {
     return unit.empty() ? value : value + " " + std::string(unit);
 }
 
+bool is_missing(const stored_file& file) {
+    return file.condition == file_condition::missing;
+}
+
 void show_head(std::string& out, const stored_file& file, const daemon_view& view) {
     print(out, "\n%s: %s\n", std::string(file.kind->name).c_str(), std::string(file.kind->meaning).c_str());
     if (file.is_former) print(out, "  in the former directory: %s\n", file.path.c_str());
@@ -80,7 +84,8 @@ void show_buckets(std::string& out, const stress_summary& summary) {
               static_cast<double>(each.hours), each.weight, each.stress_hours, PERCENT * each.share);
     }
     if (summary.buckets.size() > MOST_BUCKETS)
-        print(out, "  and %zu more buckets with hours\n", summary.buckets.size() - MOST_BUCKETS);
+        print(out, "  and %zu more buckets with hours (--json has them all)\n",
+              summary.buckets.size() - MOST_BUCKETS);
 }
 
 // The level that the stress hours have not reached yet; null beyond the last one.
@@ -158,6 +163,8 @@ std::string show_as_text(const stored_state& state) {
     const bool knows_stress = std::ranges::any_of(
         state.files, [](const stored_file& each) { return each.kind->name == "batt_stress"; });
     std::string out = state.source + "\n";
+    if (std::ranges::all_of(state.files, is_missing))
+        out += "  no state file is here; a device root has them in mnt/vendor/nvcfg/vorn/\n";
     for (const stored_file& file : state.files) {
         show_head(out, file, view);
         if (file.kind->name == "batt_stress" && !file.bytes.empty()) {

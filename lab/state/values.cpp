@@ -53,6 +53,20 @@ std::optional<std::string> read_value(const state_place& place, std::string_view
     return std::string(text);
 }
 
+std::string words_for_values(const state_place& place) {
+    switch (place.field->type) {
+        case field_type::u8:
+            return "a whole number from 0 to 255";
+        case field_type::i32:
+            return "a whole number from -2147483648 to 2147483647";
+        case field_type::i64:
+            return "a whole number of seconds or a time such as 2026-01-01T00:00:00Z";
+        case field_type::f32:
+            break;
+    }
+    return "a decimal number";
+}
+
 std::optional<std::string> utc_text(std::int64_t time_s) {
     if (time_s < FIRST_TIME_S || time_s > LAST_TIME_S) return std::nullopt;
     const auto time = static_cast<std::time_t>(time_s);

@@ -20,6 +20,9 @@ bool is_in_range(const state_place& place, std::string_view text);
 // "2026-01-01T00:00:00Z". The text that set_state_field() takes, or nothing.
 std::optional<std::string> read_value(const state_place& place, std::string_view text);
 
+// What read_value() takes for the field: "a whole number from 0 to 255".
+std::string words_for_values(const state_place& place);
+
 // Seconds since 1970 as "2026-01-01T00:00:00Z"; nothing outside the years 0 to 9999.
 std::optional<std::string> utc_text(std::int64_t time_s);
 

@@ -55,6 +55,66 @@ class StateCommand : public testing::Test {
 
 }  // namespace
 
+// A value for each place, no two alike where the daemon takes more than one: a field that is shown in
+// another's stead is found out.
+std::string some_value(const lab::state_place& place, std::size_t index) {
+    const auto number = static_cast<std::int64_t>(index);
+    if (place.field->type == lab::field_type::f32) return std::to_string(100 + number) + ".125";
+    if (place.file->name == "dyn_soc_params" && place.field->name != "version") {
+        const bool is_resistance = place.field->name.starts_with("dcr_");
+        const bool is_numerator = place.field->name.ends_with("_num");
+        // Near what the daemon starts from, so that one of the two numbers may change alone.
+        return std::to_string((is_resistance  ? is_numerator ? 9000 : 10000
+                               : is_numerator ? 2000
+                                              : 740) +
+                              number - 100);
+    }
+    return std::to_string(std::min(number + 1000, place.field->greatest));
+}
+
+// The line of text that shows the field: one to itself, or the bucket's.
+std::string shown_line(const lab::state_place& place, const std::string& value) {
+    if (place.file->name != "batt_stress") return "\n  " + place.name() + " +" + value + "[ ,\n]";
+    return "\n  \\[" + std::to_string(place.row) + "\\]\\[" + std::to_string(place.column) +
+           "\\] +[^ ]+ +[^ ]+ +" + value + " ";
+}
+
+TEST_F(StateCommand, ShowsWhatWasSetInEveryField) {
+    const auto places = lab::state_places();
+    ASSERT_EQ(places.size(), 112U);
+    std::vector<std::string> all;
+    for (std::size_t i = 0; i < places.size(); ++i) {
+        SCOPED_TRACE(places[i].name());
+        const std::string given = some_value(places[i], i);
+        fs::remove_all(dir / "root");
+        const auto done = set({places[i].name() + "=" + given});
+        ASSERT_EQ(done.status, 0) << done.err;
+        EXPECT_THAT(run({"show", "root"}).out, testing::ContainsRegex(shown_line(places[i], given)));
+        all.push_back(places[i].name() + "=" + given);
+    }
+    // All of them together, and then the ends of what each can hold.
+    const auto expect_shown = [&](const std::vector<std::string>& values) {
+        const json files = show()["files"];
+        for (std::size_t i = 0; i < places.size(); ++i) {
+            const json field =
+                named(named(files, std::string(places[i].file->name))["fields"], places[i].name());
+            EXPECT_EQ(field["name"].get<std::string>() + "=" + field["value"].dump(), values[i]);
+        }
+    };
+    fs::remove_all(dir / "root");
+    ASSERT_EQ(set(all).status, 0);
+    expect_shown(all);
+    for (const auto end : {&lab::state_field::least, &lab::state_field::greatest}) {
+        std::vector<std::string> ends = {"--force"};
+        for (const lab::state_place& place : places)
+            ends.push_back(place.name() + "=" + std::to_string(place.field->*end));
+        ASSERT_EQ(set(ends).status, 0);
+        for (std::string& each : ends) each += each.starts_with("batt_stress") ? ".0" : "";
+        ends.erase(ends.begin());
+        expect_shown(ends);
+    }
+}
+
 TEST_F(StateCommand, TellsWhyTheVoltageIsWhatItIs) {
     ASSERT_EQ(
         set({"batt_stress[8][10]=300", "batt_stress[8][4]=2000", "batt_stress[0][0]=10000", "toc_clients=2"})
@@ -198,6 +258,7 @@ TEST_F(StateCommand, RefusesWhatTheDaemonWouldNotTake) {
         EXPECT_EQ(done.status, 2) << never;
         EXPECT_EQ(std::count(done.err.begin(), done.err.end(), '\n'), 1) << done.err;
     }
+    EXPECT_THAT(set({"toc_clients=256"}).err, HasSubstr("toc_clients=256: not a whole number from 0 to 255"));
     EXPECT_EQ(lab::load_device_root(dir / "root").files, before.files) << "all or nothing";
     for (const char* each : refused) EXPECT_EQ(set({"--force", each}).status, 0) << each;
     // Two numbers that are only together what the daemon takes may be set together.
@@ -275,6 +336,9 @@ TEST_F(StateCommand, SaysInOneLineWhatItCannotDo) {
         EXPECT_EQ(done.status, 2) << testing::PrintToString(each);
         EXPECT_EQ(std::count(done.err.begin(), done.err.end(), '\n'), 1) << done.err;
     }
+    fs::create_directory(dir / "empty");
+    EXPECT_THAT(run({"show", "empty"}).out, HasSubstr("no state file is here"));
+    EXPECT_THAT(run({"show", "root"}).out, Not(HasSubstr("no state file is here")));
     // What can be shown is shown before that.
     const auto done = run({"show", "nowhere", "root"});
     EXPECT_EQ(done.status, 2);

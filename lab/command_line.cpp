@@ -3,10 +3,14 @@
 #include <CLI/CLI.hpp>
 #include <exception>
 #include <iostream>
+#include <string>
+#include <string_view>
 
+#include "lab/command_tree.h"
 #include "lab/commands/commands.h"
 #include "lab/error.h"
 #include "lab/session.h"
+#include "lab/text.h"
 
 namespace lab {
 
@@ -15,9 +19,25 @@ namespace {
 constexpr int RUN_FAILED = 1;
 constexpr int BAD_INPUT = 2;
 
-int report(const std::exception& thrown, int exit_status) {
-    std::cerr << "vorn-lab: " << thrown.what() << '\n';
+int report(std::string_view message, int exit_status) {
+    std::cerr << "vorn-lab: " << message << '\n';
     return exit_status;
+}
+
+// What is wrong with the words of the command line, and where the command's usage is told.
+std::string usage_message(const CLI::App& app, const CLI::ParseError& error) {
+    const CLI::App* command = &app;
+    std::string path = app.get_name();
+    while (!command->get_subcommands().empty()) {
+        command = command->get_subcommands().back();
+        path += " " + command->get_name();
+    }
+    std::string message = error.what();
+    if (!commands_of(*command).empty()) {
+        const auto rest = command->remaining();
+        message = rest.empty() ? "a command is missing" : "no such command: " + for_message(rest.front());
+    }
+    return message + " (see " + path + " --help)";
 }
 
 int run(CLI::App& app, int argc, const char* const* argv) {
@@ -29,13 +49,13 @@ int run(CLI::App& app, int argc, const char* const* argv) {
     } catch (const CLI::Success& help) {
         return app.exit(help);
     } catch (const CLI::ParseError& usage) {
-        return report(usage, BAD_INPUT);
+        return report(usage_message(app, usage), BAD_INPUT);
     } catch (const daemon_crashed& crash) {
-        return report(crash, RUN_FAILED);
+        return report(crash.what(), RUN_FAILED);
     } catch (const expectation_failed& failure) {
-        return report(failure, RUN_FAILED);
+        return report(failure.what(), RUN_FAILED);
     } catch (const std::exception& other) {
-        return report(other, BAD_INPUT);
+        return report(other.what(), BAD_INPUT);
     }
 }
 

@@ -44,7 +44,11 @@ void scan(int descriptor, const std::string& name, metrics::log_scanner& scanner
         const ssize_t count = ::read(descriptor, space.data(), space.size());
         if (count == 0) break;
         if (count < 0 && errno == EINTR) continue;
-        if (count < 0) throw input_error(name + ": " + std::strerror(errno));
+        if (count < 0) {
+            const std::string why = std::strerror(errno);
+            scanner.finish();  // what was read is told all the same
+            throw input_error(name + ": " + why);
+        }
         scanner.filled(static_cast<std::size_t>(count));
     }
     scanner.finish();
@@ -63,6 +67,7 @@ void scan_log(const std::string& log, metrics::log_scanner& scanner) {
     ::close(descriptor);
 }
 
+// Reads all that can be read before it throws for what could not.
 void print_metrics(const metrics_options& options) {
     const auto format = options.as_csv ? metrics::output_format::csv : metrics::output_format::json;
     metrics::record_writer writer(
@@ -73,16 +78,18 @@ void print_metrics(const metrics_options& options) {
         wanted_records(options.records));
     metrics::log_scanner scanner([&](const metrics::found_record& found) { writer.write(found); });
     const std::vector<std::string> logs = options.logs.empty() ? std::vector<std::string>{"-"} : options.logs;
+    std::string failure;
     for (const std::string& log : logs) {
         writer.begin_log(logs.size() > 1 ? log : "");
         try {
             scan_log(log, scanner);
-        } catch (const input_error&) {
-            writer.finish();
-            throw;
+        } catch (const input_error& error) {
+            failure += (failure.empty() ? "" : "; ") + std::string(error.what());
         }
     }
     writer.finish();
+    std::cout.flush();
+    if (!failure.empty()) throw input_error(failure);
     std::cerr << "vorn-lab: " << writer.records() << " records, " << writer.problems() << " problems\n";
 }
 
@@ -98,8 +105,7 @@ void add_metrics_command(CLI::App& app) {
     command.add_flag("--csv", options->as_csv, "Print CSV rows instead of JSON Lines");
     command.add_option("--record", options->records, "Keep to this record (name or schema); may be repeated")
         ->type_name("NAME")
-        ->expected(1)
-        ->take_all();
+        ->allow_extra_args(false);
     command.add_flag("--list", options->lists_records, "Print all records with their fields, and end");
     command.footer("For example\n  adb logcat -b all -d | vorn-lab metrics --csv --record \"stress start\"");
     command.callback([options] {

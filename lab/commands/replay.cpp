@@ -133,8 +133,7 @@ void add_replay_command(CLI::App& app) {
         ->type_name("FILE");
     command.add_option("--set", options->constants, "Give a column that the trace lacks a constant value")
         ->type_name("COLUMN=TEXT")
-        ->take_all()
-        ->expected(1);
+        ->allow_extra_args(false);
     command.callback([options] { replay(*options); });
 }
 

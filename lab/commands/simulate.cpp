@@ -236,8 +236,7 @@ void add_simulate_command(CLI::App& app) {
     command
         .add_option("--set", options->overrides, "Replace what the scenario says, such as cell.soc_pct=20")
         ->type_name("KEY=VALUE")
-        ->take_all()
-        ->expected(1);
+        ->allow_extra_args(false);
     command.add_flag("--all", options->shows_routine, "Show routine decisions too");
     command.add_flag("--quiet", options->is_quiet, "Only say whether the expectations hold");
     command.add_flag("--keys", options->prints_keys, "Print the reference of the scenario's keys");

@@ -90,7 +90,10 @@ std::string zsh_action(const CLI::Option& of) {
     if (!words.empty()) {
         strings quoted;
         for (const std::string& word : words) quoted.push_back(zsh_text(word));
-        return "(" + joined(quoted, " ") + ")";
+        // A word that ends in "=" waits for its value, so no space follows it.
+        const bool goes_on = words.front().ends_with('=');
+        return goes_on ? "{compadd -S \"\" -- \"" + joined(quoted, "\" \"") + "\"}"
+                       : "(" + joined(quoted, " ") + ")";
     }
     return is_directory(of) ? "_files -/" : "_files";
 }

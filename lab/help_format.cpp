@@ -4,9 +4,6 @@
 
 namespace lab {
 
-namespace {
-
-// The words of `text` in lines of at most `width` bytes.
 std::string wrapped(const std::string& text, std::size_t width) {
     std::istringstream words(text);
     std::string result;
@@ -22,8 +19,6 @@ std::string wrapped(const std::string& text, std::size_t width) {
     }
     return result;
 }
-
-}  // namespace
 
 std::string help_format::make_option_desc(const CLI::Option* option) const {
     return wrapped(CLI::Formatter::make_option_desc(option), HELP_WIDTH - NAME_WIDTH);

@@ -8,6 +8,9 @@ namespace lab {
 
 constexpr std::size_t HELP_WIDTH = 80;  // columns
 
+// The words of `text` in lines of at most `width` bytes.
+std::string wrapped(const std::string& text, std::size_t width);
+
 class help_format : public CLI::Formatter {
   public:
     help_format() { column_width(NAME_WIDTH); }

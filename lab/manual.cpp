@@ -4,10 +4,13 @@
 #include <string_view>
 
 #include "lab/command_tree.h"
+#include "lab/help_format.h"
 
 namespace lab {
 
 namespace {
+
+constexpr std::size_t LINE_WIDTH = 78;  // bytes
 
 constexpr std::string_view HEAD = R"(.Dd November 22, 2026
 .Dt VORN-LAB 1
@@ -66,6 +69,14 @@ std::string escaped(std::string_view text) {
     return result.starts_with('.') || result.starts_with('\'') ? "\\&" + result : result;
 }
 
+// A description as a sentence, in lines of a source that people may read.
+std::string sentence(const std::string& description) {
+    std::istringstream lines(wrapped(description + ".", LINE_WIDTH));
+    std::string result;
+    for (std::string line; std::getline(lines, line);) result += escaped(line) + "\n";
+    return result;
+}
+
 // A word of a macro line, which must not be taken for a macro itself.
 std::string argument(std::string_view text) {
     return "\\&" + escaped(text);
@@ -117,14 +128,14 @@ void append_command(const CLI::App& app, const std::string& path, std::string& o
         append_command(*command, name, out);
     }
     if (!commands.empty()) return;
-    out += ".Ss " + path + "\n" + escaped(app.get_description()) + ".\n";
+    out += ".Ss " + path + "\n" + sentence(app.get_description());
     std::string list;
     auto all = arguments_of(app);
     const auto options = options_of(app);
     all.insert(all.end(), options.begin(), options.end());
     for (const CLI::Option* option : all) {
         if (option == app.get_help_ptr()) continue;
-        list += ".It " + macro_of(*option) + "\n" + escaped(option->get_description()) + ".\n";
+        list += ".It " + macro_of(*option) + "\n" + sentence(option->get_description());
     }
     if (!list.empty()) out += ".Bl -tag -width Ds\n" + list + ".El\n";
     if (!app.get_footer().empty()) {

@@ -8,16 +8,16 @@
 // ten seconds that were left of it.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <string>
 #include <vector>
 
+#include "lab/scenario/circumstances.h"
+#include "lab/scenario/daemon_orders.h"
 #include "lab/scenario/scenario.h"
-#include "lab/scenario/timeline.h"
+#include "lab/scenario/sensor_nodes.h"
 #include "lab/scenario/truth.h"
 #include "lab/session.h"
-#include "lab/trace.h"
 
 namespace lab {
 
@@ -42,9 +42,6 @@ class simulated_course : public course {
   private:
     using device = virtual_device::device;
 
-    // Why the daemon's process ends.
-    enum class ending : std::uint8_t { none, over, empty, power_cut, reboot, restart };
-
     // What crosses boots.
     struct course_state {
         phone::phone_state phone;
@@ -57,13 +54,9 @@ class simulated_course : public course {
         bool runs_boot_loader = true;  // at the next start
     };
 
-    // Follows from the time alone.
-    void take_conditions(device& on);
-    void set_faults(device& on);
-    // What happens at this very moment.
-    ending cross(device& on);
-    ending cross_event(device& on, const scenario_event& event);
-    void set_mock(device& on, const scenario_event& event, bool is_end);
+    void take_circumstances(device& on);
+    // At a change: the new circumstances, and what happens at this very moment.
+    ending cross_change(device& on);
 
     bool is_asleep() const;
     std::int64_t step_s(std::int64_t longest_s) const;
@@ -71,36 +64,21 @@ class simulated_course : public course {
     void advance_on(device& on, std::int64_t for_s);
     void advance_off(device& on, std::int64_t for_s, bool until_bootable);
     void leave(device& on, ending why);
+    void start_again(device& on, ending why);
     bool has_power_for_boot() const;
 
-    void find_files(device& on);
     void write_boot_files(device& on) const;
-    void read_orders(const device& on);
-    bool wants_reboot() const;
     void show(device& on);
-    void put_node(std::size_t index, std::int64_t value);
-    void set_clock(device& on) const;
 
     const scenario& scenario_;
-    timeline timeline_;
     phone::model model_;
     course_state state_;
 
     // Of this process.
-    conditions now_;
-    phone::surroundings around_;
-    phone::orders orders_;
-    std::int64_t next_change_s_ = 0;
-    std::int64_t clock_shift_s_ = 0;
-    bool is_clock_lost_ = false;
+    circumstances world_;
+    sensor_nodes nodes_;
+    daemon_orders orders_;
     bool is_first_cycle_ = false;
-    std::array<virtual_device::file*, TRACE_NODES.size()> nodes_{};
-    std::array<const scenario_event*, TRACE_NODES.size()> overrides_{};
-    std::size_t properties_seen_ = 0;
-    const std::string* toc_ = nullptr;
-    const std::string* disable_ = nullptr;
-    const std::string* power_ = nullptr;
-    std::string toc_text_;
 };
 
 }  // namespace lab

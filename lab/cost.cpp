@@ -4,6 +4,8 @@
 #include <cstdarg>
 #include <cstdio>
 
+#include "lab/story.h"
+
 namespace lab {
 
 namespace {
@@ -75,15 +77,24 @@ double cost::per_year(std::int64_t count) const {
 
 std::string cost_text(const cost& of) {
     std::string text;
-    append_line(text, "%lld cycles in %lld boots over %.1f days", static_cast<long long>(of.cycles),
-                static_cast<long long>(of.boots), static_cast<double>(of.span_s()) / DAY_S);
+    append_line(text, "%lld cycles in %lld %s over %s", static_cast<long long>(of.cycles),
+                static_cast<long long>(of.boots), of.boots == 1 ? "boot" : "boots",
+                duration_text(of.span_s()).c_str());
     append_line(text, "%.1f log lines, %.1f records and %.1f property writes a day", of.per_day(of.log_lines),
                 of.per_day(of.records), of.per_day(of.property_writes));
     append_line(text, "%-48s %12s %14s %8s", "state file", "writes/year", "bytes/year", "failed");
-    for (const auto& [path, file] : of.files) {
-        append_line(text, "%-48s %12.1f %14.0f %8lld", path.c_str(), of.per_year(file.writes),
+    const auto append_file = [&](const char* name, const file_cost& file) {
+        append_line(text, "%-48s %12.1f %14.0f %8lld", name, of.per_year(file.writes),
                     of.per_year(file.bytes), static_cast<long long>(file.failed));
+    };
+    file_cost total;
+    for (const auto& [path, file] : of.files) {
+        append_file(path.c_str(), file);
+        total.writes += file.writes;
+        total.bytes += file.bytes;
+        total.failed += file.failed;
     }
+    append_file("all of them", total);
     return text;
 }
 

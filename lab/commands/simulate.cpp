@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
+#include <filesystem>
 #include <iostream>
 #include <memory>
 #include <optional>
@@ -48,10 +49,15 @@ void check(const simulate_options& options) {
     if (has_output && options.files.size() > 1) {
         throw input_error("--root, --events, --series, --trace and --report take one scenario at a time");
     }
+    // A device such as /dev/null takes any number of them.
+    const auto is_device = [](const std::string& path) {
+        std::error_code unknown;
+        return std::filesystem::is_character_file(path, unknown);
+    };
     const std::string* const outputs[] = {&options.events, &options.series, &options.trace, &options.report};
     for (const auto* one : outputs) {
         for (const auto* other : outputs) {
-            if (one != other && !one->empty() && *one == *other) {
+            if (one != other && !one->empty() && *one == *other && !is_device(*one)) {
                 throw input_error("the same file for two outputs: " + *one);
             }
         }
@@ -145,8 +151,8 @@ class scenario_report {
 };
 
 // Whether all expectations hold.
-bool simulate(const std::string& file, const simulate_options& options) {
-    const scenario read = read_scenario(file, options.overrides);
+bool simulate(const scenario& read, const simulate_options& options) {
+    use_time_zone(read.time_zone);  // another one may have been read since
     const device_image start =
         image_at_start(read, options.root.empty() ? device_image() : load_device_root(options.root));
     outputs out(options);
@@ -197,13 +203,18 @@ void simulate_all(const simulate_options& options) {
         return;
     }
     check(options);
+    // All are read before the first one runs, so that a mistake in the last costs no waiting.
+    std::vector<scenario> scenarios;
+    for (const std::string& file : options.files) {
+        scenarios.push_back(read_scenario(file, options.overrides));
+    }
     std::size_t failed = 0;
-    for (std::size_t i = 0; i < options.files.size(); ++i) {
+    for (std::size_t i = 0; i < scenarios.size(); ++i) {
         if (i > 0 && !options.is_quiet) std::cout << "\n\n";
-        if (!simulate(options.files[i], options)) failed += 1;
+        if (!simulate(scenarios[i], options)) failed += 1;
     }
     if (failed > 0) {
-        throw expectation_failed(std::to_string(failed) + " of " + std::to_string(options.files.size()) +
+        throw expectation_failed(std::to_string(failed) + " of " + std::to_string(scenarios.size()) +
                                  " scenarios did not go as expected");
     }
 }

@@ -7,6 +7,7 @@
 #include "lab/scenario/reader.h"
 #include "lab/scenario/truth.h"
 #include "lab/state_layout.h"
+#include "lab/story.h"
 #include "lab/trace.h"
 #include "util/record_index.h"
 
@@ -178,6 +179,13 @@ void check_subject(toml_section& from, expectation& into) {
     }
 }
 
+void check_within(const toml_section& from, std::string_view key, std::int64_t moment_s, std::int64_t last_s,
+                  std::int64_t end_s) {
+    if (moment_s <= last_s) return;
+    from.fail(*from.content().get(key),
+              std::string(key) + " comes when the scenario is over: it lasts " + duration_text(end_s));
+}
+
 void read_limits(toml_section& from, expectation& into) {
     into.is = from.text_or_number("is");
     into.min = from.number("min", -1e18, 1e18);
@@ -195,13 +203,14 @@ void read_limits(toml_section& from, expectation& into) {
 
 }  // namespace
 
-scenario_event read_scenario_event(toml_section& from, std::int64_t start_utc_s) {
+scenario_event read_scenario_event(toml_section& from, std::int64_t start_utc_s, std::int64_t end_s) {
     scenario_event read;
     const auto action = from.choice("do", event_action_names);
     if (!action) from.fail("needs do" + meant("", event_action_names));
     read.action = static_cast<event_action>(*action);
     const auto at_s = from.moment("at", start_utc_s);
     if (!at_s) from.fail("needs at");
+    check_within(from, "at", *at_s, end_s - 1, end_s);
     read.at_s = *at_s;
     read.for_s = from.duration("for").value_or(0);
     read.every_s = from.duration("every").value_or(0);
@@ -212,7 +221,7 @@ scenario_event read_scenario_event(toml_section& from, std::int64_t start_utc_s)
     return read;
 }
 
-expectation read_expectation(toml_section& from, std::int64_t start_utc_s) {
+expectation read_expectation(toml_section& from, std::int64_t start_utc_s, std::int64_t end_s) {
     expectation read;
     read.where = from.where();
     std::size_t found = 0;
@@ -227,6 +236,9 @@ expectation read_expectation(toml_section& from, std::int64_t start_utc_s) {
     check_subject(from, read);
     read.at_s = from.moment("at", start_utc_s);
     read.since_s = from.moment("since", start_utc_s).value_or(0);
+    check_within(from, "at", read.at_s.value_or(end_s), end_s, end_s);
+    check_within(from, "since", read.since_s, end_s - 1, end_s);
+    if (read.since_s > read.at_s.value_or(end_s)) from.fail("since is later than at");
     read.is_throughout = from.flag("throughout").value_or(false);
     if (read.is_throughout && read.of != subject::cell && read.of != subject::series) {
         from.fail("throughout is for cell and series");

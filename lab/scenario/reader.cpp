@@ -153,11 +153,13 @@ scenario read_table(const toml::table& table, const std::string& name) {
     read_section(top, "gauge", gauge_keys, read.phone.gauge);
     read_files(top, read);
     read.phases = read_phases(top, read.start_utc_s);
+    // That there is no phase is told last: a key that was meant to be one says more.
+    const std::int64_t end_s = read.phases.empty() ? LONGEST_S : read.duration_s();
     for (toml_section& each : top.tables("event")) {
-        read.events.push_back(read_scenario_event(each, read.start_utc_s));
+        read.events.push_back(read_scenario_event(each, read.start_utc_s, end_s));
     }
     for (toml_section& each : top.tables("expect")) {
-        read.expectations.push_back(read_expectation(each, read.start_utc_s));
+        read.expectations.push_back(read_expectation(each, read.start_utc_s, end_s));
     }
     top.finish();
     if (read.phases.empty()) top.fail(table, "no [[phase]]: a scenario needs at least one");

@@ -43,6 +43,7 @@ void story_printer::on_cycle(const cycle& after) {
 void story_printer::finish() {
     print_happenings(scenario_.duration_s());
     story_.finish();
+    if (not_shown_ > 0) out_ << "\nand " << not_shown_ << " routine decisions, which --all shows\n";
 }
 
 void story_printer::print_happenings(std::int64_t until_s) {
@@ -59,7 +60,10 @@ void story_printer::print_line(std::int64_t at_s, const std::string& who, const 
 
 // The device's own wall clock may be wrong; the scenario's is not.
 void story_printer::print(const decision& told) {
-    if (told.weight == importance::routine && !shows_routine_) return;
+    if (told.weight == importance::routine && !shows_routine_) {
+        not_shown_ += 1;
+        return;
+    }
     print_line(now_s_ - (elapsed_s_ - told.elapsed_s), told.feature, told.sentence);
     for (const number& each : told.numbers) {
         out_ << std::string(NUMBER_INDENT, ' ') << each.name << ": " << each.value << '\n';

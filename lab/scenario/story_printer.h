@@ -40,6 +40,7 @@ class story_printer : public listener {
     std::size_t next_happening_ = 0;
     std::int64_t now_s_ = 0;  // of the cycle last heard of
     std::int64_t elapsed_s_ = 0;
+    std::int64_t not_shown_ = 0;  // routine decisions
 };
 
 }  // namespace lab

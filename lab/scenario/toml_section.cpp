@@ -70,7 +70,8 @@ void skip_blanks(std::string_view& rest) {
 }  // namespace
 
 void fail_at(const std::string& name, const toml::source_region& place, const std::string& what) {
-    if (place.begin.line == 0) throw input_error(name + ": " + what);
+    // Only what --set has put there has no place in the text.
+    if (place.begin.line == 0) throw input_error("--set: " + what + " (in " + name + ")");
     throw input_error(name + ":" + std::to_string(place.begin.line) + ":" +
                       std::to_string(place.begin.column) + ": " + what);
 }

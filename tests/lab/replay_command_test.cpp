@@ -71,7 +71,7 @@ TEST_F(ReplayCommand, ShowsALogAndTheEndWithoutAnEventFile) {
               HasSubstr("\n       0:01:00          4 times more, until 0:00:50: error   file read error "
                         "/sys/class/power_supply/battery/temp\n"),
               HasSubstr("\n       0:00:00  set     persist.vendor.vorn.toc = 4450\n"),
-              HasSubstr("7 cycles in 1 boots"),
+              HasSubstr("7 cycles in 1 boot over 1 min 0 s"),
               HasSubstr("\n  persist.vendor.vorn.disable_charging.enabled = 0\n")));
     // The series does not disturb the log, unless it takes its place.
     EXPECT_THAT(run("replay t.csv --series s.csv").out, StartsWith("boot 1, "));

@@ -63,6 +63,13 @@ TEST(ScenarioReader, SaysWhereAMistakeIsAndWhatWasMeant) {
          "did you mean batt_stress?"},
         {std::string(PHASE) + "[[event]]\ndo = \"unplug\"\nat = 0\nfor = 60\nevery = 60\n",
          "for must be shorter than every"},
+        {std::string(PHASE) + "[[event]]\ndo = \"unplug\"\nat = \"1 d\"\n",
+         "x.toml:5:6: at comes when the scenario is over: it lasts 1 d 0 h"},
+        {std::string(PHASE) + "[[expect]]\nproperty = \"a\"\nis = 1\nat = \"25 h\"\n",
+         "x.toml:6:6: at comes when the scenario is over"},
+        {std::string(PHASE) + "[[expect]]\nlog = \"a\"\nsince = \"1 d\"\n",
+         "since comes when the scenario is"},
+        {std::string(PHASE) + "[[expect]]\nlog = \"a\"\nsince = 20\nat = 10\n", "since is later than at"},
         {std::string(PHASE) + "[[expect]]\nproperty = \"a\"\nlog = \"b\"\n", "needs exactly one of"},
         {std::string(PHASE) + "[[expect]]\nproperty = \"a\"\n", "needs is, min or max"},
         {std::string(PHASE) + "[[expect]]\nfile = \"toc_clients\"\nfield = \"stepp\"\nis = 1\n",
@@ -77,7 +84,9 @@ TEST(ScenarioReader, SaysWhereAMistakeIsAndWhatWasMeant) {
     };
     for (const auto& each : mistakes)
         EXPECT_THAT(mistake_in(each.text), HasSubstr(each.message)) << each.text;
-    EXPECT_THAT(mistake_in(PHASE, {"cell.soc=3"}), HasSubstr("knows no soc"));
+    EXPECT_THAT(mistake_in(PHASE, {"cell.soc=3"}),
+                HasSubstr("--set: [cell] knows no soc; did you mean soc_pct?"));
+    EXPECT_THAT(mistake_in(PHASE, {"cell.soc_pct=\"3\""}), HasSubstr("--set: soc_pct must be a number"));
     EXPECT_THAT(mistake_in(PHASE, {"cell"}), HasSubstr("--set: not KEY=VALUE"));
     EXPECT_THROW(read_scenario("no/such/file.toml"), input_error);
 }

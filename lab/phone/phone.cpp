@@ -75,7 +75,9 @@ void model::advance_off(double step_s, const surroundings& around) {
     double current_a = -power.off_ua * 1e-6;
     if (around.charger != charger_kind::none) {
         const bool is_deep = resting_v() * 1000 < power.precharge_below_mv;
-        current_a = (is_deep ? power.precharge_ma : power.off_charge_ma) / 1000;
+        const double limit_a = (is_deep ? power.precharge_ma : power.off_charge_ma) / 1000;
+        // It knows nothing of the daemon's wishes, but it does not overcharge.
+        current_a = std::clamp(during.current_for_voltage(state_.cell, state_.highest_toc_v), 0.0, limit_a);
         if (is_deep) state_.precharge_s += static_cast<std::int64_t>(step_s);
     }
     state_.charger = {};

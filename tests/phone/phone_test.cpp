@@ -162,6 +162,15 @@ TEST(Phone, IsEmptyUnderLoadAndBootsAfterAChargeWhileOff) {
     EXPECT_FALSE(deep.has_precharge_fault());
 }
 
+TEST(Phone, IsNotOverchargedWhileItIsOff) {
+    model phone(with_soc(90), 23, 1);
+    for (int step = 0; step < 3600; ++step) {
+        phone.advance_off(10, on_wall());
+        ASSERT_LT(phone.state().terminal_v, 4.4505) << step;
+    }
+    EXPECT_GT(phone.resting_v(), 4.44);
+}
+
 TEST(Gauge, ShowsQuantisedNoisyReadingsAroundTheTruth) {
     model phone(with_soc(60), 23, 1);
     surroundings around;

@@ -1,6 +1,5 @@
 #include "lab/sampler.h"
 
-#include <charconv>
 #include <string>
 
 #include "util/arith.h"
@@ -14,6 +13,14 @@ using virtual_device::file;
 
 constexpr std::size_t SEEN_SIZE = 15;
 constexpr std::string_view BATTERY_DIR = "/sys/class/power_supply/battery/";
+
+bool is_space(char c) {
+    return c == ' ' || (c >= '\t' && c <= '\r');
+}
+
+bool is_digit(char c) {
+    return c >= '0' && c <= '9';
+}
 
 const file& battery_node(virtual_device::device& on, std::string_view name) {
     return on.at(std::string(BATTERY_DIR).append(name));
@@ -31,13 +38,15 @@ std::optional<std::int32_t> number_in(const file& node) {
 
 std::optional<std::int32_t> node_number(std::string_view text) {
     text = text.substr(0, SEEN_SIZE);
-    const std::size_t start = text.find_first_not_of(" \t\n\v\f\r");
-    if (start == text.npos) return std::nullopt;
-    text.remove_prefix(start);
-    if (text.starts_with('+') && !text.starts_with("+-")) text.remove_prefix(1);
-    std::int64_t number = 0;
-    const auto result = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (result.ec != std::errc()) return std::nullopt;
+    while (!text.empty() && is_space(text.front())) text.remove_prefix(1);
+    const bool is_negative = text.starts_with('-');
+    if (is_negative || text.starts_with('+')) text.remove_prefix(1);
+    if (text.empty() || !is_digit(text.front())) return std::nullopt;
+    std::int64_t number = 0;  // of 15 digits at most
+    for (; !text.empty() && is_digit(text.front()); text.remove_prefix(1)) {
+        number = number * 10 + (text.front() - '0');
+    }
+    if (is_negative) number = -number;
     return arith::low32(number);
 }
 

@@ -2,6 +2,9 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -17,6 +20,9 @@ namespace lab {
 constexpr std::array<std::string_view, 6> SAMPLE_COLUMNS = {"realtime_s", "voltage_now", "current_now",
                                                             "temp",       "capacity",    "status"};
 
+// Room for a 64-bit number, or the shortest text of a double, and a comma.
+constexpr std::size_t SERIES_CELL_SIZE = 32;
+
 // Writes the header and then a row per cycle. Whoever owns the file commits it.
 class series_writer : public listener {
   public:
@@ -27,9 +33,23 @@ class series_writer : public listener {
     bool wants_events() const override { return false; }
 
   private:
+    // Most numbers are the same from row to row, so each column keeps the text of its last one.
+    struct kept_cell {
+        std::int64_t bits = 0;
+        std::uint8_t size = 0;  // 0: none yet
+        char text[SERIES_CELL_SIZE];
+    };
+
+    template <typename T>
+    void put(T value);
+    void put_optional(std::optional<std::int32_t> value);
+
     output_file& file_;
     bool with_samples_;
+    std::vector<kept_cell> cells_;
     std::vector<char> row_;
+    char* at_ = nullptr;  // in the row under way
+    std::size_t next_cell_ = 0;
 };
 
 // Reads such a file. Columns are found by name; unknown ones are the phone's own if they follow the daemon's.

@@ -21,9 +21,9 @@ struct cycle_numbers {
     std::uint32_t truth_count;
 };
 
-std::uint32_t size_at(const std::string& bytes, std::size_t at) {
+std::uint32_t size_at(const char* message) {
     std::uint32_t size;
-    std::memcpy(&size, bytes.data() + at, sizeof size);
+    std::memcpy(&size, message, sizeof size);
     return size;
 }
 
@@ -73,25 +73,32 @@ void sender::write_to_pipe(const char* bytes, std::size_t size) const {
 }
 
 bool receiver::has_message() const {
-    const std::size_t available = received_.size() - at_;
-    return available >= HEADER_SIZE && available >= size_at(received_, at_);
+    const std::size_t available = end_ - at_;
+    return available >= HEADER_SIZE && available >= size_at(received_.data() + at_);
+}
+
+// After what has been received but not yet taken, which moves to the front.
+void receiver::make_room(std::size_t size) {
+    if (at_ > 0) std::memmove(received_.data(), received_.data() + at_, end_ - at_);
+    end_ -= at_;
+    at_ = 0;
+    if (received_.size() < end_ + size) received_.resize(end_ + size);
 }
 
 bool receiver::next(kind& what, std::string_view& content) {
     while (!has_message()) {
         if (is_closed_) return false;
-        received_.erase(0, at_);
-        at_ = 0;
-        const std::size_t kept = received_.size();
-        received_.resize(kept + BATCH_SIZE);
-        const ssize_t count = ::read(pipe_, received_.data() + kept, BATCH_SIZE);
-        received_.resize(kept + (count > 0 ? static_cast<std::size_t>(count) : 0));
+        make_room(BATCH_SIZE);
+        const ssize_t count = ::read(pipe_, received_.data() + end_, BATCH_SIZE);
         if (count < 0 && errno != EINTR) throw std::system_error(errno, std::generic_category(), "pipe");
         if (count == 0) is_closed_ = true;
-        if (count > 0) total_ += static_cast<std::uint64_t>(count);
+        if (count <= 0) continue;
+        end_ += static_cast<std::size_t>(count);
+        total_ += static_cast<std::uint64_t>(count);
     }
-    const std::string_view message = std::string_view(received_).substr(at_, size_at(received_, at_));
-    std::memcpy(&what, message.data() + sizeof(std::uint32_t), sizeof what);
+    const char* const begin = received_.data() + at_;
+    const std::string_view message(begin, size_at(begin));
+    std::memcpy(&what, begin + sizeof(std::uint32_t), sizeof what);
     content = message.substr(HEADER_SIZE);
     at_ += message.size();
     return true;
@@ -100,7 +107,11 @@ bool receiver::next(kind& what, std::string_view& content) {
 void receiver::take_rest() {
     if (total_ < shared_.batch_start) return;
     const std::uint64_t known = total_ - shared_.batch_start;  // of the batch
-    if (known < shared_.batch_size) received_.append(shared_.batch + known, shared_.batch_size - known);
+    if (known >= shared_.batch_size) return;
+    const std::size_t rest = shared_.batch_size - known;
+    make_room(rest);
+    std::memcpy(received_.data() + end_, shared_.batch + known, rest);
+    end_ += rest;
 }
 
 void send_event(sender& to, const event_numbers& what, std::string_view name, std::string_view text) {

@@ -14,6 +14,7 @@
 #include <cstring>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "lab/cycle.h"
 #include "lab/event.h"
@@ -118,12 +119,14 @@ class receiver {
 
   private:
     bool has_message() const;
+    void make_room(std::size_t size);
 
     const shared_state& shared_;
     int pipe_;
-    std::string received_;     // from the pipe
-    std::size_t at_ = 0;       // next message in it
-    std::uint64_t total_ = 0;  // bytes received in all
+    std::vector<char> received_;  // from the pipe; room that only grows
+    std::size_t at_ = 0;          // next message in it
+    std::size_t end_ = 0;         // of what has been received
+    std::uint64_t total_ = 0;     // bytes received in all
     bool is_closed_ = false;
 };
 

@@ -46,6 +46,28 @@ TEST(Series, HasExactlyTheColumnsOfTheFormat) {
     EXPECT_EQ(written(false, {}, row), expected + ",-7\n");
 }
 
+TEST(Series, WritesThePhonesNumbersAsDecimalsAndEachRowAfresh) {
+    const test::temporary_directory dir;
+    lab::output_file file(dir / "s.csv");
+    lab::series_writer writer(file, false, {"a", "b", "c", "d"});
+    lab::cycle row;
+    row.truth = {100000, -0.05, 4174.484, 99.9995};
+    writer.on_cycle(row);
+    row.elapsed_s = 10;
+    row.truth = {100000, 0.5, 4174.48, -3};
+    writer.on_cycle(row);
+    row.daemon[22] = -1;
+    row.truth = {-0.001, 0.5, 1e300, 0};
+    writer.on_cycle(row);
+    file.commit();
+    std::string zeros;
+    for (int i = 0; i < 22; ++i) zeros += ",0";
+    const std::string text = dir.get("s.csv");
+    EXPECT_EQ(text.substr(text.find('\n')), "\n1,0" + zeros + ",0,100000,-0.05,4174.484,99.9995" + "\n1,10" +
+                                                zeros + ",0,100000,0.5,4174.48,-3" + "\n1,10" + zeros +
+                                                ",-1,-0.001,0.5,1e+300,0\n");
+}
+
 TEST(Series, ComesBackFromTheFileWithSamplesAndTruth) {
     const lab::cycle row = some_cycle();
     const std::string text = written(true, {"soc_true", "ocv_true", "r_true"}, row);

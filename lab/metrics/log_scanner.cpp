@@ -96,7 +96,7 @@ void log_scanner::scan(std::string_view region, std::string_view visible) {
     while (const char* match = find_group(between(next, end_of(visible)))) {
         if (match >= end_of(region)) break;
         const std::string_view before = between(region.data(), match);
-        const char* const line = region.data() + before.rfind('\n') + 1;  // npos + 1 is 0
+        const char* const line = region.data() + (before.rfind('\n') + 1);  // npos + 1 is 0
         const std::string_view after = between(match, end_of(visible));
         const char* const line_end = after.data() + std::min(after.find('\n'), after.size());
         if (line > counted) line_ += count_lines(between(counted, line));

@@ -73,7 +73,7 @@ float vorn_calc_power_off_time() {
         if (now != 0) save_datetime(now);
         return 0.0F;
     }
-    if (bytes_read != sizeof saved) return restart_from_damaged_file(bytes_read, now);
+    if (bytes_read != std::int32_t{sizeof saved}) return restart_from_damaged_file(bytes_read, now);
 
     const auto run = static_cast<std::int64_t>(advance_checkpoint());
     saved = arith::add(saved, run);

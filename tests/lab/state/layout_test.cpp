@@ -69,7 +69,7 @@ TEST(StateLayout, HasTheDaemonsRanges) {
         const std::string path(lab::find_state_file(name)->path);
         the_device().at(path).put(int_bytes(value));
         count_once();
-        return int_of(the_device().at(path).bytes) == static_cast<std::int32_t>(value) + 1;
+        return std::int64_t{int_of(the_device().at(path).bytes)} == value + 1;
     };
     const auto precharge = [] {
         update_precharge_trackers(1, vorn_precharge_counter_import, vorn_precharge_counter_export,

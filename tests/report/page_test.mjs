@@ -150,6 +150,10 @@ for (const name of ["week", "decade"]) {
       const wide = await browser.run(`[...document.querySelectorAll("main *")].filter((each) => each.getBoundingClientRect().right > 391 &&
         !each.closest(".scroll, .list")).map((each) => each.outerHTML.slice(0, 80))`);
       assert.deepEqual(wide, []);
+      const height = `document.getElementById("charts").offsetHeight`;
+      const before = await browser.run(height);
+      await browser.move(await middleOf("#charts .u-over"));
+      assert.equal(await browser.run(height), before, "nothing moves when values are read out");
       for (const count of await browser.run(COLOURED)) assert.ok(count > 100);
     });
   });

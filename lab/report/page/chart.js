@@ -7,6 +7,8 @@ export const GUTTER = 52; // left of every chart, so that all charts align
 export const RIGHT_EDGE = 10;
 export const AXIS_HEIGHT = 38;
 const TICK_PIXELS = 84;
+const NARROW = 420; // pixels of a chart's width, from which on ticks stand closer
+const NARROW_TICK_PIXELS = 58;
 const LABEL_ROOM = 14; // a label needs this much to the right of its tick
 
 export const css = (name) => getComputedStyle(document.documentElement).getPropertyValue(name).trim();
@@ -21,7 +23,7 @@ const axisEnd = (u) => u.bbox.width / devicePixelRatio;
 
 /** The x scale, its axis and the cursor, the same in all charts. */
 export function sharedOptions(axis, clock, withLabels) {
-  const spacing = (u) => (axis.span / Math.max(axisEnd(u), 1)) * TICK_PIXELS;
+  const spacing = (u) => (axis.span / Math.max(axisEnd(u), 1)) * (axisEnd(u) < NARROW ? NARROW_TICK_PIXELS : TICK_PIXELS);
   return {
     scales: { x: { time: false, range: () => [axis.min, axis.max] } },
     axes: [{

@@ -61,7 +61,13 @@ export class Log {
       this.#time(t),
       make("span", { className: `kind ${shape.kind}` }, KINDS[shape.kind]),
       make("span", { className: "feature" }, this.features[shape.feature]),
-      make("span", { className: "text" }, lineText(shape, numbers)));
+      make("span", { className: "text" }, ...this.#words(lineText(shape, numbers))));
+  }
+
+  /** On a narrow screen a line goes without what every line begins with. */
+  #words(text) {
+    const [decoration] = text.match(/^--- vorn /) ?? [""];
+    return [make("span", { className: "fine" }, decoration), text.slice(decoration.length)];
   }
 
   /** On a narrow screen the year and the seconds (class "fine") go. */

@@ -1,7 +1,7 @@
 // The daemon's decisions in order, each with its reason; choosing one shows its moment on the axis.
 
 import { $, make, toggle } from "./dom.js";
-import { plural } from "./format.js";
+import { number, plural } from "./format.js";
 import { WEIGHTS } from "./panels.js";
 
 const CHUNK = 200;   // items made at once; more follow as the list is scrolled
@@ -30,7 +30,7 @@ export class Story {
     for (const [weight, { label, glyph }] of Object.entries(WEIGHTS)) {
       const count = this.decisions.filter((each) => each.weight === weight).length;
       if (count === 0) continue;
-      $("story-filter").append(toggle(`${glyph} ${label} ${count}`, this.wanted.has(weight), (isOn) => {
+      $("story-filter").append(toggle(`${glyph} ${label} ${number(count)}`, this.wanted.has(weight), (isOn) => {
         isOn ? this.wanted.add(weight) : this.wanted.delete(weight);
         this.fill();
       }));

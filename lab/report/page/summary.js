@@ -29,9 +29,9 @@ function chargeTile(samples) {
   return tile("Top of charge at the end", volts(last[0]), isLowered ? `lowered from ${volts(4450)}` : "not lowered");
 }
 
-function storyTile({ decisions }) {
+function storyTile({ decisions, taken }) {
   const count = (weight) => decisions.filter((each) => each.weight === weight).length;
-  return tile("Decisions", number(decisions.length), `${plural(count("action"), "action")}, ${plural(count("finding"), "finding")}`);
+  return tile("Decisions", number(taken), `${plural(count("action"), "action")}, ${plural(count("finding"), "finding")}`);
 }
 
 function tripLine(stress) {

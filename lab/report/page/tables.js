@@ -44,7 +44,7 @@ export function fillCost(place, cost) {
     ["Cycles", cost.cycles_per_day], ["Log lines", cost.log_lines_per_day], ["Records", cost.records_per_day],
     ["Property writes", cost.property_writes_per_day],
   ];
-  const figures = daily.map(([label, value]) => make("div", {}, make("b", {}, number(value, value < 10 ? 1 : 0)), make("span", {}, `${label} a day`)));
+  const figures = daily.map(([label, value]) => make("div", {}, make("b", {}, rate(value)), make("span", {}, `${label} a day`)));
   const rows = cost.files.map((file) => [
     make("code", { title: file.path }, file.path.slice(file.path.lastIndexOf("/") + 1)), number(file.writes_per_year),
     bytes(file.bytes_per_year), file.failed ? number(file.failed) : "–",
@@ -52,6 +52,11 @@ export function fillCost(place, cost) {
   place.append(make("div", { className: "figures" }, ...figures));
   if (rows.length) place.append(make("div", { className: "scroll" }, table(["State file", "Writes a year", "Bytes a year", "Failed"], rows)));
   else place.append(make("p", { className: "empty" }, "No state file was written."));
+}
+
+function rate(value) {
+  if (value > 0 && value < 0.05) return "< 0.1";
+  return number(value, value < 10 ? 1 : 0);
 }
 
 function bytes(count) {

@@ -130,7 +130,9 @@ void record_writer::write_csv_header() {
     for (const record_schema& schema : schemas()) {
         if (!is_wanted(&schema)) continue;
         for (const field_schema& field : schema.fields()) {
-            if (std::ranges::find(columns_, field.name, &column::name) != columns_.end()) continue;
+            const auto known = std::ranges::find(columns_, field.name, &column::name);
+            columns_of_[&schema].push_back(static_cast<std::size_t>(known - columns_.begin()));
+            if (known != columns_.end()) continue;
             columns_.push_back({field.name, field.unit});
             out_.append(",").append(field.name);
             if (!field.unit.empty()) out_.append(" [").append(field.unit).append("]");
@@ -157,13 +159,14 @@ void record_writer::write_csv(const found_record& found) {
     append_cell(out_, record.detail);
     out_ += ',';
     if (!is_good) append_cell(out_, found.text);
-    for (const column& each : columns_) {
+    cells_.assign(columns_.size(), {});
+    if (record.schema != nullptr) {
+        const std::vector<std::size_t>& places = columns_of_[record.schema];
+        for (std::size_t i = 0; i < places.size(); ++i) cells_[places[i]] = record.values[i];
+    }
+    for (const std::string_view cell : cells_) {
         out_ += ',';
-        if (record.schema == nullptr) continue;
-        const auto fields = record.schema->fields();
-        const auto field = std::ranges::find(fields, each.name, &field_schema::name);
-        if (field != fields.end())
-            append_cell(out_, record.values[static_cast<std::size_t>(field - fields.begin())]);
+        if (!cell.empty()) append_cell(out_, cell);
     }
     out_ += '\n';
 }

@@ -9,6 +9,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -51,6 +52,8 @@ class record_writer {
     sink put_;
     std::vector<const record_schema*> only_;
     std::vector<column> columns_;  // of CSV: every field of the wanted records once
+    std::map<const record_schema*, std::vector<std::size_t>> columns_of_;  // where each of its fields goes
+    std::vector<std::string_view> cells_;  // of the row being written, by column
     std::string log_name_;
     std::string log_name_json_;
     std::string out_;

@@ -12,6 +12,7 @@
 #include "lab/commands/commands.h"
 #include "lab/cost.h"
 #include "lab/device_root.h"
+#include "lab/distinct_files.h"
 #include "lab/error.h"
 #include "lab/event_log.h"
 #include "lab/events.h"
@@ -52,8 +53,9 @@ void print_end(const cost& counted, const device_image& image) {
 }
 
 void replay(const replay_options& options) {
-    if (!options.events.empty() && options.events == options.series)
-        throw input_error("--events and --series: the same file: " + options.events);
+    require_distinct_files(
+        {{"TRACE", options.trace}},
+        {{"--events", options.events}, {"--series", options.series}, {"--report", options.report}});
     trace_course course(
         trace_reader(input_file::open(options.trace), parse_constants(options.constants),
                      [](const std::string& line) { std::cerr << "vorn-lab: " << line << '\n'; }));

@@ -2,11 +2,13 @@
 
 #include <CLI/CLI.hpp>
 #include <filesystem>
+#include <fstream>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "lab/commands/commands.h"
+#include "lab/distinct_files.h"
 #include "lab/error.h"
 #include "lab/report/from_files.h"
 #include "lab/report/recorder.h"
@@ -22,7 +24,18 @@ struct report_options {
     std::string title;
 };
 
+// The two files are easily given the wrong way round.
+void check(const report_options& options) {
+    require_distinct_files({{"EVENTS", options.events}, {"SERIES", options.series}},
+                           {{"--output", options.output}});
+    if (options.events == "-" && options.series == "-")
+        throw input_error("EVENTS and SERIES: both from standard input");
+    if (options.series != "-" && std::ifstream(options.series).peek() == '{')
+        throw input_error(options.series + ": holds events, where the series should be (EVENTS comes first)");
+}
+
 void write_report(const report_options& options) {
+    check(options);
     series_reader series(input_file::open(options.series));
     const bool has_samples = series.has_samples();
     // Standard input can be read only once.

@@ -2,7 +2,6 @@
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
-#include <filesystem>
 #include <iostream>
 #include <memory>
 #include <optional>
@@ -12,6 +11,7 @@
 
 #include "lab/commands/commands.h"
 #include "lab/device_root.h"
+#include "lab/distinct_files.h"
 #include "lab/error.h"
 #include "lab/events.h"
 #include "lab/progress_bar.h"
@@ -49,19 +49,10 @@ void check(const simulate_options& options) {
     if (has_output && options.files.size() > 1) {
         throw input_error("--root, --events, --series, --trace and --report take one scenario at a time");
     }
-    // A device such as /dev/null takes any number of them.
-    const auto is_device = [](const std::string& path) {
-        std::error_code unknown;
-        return std::filesystem::is_character_file(path, unknown);
-    };
-    const std::string* const outputs[] = {&options.events, &options.series, &options.trace, &options.report};
-    for (const auto* one : outputs) {
-        for (const auto* other : outputs) {
-            if (one != other && !one->empty() && *one == *other && !is_device(*one)) {
-                throw input_error("the same file for two outputs: " + *one);
-            }
-        }
-    }
+    require_distinct_files({{"FILE", options.files.front()}}, {{"--events", options.events},
+                                                               {"--series", options.series},
+                                                               {"--trace", options.trace},
+                                                               {"--report", options.report}});
 }
 
 void print_cost(const simulation_result& of) {

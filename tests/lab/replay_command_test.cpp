@@ -102,6 +102,7 @@ TEST_F(ReplayCommand, RefusesBadInputWithoutATraceOfIt) {
         {"replay good.csv --events no/e.jsonl", "vorn-lab: no/e.jsonl: No such file or directory\n"},
         {"replay good.csv --series e.jsonl --events e.jsonl",
          "vorn-lab: --events and --series: the same file: e.jsonl\n"},
+        {"replay good.csv --report ./good.csv", "vorn-lab: TRACE and --report: the same file: good.csv\n"},
         {"replay good.csv --set boot=1", "vorn-lab: --set: the trace has its own column boot\n"},
         {"replay good.csv --set boot", "vorn-lab: --set: not COLUMN=TEXT: boot\n"},
         {"replay good.csv --set status=a --set status=b", "vorn-lab: --set: given twice: status\n"},

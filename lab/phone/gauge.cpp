@@ -20,10 +20,10 @@ std::int32_t quantised(double value, double step) {
 
 readings measure(const gauge_parameters& of, const truth_now& truth, generator& random) {
     readings read{};
-    read.voltage_uv =
-        quantised(truth.terminal_v * 1e6 + random.noise() * of.voltage_noise_mv * 1e3, of.voltage_step_uv);
-    read.current_ua =
-        quantised(truth.current_a * 1e6 + random.noise() * of.current_noise_ma * 1e3, of.current_step_ua);
+    const double error_mv = of.voltage_offset_mv + random.noise() * of.voltage_noise_mv;
+    const double error_ma = of.current_offset_ma + random.noise() * of.current_noise_ma;
+    read.voltage_uv = quantised(truth.terminal_v * 1e6 + error_mv * 1e3, of.voltage_step_uv);
+    read.current_ua = quantised(truth.current_a * 1e6 + error_ma * 1e3, of.current_step_ua);
     read.temperature_decic =
         quantised((truth.temperature_c + random.noise() * of.temperature_noise_c) * 10, 1);
     read.zone_mc = quantised(truth.zone_c * 1000, 100);

@@ -13,8 +13,10 @@ namespace lab::phone {
 struct gauge_parameters {
     double voltage_noise_mv = 1;  // standard deviation
     double voltage_step_uv = 1000;
+    double voltage_offset_mv = 0;  // added to what it measures, as a badly calibrated converter does
     double current_noise_ma = 4;
     double current_step_ua = 1000;
+    double current_offset_ma = 0;
     double temperature_noise_c = 0.05;
     double soc_noise_pct = 0.02;
     double soc_offset_pct = 0;  // added to the state of charge it shows: a gauge that lies

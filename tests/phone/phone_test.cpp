@@ -189,6 +189,15 @@ TEST(Gauge, ShowsQuantisedNoisyReadingsAroundTheTruth) {
     EXPECT_EQ(read.capacity_pct, (read.ui_soc + 50) / 100);
     EXPECT_EQ(read.status, charge_status::discharging);
 
+    phone_parameters off = with_soc(60);
+    off.gauge.voltage_offset_mv = 40;
+    off.gauge.current_offset_ma = -70;
+    model miscalibrated(off, 23, 1);
+    run(miscalibrated, 600, around, {});
+    const readings wrong = miscalibrated.look(around);
+    EXPECT_NEAR(wrong.voltage_uv * 1e-3, miscalibrated.state().terminal_v * 1e3 + 40, 5);
+    EXPECT_NEAR(wrong.current_ua * 1e-3, miscalibrated.state().flow.current_a * 1e3 - 70, 16);
+
     phone_parameters lying = with_soc(60);
     lying.gauge.soc_offset_pct = 30;
     model liar(lying, 23, 1);

@@ -61,6 +61,26 @@ TEST(Cell, RelaxesWithTheTimeConstantsOfItsPairs) {
     EXPECT_GT(loaded.transfer_v, 0.07);
 }
 
+TEST(Cell, HeatsWithItsResistancesAndItsEntropyAndDischargesItself) {
+    cell_parameters of = plain();
+    const cell model(of);
+    cell_state state = model.start();
+    double heat_w = 0;
+    for (int t = 0; t < 3 * 3600; t += 10) {
+        heat_w = model.advance(state, model.at(state, {}, ROOM_C, 10), -1, ROOM_C);
+    }
+    // Both pairs carry the whole current by now.
+    EXPECT_NEAR(heat_w, 0.060 + 0.025 + 0.020 + 298.15 * 0.0001, 1e-4);
+
+    of.leakage_ua = 150;
+    const cell leaking(of);
+    state = leaking.start();
+    for (int hour = 0; hour < 1000; ++hour) {
+        leaking.advance(state, leaking.at(state, {}, ROOM_C, 3600), 0, ROOM_C);
+    }
+    EXPECT_NEAR(state.soc, 0.8 - 0.15 * 1000 / 7500, 1e-9);
+}
+
 TEST(Cell, FindsTheCurrentForAVoltageAndForAPower) {
     const cell model(plain());
     cell_state state = model.start();

@@ -144,6 +144,19 @@ TEST(Phone, LosesToASoftShortWhatItsGaugeDoesNotSee) {
     EXPECT_GT(phone.state().temperature_c, 33);  // its 4 W stay in the battery
 }
 
+TEST(Phone, IsWarmedByItsSharesOfTheLoadAndOfTheChargersLoss) {
+    model phone(with_soc(50), 23, 1);
+    surroundings around = on_wall();
+    around.load_w = 2;
+    run(phone, 6 * 3600, around, {4450, true});  // the charger carries the load, nothing else
+    const double loss_w = 2 / 0.9 - 2;
+    EXPECT_NEAR(phone.state().temperature_c, 23 + 7 * (2 * 0.35 + loss_w * 0.30), 0.05);
+    around.ambient_c = 30;
+    around.heater_w = 1;
+    run(phone, 6 * 3600, around, {4450, true});
+    EXPECT_NEAR(phone.state().temperature_c, 30 + 7 * (2 * 0.35 + loss_w * 0.30 + 1), 0.05);
+}
+
 TEST(Phone, IsEmptyUnderLoadAndBootsAfterAChargeWhileOff) {
     model phone(with_soc(2), 23, 1);
     surroundings around;

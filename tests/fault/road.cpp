@@ -87,6 +87,10 @@ boot charge_and_days_after() {
     for (const std::int32_t mv : {4410, 4402, 4394, 4384, 4374}) write.volts(mv).cycles(1);
     write.status("Full").volts(4440).amps(0).capacity(100).cycles(3).volts(4200).cycles(2);
     write.status("Discharging").amps(-200).cycles(8, 100);
+    // Two minutes of a charge that warms up slowly; a step in its current; the plug pulled and put back.
+    write.status("Charging").volts(4100).amps(1500).cycles(12).degrees(310).cycles(2).amps(2800).cycles(2);
+    write.status("Discharging").amps(-200).cycles(2).status("Charging").amps(1500).cycles(2);
+    write.status("Discharging").amps(-200).cycles(7);
     // Days on the charger, the voltage pulled down early and a record a day; the charge timer expires.
     write.status("Charging").volts(4150).amps(500).capacity(70).mock("60").cycles(1).sleep(60).cycles(2);
     write.sleep(DAY_S).cycles(3).status("Not charging").cycles(1);

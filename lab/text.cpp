@@ -112,11 +112,16 @@ void append_utf8(std::string& out, std::string_view bytes) {
     }
 }
 
-std::string for_message(std::string_view text) {
+std::string on_one_line(std::string_view text) {
     std::string shown;
-    append_utf8(shown, text.substr(0, MESSAGE_TEXT_SIZE));
+    append_utf8(shown, text);
     std::replace_if(
         shown.begin(), shown.end(), [](unsigned char c) { return c < ' ' || c == 0x7F; }, '?');
+    return shown;
+}
+
+std::string for_message(std::string_view text) {
+    std::string shown = on_one_line(text.substr(0, MESSAGE_TEXT_SIZE));
     if (text.size() > MESSAGE_TEXT_SIZE) shown += "...";
     return shown;
 }

@@ -22,7 +22,9 @@ std::optional<std::string> bytes_from_hex(std::string_view digits);
 // `bytes` as UTF-8: each longest piece that begins like a character but is none becomes one U+FFFD.
 void append_utf8(std::string& out, std::string_view bytes);
 
-// `text` for a message: control characters and bytes outside UTF-8 made harmless, cut after 60 bytes.
+// `text` as one line of a message: control characters and bytes outside UTF-8 made harmless.
+std::string on_one_line(std::string_view text);
+// The same, cut after 60 bytes.
 std::string for_message(std::string_view text);
 
 }  // namespace lab

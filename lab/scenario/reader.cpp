@@ -114,7 +114,9 @@ void apply_override(toml::table& top, const std::string& text) {
     const auto equals = text.find('=');
     const auto path = text.substr(0, equals);
     const auto dot = path.find('.');
-    if (equals == std::string::npos || path.empty()) throw input_error("--set: not KEY=VALUE: " + text);
+    if (equals == std::string::npos || path.empty()) {
+        throw input_error("--set: not KEY=VALUE: " + for_message(text));
+    }
     const std::string value = text.substr(equals + 1);
     toml::table parsed;
     try {
@@ -126,7 +128,7 @@ void apply_override(toml::table& top, const std::string& text) {
     if (dot != std::string::npos) {
         const auto [entry, is_new] = top.insert(path.substr(0, dot), toml::table{});
         table = entry->second.as_table();
-        if (table == nullptr) throw input_error("--set: not a section: " + path.substr(0, dot));
+        if (table == nullptr) throw input_error("--set: not a section: " + for_message(path.substr(0, dot)));
     }
     table->insert_or_assign(path.substr(dot == std::string::npos ? 0 : dot + 1), *parsed.get("value"));
 }

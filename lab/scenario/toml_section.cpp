@@ -6,6 +6,7 @@
 #include <ctime>
 
 #include "lab/error.h"
+#include "lab/text.h"
 
 namespace lab {
 
@@ -70,10 +71,11 @@ void skip_blanks(std::string_view& rest) {
 }  // namespace
 
 void fail_at(const std::string& name, const toml::source_region& place, const std::string& what) {
+    const std::string line = on_one_line(what);  // keys and texts may hold anything
     // Only what --set has put there has no place in the text.
-    if (place.begin.line == 0) throw input_error("--set: " + what + " (in " + name + ")");
+    if (place.begin.line == 0) throw input_error("--set: " + line + " (in " + name + ")");
     throw input_error(name + ":" + std::to_string(place.begin.line) + ":" +
-                      std::to_string(place.begin.column) + ": " + what);
+                      std::to_string(place.begin.column) + ": " + line);
 }
 
 std::optional<std::string_view> nearest(std::string_view given, std::span<const std::string_view> known) {

@@ -87,6 +87,9 @@ TEST(ScenarioReader, SaysWhereAMistakeIsAndWhatWasMeant) {
     EXPECT_THAT(mistake_in(PHASE, {"cell.soc=3"}),
                 HasSubstr("--set: [cell] knows no soc; did you mean soc_pct?"));
     EXPECT_THAT(mistake_in(PHASE, {"cell.soc_pct=\"3\""}), HasSubstr("--set: soc_pct must be a number"));
+    EXPECT_THAT(mistake_in(PHASE, {"cell.a\nb=3"}),
+                HasSubstr("knows no a?b"));  // one line, whatever is in it
+    EXPECT_THAT(mistake_in("\"a\\nb\" = 3\n"), HasSubstr("x.toml:1:1: knows no a?b"));
     EXPECT_THAT(mistake_in(PHASE, {"cell"}), HasSubstr("--set: not KEY=VALUE"));
     EXPECT_THROW(read_scenario("no/such/file.toml"), input_error);
 }

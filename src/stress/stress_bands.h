@@ -39,7 +39,7 @@ constexpr std::int32_t temp_band_weighting_mc(std::int32_t column) {
 }
 
 // A(row), row 0 to 8, and B(column), column 0 to 10: the weight of an hour is their product, in double
-// precision. The same bits on every processor (docs/decisions/0005-stress-factors.md).
+// precision. The same bits on every processor (docs/decisions/0004-stress-factors.md).
 double volt_stress_factor(std::int32_t row);
 double temp_stress_factor(std::int32_t column);
 

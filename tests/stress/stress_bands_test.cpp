@@ -43,7 +43,7 @@ TEST(StressBands, OuterBandsReachToTheEndsOfTheRange) {
 
 // Worked out without this program's arithmetic: exp() of the double argument to 60 decimal digits (Python's
 // mpmath), rounded to the nearest double, then one double division. Equal on every processor, or the same
-// trace would age a battery differently (docs/decisions/0005-stress-factors.md).
+// trace would age a battery differently (docs/decisions/0004-stress-factors.md).
 TEST(StressBands, FactorsAreExactToTheLastBit) {
     const double volt_factors[] = {0x1.29e81bdee9ff2p-22, 0x1.3118cd0ca8a66p-18, 0x1.bd437ceff3b8ap-15,
                                    0x1.eab5349dd368dp-12, 0x1.ab666c140b754p-9,  0x1.310d60b7745fcp-6,

@@ -52,11 +52,11 @@ inline double power_3_4(double x) {
 inline double power_4_3(double x) {
     if (x <= 0) return 0;
     double root = x > 1 ? x : 1;  // cube root by Newton's method, from above
-    for (double next = root;; root = next) {
-        next = (2 * root + x / (root * root)) / 3;
-        if (next >= root) break;
+    while (true) {
+        const double next = (2 * root + x / (root * root)) / 3;
+        if (next >= root) return x * root;
+        root = next;
     }
-    return x * root;
 }
 
 // xoshiro256** by D. Blackman and S. Vigna (2018, public domain), seeded by their splitmix64.

@@ -18,7 +18,7 @@ namespace lab {
 class run_clock {
   public:
     static constexpr std::int64_t MAX_OFF_S =
-        2 * 365 * 86400;                              // a longer gap between two boots is not believed
+        std::int64_t{2} * 365 * 86400;                // a longer gap between boots is not believed
     static constexpr std::int64_t TOLERANCE_S = 120;  // a wall clock further off its course has jumped
     static constexpr std::size_t MAX_JUMPS = 500;     // more are counted, not listed
 

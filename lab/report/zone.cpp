@@ -7,7 +7,8 @@ namespace lab {
 
 namespace {
 
-constexpr std::int64_t STEP_S = 7 * 86400;  // no zone has changed twice within a week in living memory
+constexpr std::int64_t STEP_S =
+    std::int64_t{7} * 86400;  // no zone has changed twice within a week in living memory
 constexpr std::int64_t MAX_SPAN_S = std::int64_t{100} * 366 * 86400;
 
 zone_offset offset_at(std::int64_t when_s) {

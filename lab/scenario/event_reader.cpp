@@ -32,7 +32,7 @@ double needed_number(toml_section& from, std::string_view key, double least, dou
 }
 
 std::string known_word(toml_section& from, std::string_view key, std::span<const std::string_view> words) {
-    const auto given = needed_text(from, key);
+    auto given = needed_text(from, key);
     if (std::find(words.begin(), words.end(), given) == words.end()) {
         from.fail(*from.content().get(key),
                   "no " + std::string(key) + " \"" + given + "\"" + meant(given, words));

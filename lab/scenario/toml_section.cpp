@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <cmath>
 #include <ctime>
 
 #include "lab/error.h"
@@ -121,7 +122,7 @@ std::optional<std::int64_t> parse_duration(std::string_view text) {
         const auto found =
             std::find_if(UNITS.begin(), UNITS.end(), [&](const unit& u) { return u.name == word; });
         if (found == UNITS.end()) return std::nullopt;
-        total += static_cast<std::int64_t>(amount * static_cast<double>(found->seconds) + 0.5);
+        total += std::llround(amount * static_cast<double>(found->seconds));
         has_part = true;
         text.remove_prefix(word.size());
         skip_blanks(text);

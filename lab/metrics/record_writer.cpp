@@ -22,7 +22,7 @@ std::string_view json_integer(std::string_view digits) {
 
 // A CSV cell, quoted where it must be.
 void append_cell(std::string& out, std::string_view text) {
-    if (text.find_first_of(",\"\r\n") == std::string_view::npos) {
+    if (std::ranges::none_of(text, [](char c) { return c == ',' || c == '"' || c == '\r' || c == '\n'; })) {
         out += text;
         return;
     }
@@ -36,7 +36,7 @@ void append_cell(std::string& out, std::string_view text) {
 
 bool is_json_number(value_type type, std::string_view text) {
     if (type == value_type::text) return false;
-    return type != value_type::real || text.find_first_of("in") == std::string_view::npos;  // inf, nan
+    return type != value_type::real || text.find('n') == std::string_view::npos;  // inf, nan
 }
 
 }  // namespace

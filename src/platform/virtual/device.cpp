@@ -61,6 +61,15 @@ void device::clear_faults() {
     failing_properties_.clear();
 }
 
+void device::set_property(std::string_view name, std::string_view value) {
+    const auto known = properties.find(name);
+    if (known != properties.end()) {
+        known->second = value;
+    } else {
+        properties.emplace(name, value);
+    }
+}
+
 void device::forget_volatile_properties() {
     std::erase_if(properties, [](const auto& entry) { return !entry.first.starts_with(PERSISTENT_PREFIX); });
 }

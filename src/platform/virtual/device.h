@@ -86,6 +86,9 @@ class device {
     const std::vector<file*>& faulty_files() const { return faulty_files_; }  // each once per switch set
     const std::vector<std::string>& failing_properties() const { return failing_properties_; }
 
+    // Without allocation for a property that is there.
+    void set_property(std::string_view name, std::string_view value);
+
     // Drops what a restart of the device or daemon drops: properties that do not begin with "persist.".
     void forget_volatile_properties();
 

@@ -60,7 +60,7 @@ int property_set(const char* name, const char* value) {
     auto& device = the_device();
     const bool fails =
         device.property_set_fails(name) || device.decide(operation::property_set, name, 0) == FAIL;
-    if (!fails) device.properties[name] = value;
+    if (!fails) device.set_property(name, value);
     const int result = fails ? -1 : 0;
     if (device.told.property_set != nullptr)
         device.told.property_set(device.told.context, name, value, result);

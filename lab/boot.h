@@ -10,6 +10,7 @@ namespace lab {
 struct boot_wishes {
     bool events = true;
     bool cycles = true;
+    bool samples = true;  // in the cycles
 };
 
 // Sets up the device of this process from `image`, runs the daemon until the course ends the boot, and sends

@@ -31,6 +31,7 @@ class series_writer : public listener {
 
     void on_cycle(const cycle& after) override;
     bool wants_events() const override { return false; }
+    bool wants_samples() const override { return with_samples_; }
 
   private:
     // Most numbers are the same from row to row, so each column keeps the text of its last one.

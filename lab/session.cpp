@@ -1,5 +1,6 @@
 #include "lab/session.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <fcntl.h>
@@ -120,7 +121,10 @@ class dispatcher {
         }
     }
 
-    boot_wishes wishes() const { return {!to_hear_events_.empty(), !to_hear_cycles_.empty()}; }
+    boot_wishes wishes() const {
+        const bool samples = std::ranges::any_of(to_hear_cycles_, &listener::wants_samples);
+        return {!to_hear_events_.empty(), !to_hear_cycles_.empty(), samples};
+    }
 
     void take(wire::kind what, std::string_view content) {
         wire::body body(content);

@@ -67,6 +67,7 @@ class listener {
     // What nobody wants to hear of is not sent at all, which saves much of the time.
     virtual bool wants_events() const { return true; }
     virtual bool wants_cycles() const { return true; }
+    virtual bool wants_samples() const { return wants_cycles(); }  // cycle::seen
 };
 
 // The daemon crashed. what() says in which boot, when, and how.

@@ -12,7 +12,7 @@ namespace lab::metrics {
 namespace {
 
 constexpr std::string_view GROUP = METRICS_GROUP;
-constexpr std::size_t LONGEST_HEADER = 256;  // of the long form, bytes
+constexpr std::size_t LONGEST_HEADER = 256;  // of the long form with its line feed: fewer bytes than this
 
 // The next mention of the group in `text`; null when there is none.
 const char* find_group(std::string_view text) {
@@ -106,11 +106,13 @@ void log_scanner::scan(std::string_view region, std::string_view visible) {
     if (end_of(region) > counted) line_ += count_lines(between(counted, end_of(region)));
 }
 
+// A line that may not be kept whole between two blocks is never taken for a header.
 std::string_view log_scanner::previous_line(const char* line) const {
     const std::string_view before = between(buffer_.data(), line);
     if (!before.ends_with('\n')) return {};
     const std::string_view text = before.substr(0, before.size() - 1);
-    return text.substr(text.rfind('\n') + 1);  // npos + 1 is 0
+    const std::string_view previous = text.substr(text.rfind('\n') + 1);  // npos + 1 is 0
+    return previous.size() + 1 < LONGEST_HEADER ? previous : std::string_view();
 }
 
 // Reads the record at `match` and returns where to look on. A second record torn into the same line ends the

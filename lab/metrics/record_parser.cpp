@@ -25,8 +25,9 @@ bool is_real(std::string_view text) {
         std::from_chars(text.data(), text.data() + text.size(), value, std::chars_format::fixed);
     if (error != std::errc{} || end != text.data() + text.size()) return false;
     const std::string_view magnitude = text.starts_with('-') ? text.substr(1) : text;
-    // As JSON has it: a digit on both sides of the point.
-    return !std::isfinite(value) || (magnitude[0] != '.' && !magnitude.ends_with('.'));
+    // As JSON has it: a digit on both sides of the point, and no zero before another digit.
+    const bool has_leading_zero = magnitude.size() > 1 && magnitude[0] == '0' && magnitude[1] != '.';
+    return !std::isfinite(value) || (magnitude[0] != '.' && !magnitude.ends_with('.') && !has_leading_zero);
 }
 
 bool is_value(value_type type, std::string_view text) {

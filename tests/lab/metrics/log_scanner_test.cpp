@@ -114,8 +114,11 @@ TEST(LogScanner, DoesNotMindHowTheLogIsCutIntoBlocks) {
     for (std::size_t length = 0; length < 40; ++length) log += std::string(length * length, 'x') + "\n";
     for (const test::sample_record& sample : test::sample_records())
         log += "W/vorn    (  123): " + sample.text + "\n";
+    // Around the length from which a header is not kept whole from one block to the next.
+    for (std::size_t padding = 200; padding < 240; ++padding)
+        log += "[ 01-02 03:04:05.678   123:  456 W/" + std::string(padding, 'v') + " ]\n" + topoff() + "\n";
     const auto expected = scan(log);
-    ASSERT_EQ(expected.size(), 25U);
+    ASSERT_EQ(expected.size(), 65U);
     for (std::size_t block_size = 1; block_size < 3000; block_size += block_size / 7 + 1)
         EXPECT_EQ(scan(log, block_size), expected) << block_size;
 }

@@ -104,7 +104,7 @@ TEST(RecordParser, TakesRealNumbersAsTheyArePrintedAndNothingElse) {
         EXPECT_EQ(parse_record(text).values[2], value);
         EXPECT_EQ(parse_record(text).result, verdict::good);
     }
-    for (const char* value : {"", ".5", "5.", "1e5", "0x1p3", "1,5", " 1.0", "infinitely"}) {
+    for (const char* value : {"", ".5", "5.", "1e5", "0x1p3", "1,5", " 1.0", "infinitely", "00", "-01.5"}) {
         EXPECT_EQ(parse_record(replaced(good, "inf", value)).result, verdict::bad_field) << value;
     }
 }

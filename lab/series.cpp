@@ -17,49 +17,48 @@ namespace {
 constexpr std::string_view BOOT_COLUMN = "boot";
 constexpr std::string_view ELAPSED_COLUMN = "elapsed_s";
 constexpr std::size_t NO_FIELD = SIZE_MAX;
-char* put_other_number(char* at, double value) {
-    char* const end = std::to_chars(at, at + SERIES_CELL_SIZE, value).ptr;
-    *end = ',';
-    return end + 1;
+
+// Each writes the text of a number and gives its end.
+template <typename T>
+char* put_shortest(char* at, T value) {
+    return std::to_chars(at, at + SERIES_CELL_SIZE, value).ptr;
 }
 
-// With a comma after it.
 char* put_number(char* at, std::int64_t value) {
-    char* const end = std::to_chars(at, at + SERIES_CELL_SIZE, value).ptr;
-    *end = ',';
-    return end + 1;
+    return put_shortest(at, value);
+}
+
+// Without zeros at the end, nor the point alone.
+char* put_decimals(char* at, int thousandths) {
+    const char text[] = {'.', static_cast<char>('0' + thousandths / 100),
+                         static_cast<char>('0' + thousandths / 10 % 10),
+                         static_cast<char>('0' + thousandths % 10)};
+    if (thousandths == 0) return at;
+    std::size_t size = sizeof text;
+    while (text[size - 1] == '0') --size;
+    std::memcpy(at, text, sizeof text);
+    return at + size;
 }
 
 // The phone's own columns have three decimals at most. Those are written from an integer, which is several
 // times faster than to find the shortest text of a double and gives the same one.
 char* put_number(char* at, double value) {
     constexpr double LIMIT = 1e12;
+    if (!(std::abs(value) < LIMIT)) return put_shortest(at, value);
     const double scaled = value * 1000;
-    if (!(std::abs(value) < LIMIT)) return put_other_number(at, value);
     const auto thousandths = static_cast<std::int64_t>(scaled + (scaled < 0 ? -0.5 : 0.5));
-    if (static_cast<double>(thousandths) / 1000 != value) return put_other_number(at, value);
+    if (static_cast<double>(thousandths) / 1000 != value) return put_shortest(at, value);
     if (thousandths < 0) *at++ = '-';
     const std::int64_t positive = std::abs(thousandths);
-    at = put_number(at, positive / 1000);
-    auto decimals = static_cast<int>(positive % 1000);
-    if (decimals == 0) return at;
-    at[-1] = '.';
-    for (int unit = 100; decimals > 0; unit /= 10) {
-        *at++ = static_cast<char>('0' + decimals / unit);
-        decimals %= unit;
-    }
-    *at++ = ',';
-    return at;
+    at = put_shortest(at, positive / 1000);
+    return put_decimals(at, static_cast<int>(positive % 1000));
 }
 
 }  // namespace
 
 series_writer::series_writer(output_file& file, bool with_samples,
                              const std::vector<std::string>& truth_names)
-    : file_(file),
-      with_samples_(with_samples),
-      cells_(2 + COLUMN_COUNT + SAMPLE_COLUMNS.size() + truth_names.size()),
-      row_(cells_.size() * SERIES_CELL_SIZE) {
+    : file_(file), with_samples_(with_samples) {
     std::string header(BOOT_COLUMN);
     const auto add = [&header](std::string_view name) { header.append(",").append(name); };
     add(ELAPSED_COLUMN);
@@ -67,44 +66,54 @@ series_writer::series_writer(output_file& file, bool with_samples,
     if (with_samples) std::for_each(SAMPLE_COLUMNS.begin(), SAMPLE_COLUMNS.end(), add);
     std::for_each(truth_names.begin(), truth_names.end(), add);
     file_.write(header + "\n");
+
+    cells_.resize(static_cast<std::size_t>(std::count(header.begin(), header.end(), ',')) + 1);
+    for (std::size_t i = 0; i < cells_.size(); ++i) cells_[i].begin = i;
+    row_.assign(cells_.size(), ',');
+    row_.back() = '\n';
 }
 
-// A copy of the whole room, of a size known here, is one or two instructions; the next cell covers its end.
-template <typename T>
-void series_writer::put(T value) {
-    kept_cell& cell = cells_[next_cell_++];
-    const auto bits = std::bit_cast<std::int64_t>(value);
-    if (bits != cell.bits || cell.size == 0) {
-        cell.bits = bits;
-        cell.size = static_cast<std::uint8_t>(put_number(cell.text, value) - cell.text);
+void series_writer::replace(std::size_t index, std::string_view text) {
+    shown_cell& cell = cells_[index];
+    if (text.size() == cell.size) {
+        text.copy(&row_[cell.begin], text.size());
+        return;
     }
-    std::memcpy(at_, cell.text, sizeof cell.text);
-    at_ += cell.size;
+    row_.replace(cell.begin, cell.size, text);
+    const std::size_t shift = text.size() - cell.size;  // modulo 2^64 when it gets shorter
+    cell.size = text.size();
+    while (++index < cells_.size()) cells_[index].begin += shift;
 }
 
-void series_writer::put_optional(std::optional<std::int32_t> value) {
-    if (value) return put(std::int64_t{*value});
-    ++next_cell_;
-    *at_++ = ',';
+template <typename T>
+void series_writer::put(std::size_t index, T value) {
+    const auto bits = std::bit_cast<std::int64_t>(value);
+    if (cells_[index].bits == bits && cells_[index].size > 0) return;
+    cells_[index].bits = bits;
+    char text[SERIES_CELL_SIZE];
+    replace(index, {text, put_number(text, value)});
+}
+
+void series_writer::put_optional(std::size_t index, std::optional<std::int32_t> value) {
+    if (value) return put(index, std::int64_t{*value});
+    replace(index, "");
 }
 
 void series_writer::on_cycle(const cycle& after) {
-    at_ = row_.data();
-    next_cell_ = 0;
-    put(after.boot);
-    put(after.elapsed_s);
-    for (const std::int32_t value : after.daemon) put(std::int64_t{value});
+    std::size_t next = 0;
+    put(next++, after.boot);
+    put(next++, after.elapsed_s);
+    for (const std::int32_t value : after.daemon) put(next++, std::int64_t{value});
     if (with_samples_) {
-        put(after.real_time_s);
-        put_optional(after.seen.voltage_uv);
-        put_optional(after.seen.current_ua);
-        put_optional(after.seen.temperature_decic);
-        put_optional(after.seen.capacity_pct);
-        put(std::int64_t{after.seen.status});
+        put(next++, after.real_time_s);
+        put_optional(next++, after.seen.voltage_uv);
+        put_optional(next++, after.seen.current_ua);
+        put_optional(next++, after.seen.temperature_decic);
+        put_optional(next++, after.seen.capacity_pct);
+        put(next++, std::int64_t{after.seen.status});
     }
-    for (const double value : after.truth) put(value);
-    at_[-1] = '\n';
-    file_.write({row_.data(), static_cast<std::size_t>(at_ - row_.data())});
+    for (const double value : after.truth) put(next++, value);
+    file_.write(row_);
 }
 
 series_reader::series_reader(input_file file) : csv_(std::move(file)) {

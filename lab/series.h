@@ -20,7 +20,7 @@ namespace lab {
 constexpr std::array<std::string_view, 6> SAMPLE_COLUMNS = {"realtime_s", "voltage_now", "current_now",
                                                             "temp",       "capacity",    "status"};
 
-// Room for a 64-bit number, or the shortest text of a double, and a comma.
+// Room for a 64-bit number, or the shortest text of a double.
 constexpr std::size_t SERIES_CELL_SIZE = 32;
 
 // Writes the header and then a row per cycle. Whoever owns the file commits it.
@@ -34,23 +34,23 @@ class series_writer : public listener {
     bool wants_samples() const override { return with_samples_; }
 
   private:
-    // Most numbers are the same from row to row, so each column keeps the text of its last one.
-    struct kept_cell {
-        std::int64_t bits = 0;
-        std::uint8_t size = 0;  // 0: none yet
-        char text[SERIES_CELL_SIZE];
+    // What stands in the row.
+    struct shown_cell {
+        std::size_t begin = 0;
+        std::size_t size = 0;   // 0: no number
+        std::int64_t bits = 0;  // of the number
     };
 
     template <typename T>
-    void put(T value);
-    void put_optional(std::optional<std::int32_t> value);
+    void put(std::size_t index, T value);
+    void put_optional(std::size_t index, std::optional<std::int32_t> value);
+    void replace(std::size_t index, std::string_view text);
 
     output_file& file_;
     bool with_samples_;
-    std::vector<kept_cell> cells_;
-    std::vector<char> row_;
-    char* at_ = nullptr;  // in the row under way
-    std::size_t next_cell_ = 0;
+    // Most numbers are the same from row to row, so the row stays and only what changes is put into it.
+    std::string row_;
+    std::vector<shown_cell> cells_;
 };
 
 // Reads such a file. Columns are found by name; unknown ones are the phone's own if they follow the daemon's.

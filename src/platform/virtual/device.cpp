@@ -95,11 +95,11 @@ int device::open(const char* path, bool may_create) {
         }
         target.put("");
     }
-    const auto free_slot = std::find(descriptors_.begin(), descriptors_.end(), nullptr);
-    const auto descriptor = static_cast<int>(free_slot - descriptors_.begin());
-    if (free_slot == descriptors_.end()) descriptors_.push_back(nullptr);
-    descriptors_[static_cast<std::size_t>(descriptor)] = &target;
-    return descriptor;
+    std::size_t lowest_free = 0;
+    while (lowest_free < descriptors_.size() && descriptors_[lowest_free] != nullptr) ++lowest_free;
+    if (lowest_free == descriptors_.size()) descriptors_.push_back(nullptr);
+    descriptors_[lowest_free] = &target;
+    return static_cast<int>(lowest_free);
 }
 
 void device::close(int descriptor) {

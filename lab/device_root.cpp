@@ -1,9 +1,11 @@
 #include "lab/device_root.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 #include <string_view>
 #include <system_error>
+#include <unistd.h>
 #include <vector>
 
 #include "lab/error.h"
@@ -71,6 +73,15 @@ std::string properties_text(const device_image& image) {
     return text;
 }
 
+// What is missing of the directory will be made in the part of it that is there.
+void require_writable(fs::path path) {
+    std::error_code error;
+    while (!path.empty() && !fs::exists(path, error)) path = path.parent_path();
+    if (path.empty()) path = ".";
+    if (!fs::is_directory(path, error)) fail(path, std::make_error_code(std::errc::not_a_directory));
+    if (::access(path.c_str(), W_OK) != 0) fail(path, {errno, std::generic_category()});
+}
+
 void remove_vanished(const fs::path& root, std::string_view device_dir, const device_image& image) {
     for (const fs::path& path : files_in(host_path(root, device_dir))) {
         if (image.files.contains(std::string(device_dir) + path.filename().string())) continue;
@@ -85,18 +96,14 @@ void remove_vanished(const fs::path& root, std::string_view device_dir, const de
 device_image load_device_root(const std::string& directory) {
     const fs::path root(directory);
     device_image image;
-    std::error_code error;
-    const fs::file_status status = fs::status(root, error);
-    if (!fs::exists(status)) {
-        if (error && error != std::errc::no_such_file_or_directory) fail(root, error);
-        return image;
-    }
-    if (!fs::is_directory(status)) fail(root, std::make_error_code(std::errc::not_a_directory));
+    require_writable(root);
     for (const std::string_view device_dir : FILE_DIRS) {
+        require_writable(host_path(root, device_dir));
         for (const fs::path& path : files_in(host_path(root, device_dir)))
             image.files[std::string(device_dir) + path.filename().string()] = read_file(path.string());
     }
     const fs::path properties = root / PROPERTIES_FILE;
+    std::error_code error;
     if (fs::exists(fs::symlink_status(properties, error))) load_properties(properties.string(), image);
     return image;
 }

@@ -11,7 +11,7 @@
 namespace lab {
 
 // Reads the directory; what is missing of it is empty. Subdirectories are passed over. Throws input_error
-// that names what cannot be read.
+// that names what cannot be read, or could not be written afterwards: better before a long run than after it.
 device_image load_device_root(const std::string& directory);
 
 // Makes the directory hold `image`: missing directories are created, files that are gone are removed.

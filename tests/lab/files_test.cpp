@@ -68,16 +68,17 @@ TEST(DeviceRoot, TakesOverChangesAndRemovesWhatIsGone) {
     EXPECT_EQ(dir.get("properties"), "b=2\n");
 }
 
-TEST(DeviceRoot, NamesWhatCannotBeRead) {
+TEST(DeviceRoot, NamesWhatCannotBeReadOrHasNoPlace) {
     const test::temporary_directory dir;
     const std::string file = dir.put("file", "");
-    EXPECT_EQ(error_of([&] { lab::load_device_root(file); }), file + ": Not a directory");
+    for (const std::string& root : {file, file + "/", file + "/not/there"})
+        EXPECT_EQ(error_of([&] { lab::load_device_root(root); }), file + ": Not a directory");
     const std::string properties = dir.put("root/properties", "a=1\nnonsense\n");
     EXPECT_EQ(error_of([&] { lab::load_device_root(dir / "root"); }),
               properties + ":2:1: not a property (name=value): nonsense");
     dir.put("broken/data/vendor/vorn", "a file in place of the directory");
     EXPECT_EQ(error_of([&] { lab::load_device_root(dir / "broken"); }),
-              dir / "broken/data/vendor/vorn/: Not a directory");
+              dir / "broken/data/vendor/vorn: Not a directory");
     std::filesystem::create_directories(dir / "dangling/data/vendor/vorn");
     std::filesystem::create_symlink("nowhere", dir / "dangling/data/vendor/vorn/link");
     EXPECT_EQ(error_of([&] { lab::load_device_root(dir / "dangling"); }),

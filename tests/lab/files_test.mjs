@@ -1,0 +1,94 @@
+// What the lab does to files, shown by replays: it changes what it should, wholly or not at all.
+// node --test files_test.mjs, with VORN_LAB as the program.
+
+import assert from "node:assert/strict";
+import { spawnSync } from "node:child_process";
+import { chmodSync, existsSync, lstatSync, mkdirSync, readdirSync, statSync, symlinkSync } from "node:fs";
+import { test } from "node:test";
+import { at, get, lab, labMust, labRefuses, labWith, put } from "../support/lab.mjs";
+
+const TRACE = 'elapsed_s,boot,status\n0,1,Full\n10,1,"Not\ncharging"\n0,2,Full\n';
+const NVCFG = "mnt/vendor/nvcfg/vorn/";
+const DATA = "data/vendor/vorn/";
+
+test("a device root is made where there is none, and taken over where there is one", () => {
+  put("t.csv", TRACE);
+  labMust("replay", "t.csv", "--root", "a/b", "--events", "e");
+  assert.equal(get(`a/b/${NVCFG}last_datetime`).length, 8);
+  assert.match(get("a/b/properties"), /^persist\.vendor\.vorn\.toc=4450$/m);
+
+  put(`a/b/${NVCFG}toc_clients`, "\x02longer than what follows");
+  put(`a/b/${DATA}odd`, "\0\xff\n");
+  put(`a/b/${DATA}empty`, "");
+  put(`a/b/${DATA}sub/dir`, "not the device's");
+  put("a/b/other", "not the device's");
+  put("a/b/properties", "persist.x=a=b\n\npersist.y=\nvolatile=1"); // an empty line, no line end
+  labMust("replay", "t.csv", "--root", "a/b", "--events", "e");
+  const properties = get("a/b/properties").split("\n");
+  for (const line of ["persist.x=a=b", "persist.y=", "persist.vendor.vorn.toc=4350"]) assert.ok(properties.includes(line), line);
+  assert.ok(!properties.includes("volatile=1"));
+  assert.equal(get(`a/b/${NVCFG}toc_clients`), "\x02longer than what follows");
+  assert.equal(get(`a/b/${DATA}odd`), "\0\xff\n");
+  assert.equal(get(`a/b/${DATA}empty`), "");
+  assert.equal(get(`a/b/${DATA}sub/dir`), "not the device's");
+  assert.equal(get("a/b/other"), "not the device's");
+});
+
+test("what is gone from the device goes from its root, and all stays when one file cannot be written", () => {
+  put("t.csv", "elapsed_s,mock_n_day_threshold_sec\n0,\n10,<missing>\n");
+  put(`root/${DATA}mock_batt_stress_offset`, "5\n");
+  put(`root/${DATA}mock_n_day_threshold_sec`, "5\n");
+  labMust("replay", "t.csv", "--root", "root", "--events", "e");
+  assert.equal(get(`root/${DATA}mock_batt_stress_offset`), "5\n");
+  assert.equal(get(`root/${DATA}mock_n_day_threshold_sec`), "", "gone, and made again by the daemon");
+
+  put(`broken/${DATA}toc_clients`, "\x0b");
+  mkdirSync(at("broken/properties"));
+  assert.match(labRefuses("replay", "t.csv", "--root", "broken", "--events", "e"), /broken\/properties: Is a directory/);
+  assert.equal(get(`broken/${DATA}toc_clients`), "\x0b");
+  assert.ok(!existsSync(at("broken/mnt")));
+});
+
+test("a device root that cannot be read is named", () => {
+  put("t.csv", TRACE);
+  put("file", "");
+  put("root/properties", "a=1\nnonsense\n");
+  put("broken/data/vendor/vorn", "a file in place of the directory");
+  mkdirSync(at(`dangling/${DATA}`), { recursive: true });
+  symlinkSync("nowhere", at(`dangling/${DATA}link`));
+  for (const [root, message] of [["file", "file: Not a directory"], ["root", "root/properties:2:1: not a property (name=value): nonsense"],
+    ["broken", "broken/data/vendor/vorn/: Not a directory"], ["dangling", `dangling/${DATA}link: No such file or directory`]]) {
+    assert.equal(labRefuses("replay", "t.csv", "--root", root, "--events", "e"), `vorn-lab: ${message}\n`);
+  }
+});
+
+test("an output appears whole or not at all, through links too, with the mode that was there", () => {
+  put("t.csv", TRACE);
+  put("bad.csv", `${TRACE}soon,2,\n`);
+  put("target", "old");
+  chmodSync(at("target"), 0o640);
+  symlinkSync("target", at("link"));
+  const entries = readdirSync(at("."));
+  labRefuses("replay", "bad.csv", "--events", "link");
+  assert.equal(get("target"), "old");
+  labMust("replay", "t.csv", "--events", "link");
+  assert.match(get("target"), /^\{"boot":1/);
+  assert.ok(lstatSync(at("link")).isSymbolicLink());
+  assert.equal(statSync(at("target")).mode & 0o777, 0o640);
+  assert.deepEqual(readdirSync(at(".")), entries);
+  for (const [path, message] of [["no/such/dir", "No such file or directory"], [".", "Is a directory"], ["/dev/full", "No space left on device"]]) {
+    assert.equal(lab("replay", "t.csv", "--events", path).stderr, `vorn-lab: ${path}: ${message}\n`);
+  }
+});
+
+// The second boot reads the trace again from its own row on, which what only flows does not offer.
+test("input and output may be pipes", () => {
+  put("t.csv", TRACE);
+  const events = labMust("replay", "t.csv", "--events", "-");
+  assert.equal(labWith(TRACE, "replay", "-", "--events", "-").stdout, events);
+  const piped = spawnSync("sh", ["-c", 'mkfifo p; cat p & "$0" replay t.csv --events p; wait', process.env.VORN_LAB],
+    { cwd: at("."), encoding: "utf8", env: { ...process.env, TZ: "Europe/Berlin" } });
+  assert.equal(piped.stdout, events);
+  assert.equal(labRefuses("replay", "none", "--events", "-"), "vorn-lab: none: No such file or directory\n");
+  assert.equal(labRefuses("replay", ".", "--events", "-"), "vorn-lab: .: Is a directory\n");
+});

@@ -1,0 +1,148 @@
+// The replay command, as a user meets it: exit status, messages, files.
+// node --test replay_command_test.mjs, with VORN_LAB as the program.
+
+import assert from "node:assert/strict";
+import { readdirSync } from "node:fs";
+import { test } from "node:test";
+import { at, get, lab, labMust, labRefuses, put } from "../support/lab.mjs";
+
+const TRACE = "elapsed_s,boot,colour\n0,1,red\n10,1,red\n0,2,red\n";
+const WARNING = "vorn-lab: t.csv: warning: unknown column is ignored: colour\n";
+
+test("writes events, series and root", () => {
+  put("t.csv", TRACE);
+  put("root/properties", "persist.mine=kept\nvolatile=gone\n");
+  const done = lab(..."replay t.csv --root root --events e.jsonl --series s.csv --set capacity=50".split(" "));
+  assert.deepEqual([done.status, done.stdout, done.stderr], [0, "", WARNING]);
+  const first = '{"boot":1,"elapsed":0,"event":"log","priority":4,"tag":"vorn","text":"--- vorn attempting to migrate persistent files \\n"}\n';
+  assert.ok(get("e.jsonl").startsWith(first));
+  assert.ok(get("e.jsonl").includes('{"boot":2,"elapsed":0,"event":"write",'));
+  assert.match(get("s.csv"), /^boot,elapsed_s,toc_mv,[^]*\n1,10,4450,[^]*\n2,0,4450,/);
+  assert.match(get("root/properties"), /^persist\.mine=kept\n[^]*persist\.vendor\.vorn\.toc=4450\n/);
+  assert.ok(!get("root/properties").includes("volatile"));
+  assert.equal(get("root/mnt/vendor/nvcfg/vorn/last_datetime").length, 8);
+  assert.equal(get("root/data/vendor/vorn/mock_n_day_threshold_sec"), "", "the daemon's open made it");
+  // Another run takes over from there.
+  const again = labMust("replay", "t.csv", "--root", "root", "--events", "-");
+  assert.ok(again.startsWith("{") && !again.includes("No saved datetime"));
+});
+
+test("shows a log and the end without an event file", () => {
+  const row = (t, temp) => `${t},4000000,${temp},-300000,50,50,Discharging,ATL\n`;
+  const rows = [row(0, 250), ...[10, 20, 30, 40, 50].map((t) => row(t, "")), row(60, 250)];
+  put("t.csv", `elapsed_s,voltage_now,temp,current_now,capacity,gm30_ui_soc,status,cell_vendor_name\n${rows.join("")}`);
+  const log = labMust("replay", "t.csv", "--set", "charge_counter=3750000", "--set", "cycle_count=12", "--set", "vbus=0",
+    "--set", "thermal_zone6_temp=25000");
+  assert.ok(log.startsWith("boot 1, 2026-01-01 01:00:00\n       0:00:00  info    attempting to migrate"));
+  for (const line of ["\n       0:00:10  error   file read error /sys/class/power_supply/battery/temp\n",
+    "\n       0:01:00          4 times more, until 0:00:50: error   file read error /sys/class/power_supply/battery/temp\n",
+    "\n       0:00:00  set     persist.vendor.vorn.toc = 4450\n", "7 cycles in 1 boot over 1 min 0 s",
+    "\n  persist.vendor.vorn.disable_charging.enabled = 0\n"]) {
+    assert.ok(log.includes(line), line);
+  }
+  // The series does not disturb the log, unless it takes its place.
+  assert.match(labMust("replay", "t.csv", "--series", "s.csv"), /^boot 1, /);
+  assert.match(labMust("replay", "t.csv", "--series", "-", "--samples"), /^boot,elapsed_s,[^]*,1767225600,4000000,-300000,250,50,2\n/);
+  // A trace without rows runs nothing.
+  put("t.csv", "elapsed_s\n");
+  labMust(..."replay t.csv --root root --events e.jsonl --series s.csv".split(" "));
+  assert.equal(get("e.jsonl"), "");
+  assert.match(get("s.csv"), /^boot,[^\n]*,soc_off\n$/);
+});
+
+test("keeps the wall clock where the trace does not say", () => {
+  const said = [
+    [60, 1, "", 1767225600], // first of all: the default, not 60 s more
+    [90, 1, "", 1767225630], // 30 s later
+    [100, 1, 2000000000, 2000000000],
+    [95, 1, "", 1999999995], // back by 5 s
+    [40, 2, "", 2000000035], // new boot: the row's elapsed on top
+    [50, 2, "", 2000000045],
+    [7, 3, 5, 5],
+  ];
+  put("t.csv", `elapsed_s,boot,realtime_s\n${said.map((row) => `${row.slice(0, 3)}\n`).join("")}`);
+  const [header, ...rows] = labMust("replay", "t.csv", "--series", "-", "--samples").trimEnd().split("\n").map((line) => line.split(","));
+  const clock = header.indexOf("realtime_s");
+  assert.deepEqual(rows.map((row) => [row[1], row[0], row[clock]].map(Number)), said.map(([elapsed, boot, , now]) => [elapsed, boot, now]));
+});
+
+test("sets nodes and mock files from their cells, and lets calls fail in their row", () => {
+  const MOCK = "data/vendor/vorn/mock_n_day_threshold_sec";
+  const cells = [["250", "<missing>", ""], ["", "60", ""], ["<empty>", "", ""], ["<error>", "<error>", ""], ["<missing>", "<empty>", ""],
+    ["250", "", "read:/sys/class/power_supply/battery/temp"], ["250", "", "open:/sys/class/power_supply/battery/temp"], ["250", "", ""]];
+  const mockAfter = ["", "60\n", "60\n", "60\n", "", "", "", ""]; // the daemon's open makes it where it is missing
+  for (let count = 1; count <= cells.length; ++count) {
+    put(`root${count}/${MOCK}`, "before");
+    put("t.csv", `elapsed_s,temp,mock_n_day_threshold_sec,faults\n${cells.slice(0, count).map((row, i) => `${i * 10},${row}\n`).join("")}`);
+    labMust("replay", "t.csv", "--root", `root${count}`, "--events", "e.jsonl");
+    assert.equal(get(`root${count}/${MOCK}`), mockAfter[count - 1]);
+  }
+  const events = get("e.jsonl").trimEnd().split("\n").map((line) => JSON.parse(line));
+  const unread = (node) => [...new Set(events.filter(({ text }) => text?.includes(`file read error ${node}`)).map(({ elapsed }) => elapsed))];
+  // Empty, it reads as a number; <missing> is a word for mock files, and a text of a node.
+  assert.deepEqual(unread("/sys/class/power_supply/battery/temp"), [10, 30, 50, 60]);
+  assert.deepEqual(unread("/sys/class/power_supply/battery/status"), [0, 10, 20, 30, 40, 50, 60, 70], "no column, no node");
+});
+
+test("refuses bad input in one line that says what and where, and touches no file", () => {
+  put("t.csv", TRACE);
+  put("bad.csv", `${TRACE}soon,2,red\n`);
+  put("e.jsonl", "old");
+  put("file", "");
+  const entries = readdirSync(at("."));
+  for (const [words, message] of [
+    ["replay bad.csv --events e.jsonl --series s.csv --root root", "bad.csv:5:1: elapsed_s is not a whole number: soon"],
+    ["replay none.csv --events e.jsonl", "none.csv: No such file or directory"],
+    ["replay t.csv --root file --events e.jsonl", "file: Not a directory"],
+    ["replay t.csv --events no/e.jsonl", "no/e.jsonl: No such file or directory"],
+    ["replay t.csv --series e.jsonl --events e.jsonl", "--events and --series: the same file: e.jsonl"],
+    ["replay t.csv --report ./t.csv", "TRACE and --report: the same file: t.csv"],
+    ["replay t.csv --set boot=1", "--set: the trace has its own column boot"],
+    ["replay t.csv --set boot", "--set: not COLUMN=TEXT: boot"],
+    ["replay t.csv --set status=a --set status=b", "--set: given twice: status"],
+    ["replay t.csv --colour", "The following argument was not expected: --colour (see vorn-lab replay --help)"],
+    ["replay", "TRACE is required (see vorn-lab replay --help)"],
+    ["", "a command is missing (see vorn-lab --help)"],
+    ["repaly t.csv", "no such command: repaly (see vorn-lab --help)"],
+    ["state shwo", "no such command: shwo (see vorn-lab state --help)"],
+  ]) {
+    const { status, stdout, stderr } = lab(...words.split(" ").filter(Boolean));
+    assert.deepEqual([status, stdout], [2, ""], words);
+    assert.equal(stderr.replace(/^vorn-lab: \w+\.csv: warning: [^\n]*\n/, ""), `vorn-lab: ${message}\n`);
+    assert.equal(get("e.jsonl"), "old");
+    assert.deepEqual(readdirSync(at(".")), entries);
+  }
+  assert.match(labMust("--version"), /^vorn-lab 1\./);
+});
+
+test("says where a trace is wrong", () => {
+  for (const [csv, message, ...set] of [
+    ["", "t.csv:1:1: no header row"],
+    ["voltage_now\n", "t.csv:1:1: no column elapsed_s in the header row"],
+    ["elapsed_s,temp,temp\n", "t.csv:1:16: column given twice: temp"],
+    ["elapsed_s,temp\n0,250\n10\n", "t.csv:3:3: the row has 1 fields, the header 2"],
+    ["elapsed_s,temp\n0,250\n10,251,252\n", "t.csv:3:8: the row has 3 fields, the header 2"],
+    ["elapsed_s,boot\n0,1\n1O,1\n", "t.csv:3:1: elapsed_s is not a whole number: 1O"],
+    ["elapsed_s\n 5\n", "t.csv:2:1: elapsed_s is not a whole number:  5"],
+    ["elapsed_s\n5.0\n", "t.csv:2:1: elapsed_s is not a whole number: 5.0"],
+    ["elapsed_s,boot\n,1\n", "t.csv:2:1: elapsed_s is empty"],
+    ['status,elapsed_s\n"a,\nb",9223372036854775808\n', "t.csv:3:4: elapsed_s is not a whole number: 9223372036854775808"],
+    ["elapsed_s,realtime_s\n0,noon\n", "t.csv:2:3: realtime_s is not a whole number: noon"],
+    ["elapsed_s,boot\n0,first\n", "t.csv:2:3: boot is not a whole number: first"],
+    ["status,elapsed_s\nvoll \xc3\xbc,x\n", "t.csv:2:8: elapsed_s is not a whole number: x"], // characters, not bytes
+    ['elapsed_s,status\n0,Fu"ll\n', "t.csv:2:5: a quote out of place"],
+    ['elapsed_s,status\n0,"Full"x\n', "t.csv:2:9: a quote out of place"],
+    ['\xef\xbb\xbfelapsed_s,status\r\n\r\n0,"Not\ncharging"\n\n\n10, "\r\n', "t.csv:7:5: a quote out of place"],
+    ['elapsed_s,status\n0,"a ""quoted"" word\n10,\n', "t.csv:2:3: a quote that never closes"],
+    ["elapsed_s,status\n0,Full\r10,Full\n", "t.csv:2:7: a carriage return outside quotes"],
+    ["elapsed_s,faults\n0,open:/a;close:/a\n",
+      "t.csv:2:3: not a fault (open, read or write and a path, property_set and a name): close:/a"],
+    ["elapsed_s,faults\n0,write:\n", "t.csv:2:3: a fault without a target: write:"],
+    ["elapsed_s,faults\n0,read:toc_clients\n", "t.csv:2:3: not an absolute path: toc_clients"],
+    ["elapsed_s\n", "--set: unknown column: colour", "--set", "colour=red"],
+    ["elapsed_s\n0\n", "--set: boot is not a whole number: one", "--set", "boot=one"],
+  ]) {
+    put("t.csv", csv);
+    assert.equal(labRefuses("replay", "t.csv", "--events", "e.jsonl", ...set), `vorn-lab: ${message}\n`);
+  }
+});

@@ -217,17 +217,4 @@ TEST(Gauge, ShowsQuantisedNoisyReadingsAroundTheTruth) {
     EXPECT_NEAR(liar.look(around).capacity_pct, read.capacity_pct + 30, 1);
 }
 
-TEST(Phone, RepeatsItselfForASeed) {
-    const auto end_of = [](std::uint64_t seed) {
-        model phone(with_soc(60), 23, seed);
-        surroundings around;
-        around.burst_w = 3;
-        around.burst_pct = 30;
-        run(phone, 7200, around, {});
-        return phone.state().cell.soc;
-    };
-    EXPECT_EQ(end_of(5), end_of(5));
-    EXPECT_NE(end_of(5), end_of(6));
-}
-
 }  // namespace lab::phone

@@ -16,7 +16,11 @@ namespace {
 
 using testing::HasSubstr;
 
-constexpr char PHASE[] = "[[phase]]\nfor = \"1 d\"\n";
+const std::string PHASE = "[[phase]]\nfor = \"1 d\"\n";
+const std::string HOUR = "[[phase]]\nfor = \"1 h\"\n";
+const std::string EVENT = PHASE + "[[event]]\n";
+const std::string EXPECTATION = PHASE + "[[expect]]\n";
+const std::string FILES = PHASE + "[files]\n";
 
 std::string mistake_in(const std::string& text, const std::vector<std::string>& overrides = {}) {
     try {
@@ -46,41 +50,38 @@ TEST(ScenarioReader, SaysWhereAMistakeIsAndWhatWasMeant) {
         {"time_zone = \"../../etc/passwd\"\n", "no time zone"},
         {"start = \"monday\"\n", "x.toml:1:9: start must be a date and time"},
         {"[[phase]]\nfor = \"3 dys\"\n", "x.toml:2:7: for must be a duration such as"},
-        {"[[phase]]\nfor = \"1 h\"\nuntil = 2027-01-01T00:00:00\n", "needs either for or until"},
+        {HOUR + "until = 2027-01-01T00:00:00\n", "needs either for or until"},
         {"[[phase]]\nfor = 0\n", "ends before it begins"},
         {"[[phase]]\nfor = \"500 years\"\n", "more than a hundred years"},
-        {"[[phase]]\nfor = \"1 h\"\ncharger = \"wal\"\n", "did you mean wall?"},
-        {"[[phase]]\nfor = \"1 h\"\ndaily = [{ at = \"25:00\" }]\n", "at must be a time of day"},
-        {"[[phase]]\nfor = \"1 h\"\ndaily = [{ at = \"07:00\", days = \"mon,tus\" }]\n", "did you mean tue?"},
-        {"[[phase]]\nfor = \"1 h\"\nwake_every = 10\nwake_for = 20\n", "wake_for must be shorter"},
+        {HOUR + "charger = \"wal\"\n", "did you mean wall?"},
+        {HOUR + "daily = [{ at = \"25:00\" }]\n", "at must be a time of day"},
+        {HOUR + "daily = [{ at = \"07:00\", days = \"mon,tus\" }]\n", "did you mean tue?"},
+        {HOUR + "wake_every = 10\nwake_for = 20\n", "wake_for must be shorter"},
         {"[phase]\nfor = \"1 h\"\n", "phase must be a list of tables: [[phase]]"},
-        {std::string(PHASE) + "[[event]]\ndo = \"unplugg\"\nat = 0\n", "did you mean unplug?"},
-        {std::string(PHASE) + "[[event]]\ndo = \"unplug\"\n", "x.toml:3:1: [[event]]: needs at"},
-        {std::string(PHASE) + "[[event]]\ndo = \"unplug\"\nat = 0\nohm = 3\n", "knows no ohm"},
-        {std::string(PHASE) + "[[event]]\ndo = \"node\"\nat = 0\nnode = \"voltage\"\ntext = \"1\"\n",
-         "did you mean voltage_now?"},
-        {std::string(PHASE) + "[[event]]\ndo = \"fail\"\nat = 0\ncall = \"write\"\ntarget = \"batt_stres\"\n",
+        {EVENT + "do = \"unplugg\"\nat = 0\n", "did you mean unplug?"},
+        {EVENT + "do = \"unplug\"\n", "x.toml:3:1: [[event]]: needs at"},
+        {EVENT + "do = \"unplug\"\nat = 0\nohm = 3\n", "knows no ohm"},
+        {EVENT + "do = \"node\"\nat = 0\nnode = \"voltage\"\ntext = \"1\"\n", "did you mean voltage_now?"},
+        {EVENT + "do = \"fail\"\nat = 0\ncall = \"write\"\ntarget = \"batt_stres\"\n",
          "did you mean batt_stress?"},
-        {std::string(PHASE) + "[[event]]\ndo = \"unplug\"\nat = 0\nfor = 60\nevery = 60\n",
-         "for must be shorter than every"},
-        {std::string(PHASE) + "[[event]]\ndo = \"unplug\"\nat = \"1 d\"\n",
+        {EVENT + "do = \"unplug\"\nat = 0\nfor = 60\nevery = 60\n", "for must be shorter than every"},
+        {EVENT + "do = \"unplug\"\nat = \"1 d\"\n",
          "x.toml:5:6: at comes when the scenario is over: it lasts 1 d 0 h"},
-        {std::string(PHASE) + "[[expect]]\nproperty = \"a\"\nis = 1\nat = \"25 h\"\n",
+        {EXPECTATION + "property = \"a\"\nis = 1\nat = \"25 h\"\n",
          "x.toml:6:6: at comes when the scenario is over"},
-        {std::string(PHASE) + "[[expect]]\nlog = \"a\"\nsince = \"1 d\"\n",
-         "since comes when the scenario is"},
-        {std::string(PHASE) + "[[expect]]\nlog = \"a\"\nsince = 20\nat = 10\n", "since is later than at"},
-        {std::string(PHASE) + "[[expect]]\nproperty = \"a\"\nlog = \"b\"\n", "needs exactly one of"},
-        {std::string(PHASE) + "[[expect]]\nproperty = \"a\"\n", "needs is, min or max"},
-        {std::string(PHASE) + "[[expect]]\nfile = \"toc_clients\"\nfield = \"stepp\"\nis = 1\n",
+        {EXPECTATION + "log = \"a\"\nsince = \"1 d\"\n", "since comes when the scenario is"},
+        {EXPECTATION + "log = \"a\"\nsince = 20\nat = 10\n", "since is later than at"},
+        {EXPECTATION + "property = \"a\"\nlog = \"b\"\n", "needs exactly one of"},
+        {EXPECTATION + "property = \"a\"\n", "needs is, min or max"},
+        {EXPECTATION + "file = \"toc_clients\"\nfield = \"stepp\"\nis = 1\n",
          "toc_clients has no field stepp"},
-        {std::string(PHASE) + "[[expect]]\ncell = \"true_soc\"\nmin = 1\n", "did you mean true_soc_pct?"},
-        {std::string(PHASE) + "[[expect]]\nrecord = \"stres_evaluated\"\n", "did you mean stress_evaluated?"},
-        {std::string(PHASE) + "[[expect]]\nlog = \"x\"\nis = 1\n", "is counted"},
-        {std::string(PHASE) + "[files]\ntoc_client = \"02\"\n", "did you mean toc_clients?"},
-        {std::string(PHASE) + "[files]\ntoc_clients = \"0g\"\n", "not hexadecimal"},
-        {std::string(PHASE) + "[files]\ntoc_clients = { step = 300 }\n", "has no field step that can be 300"},
-        {std::string(PHASE) + "[files]\ntoc_clients = 2\n", "toc_clients must be"},
+        {EXPECTATION + "cell = \"true_soc\"\nmin = 1\n", "did you mean true_soc_pct?"},
+        {EXPECTATION + "record = \"stres_evaluated\"\n", "did you mean stress_evaluated?"},
+        {EXPECTATION + "log = \"x\"\nis = 1\n", "is counted"},
+        {FILES + "toc_client = \"02\"\n", "did you mean toc_clients?"},
+        {FILES + "toc_clients = \"0g\"\n", "not hexadecimal"},
+        {FILES + "toc_clients = { step = 300 }\n", "has no field step that can be 300"},
+        {FILES + "toc_clients = 2\n", "toc_clients must be"},
     };
     for (const auto& each : mistakes)
         EXPECT_THAT(mistake_in(each.text), HasSubstr(each.message)) << each.text;
@@ -151,7 +152,7 @@ TEST(Timeline, FollowsDailyPatternsOverAClockChange) {
 }
 
 TEST(Timeline, KnowsWhenEventsBeginAndEnd) {
-    const scenario read = parse_scenario(std::string(PHASE) +
+    const scenario read = parse_scenario(PHASE +
                                              "[[event]]\ndo = \"unplug\"\nat = 100\nfor = 10\nevery = 50\n"
                                              "[[event]]\ndo = \"restart\"\nat = 120\n"
                                              "[[event]]\ndo = \"clock_lost\"\nat = 130\n",

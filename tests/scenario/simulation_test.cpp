@@ -45,6 +45,23 @@ double truth_of(const cycle& at, truth_column which) {
 constexpr char TROUBLES[] = R"(
 start = 2026-03-28T20:00:00
 time_zone = "Europe/Berlin"
+event = [
+    { do = "mock", file = "mock_n_day_threshold_sec", text = "600", at = "8 h", for = "2 h" },
+    { do = "mock", file = "mock_batt_stress_offset", text = "12345", at = "1 h" },
+    { do = "restart", at = "9 h" },
+    { do = "power_cut", at = "10 h 5 s", for = "3 min" },
+    { do = "clock_lost", at = "10 h", for = "1 h 10 min" },
+    { do = "reboot", at = "13 h" },
+    { do = "node", node = "temp", reads = "error", at = "14 h", for = "5 min" },
+    { do = "node", node = "status", text = "Full, or \"so\"", at = "14 h 2 min", for = "5 min" },
+    { do = "node", node = "capacity", reads = "empty", at = "14 h 4 min", for = "5 min" },
+    { do = "node", node = "voltage_now", reads = "missing", at = "13 h 0 min 40 s", for = "2 min" },
+    { do = "fail", call = "write", target = "batt_stress", at = "15 h", for = "2 h" },
+    { do = "fail", call = "open", target = "last_datetime", at = "15 h", for = "2 h" },
+    { do = "fail", call = "property_set", target = "persist.vendor.vorn.disable_charging.enabled", at = "12 h 59 min", for = "10 min" },
+    { do = "heater", watt = 25, at = "6 h", for = "5 min" },
+    { do = "unplug", at = "17 h", for = "5 min" },
+]
 [cell]
 soc_pct = 4
 [phone]
@@ -58,82 +75,6 @@ load_mw = 2500
 for = "20 h"
 charger = "wall"
 screen = "off"
-[[event]]
-do = "mock"
-file = "mock_n_day_threshold_sec"
-text = "600"
-at = "8 h"
-for = "2 h"
-[[event]]
-do = "mock"
-file = "mock_batt_stress_offset"
-text = "12345"
-at = "1 h"
-[[event]]
-do = "restart"
-at = "9 h"
-[[event]]
-do = "power_cut"
-at = "10 h 5 s"
-for = "3 min"
-[[event]]
-do = "clock_lost"
-at = "10 h"
-for = "1 h 10 min"
-[[event]]
-do = "reboot"
-at = "13 h"
-[[event]]
-do = "node"
-node = "temp"
-reads = "error"
-at = "14 h"
-for = "5 min"
-[[event]]
-do = "node"
-node = "status"
-text = "Full, or \"so\""
-at = "14 h 2 min"
-for = "5 min"
-[[event]]
-do = "node"
-node = "capacity"
-reads = "empty"
-at = "14 h 4 min"
-for = "5 min"
-[[event]]
-do = "node"
-node = "voltage_now"
-reads = "missing"
-at = "13 h 0 min 40 s"
-for = "2 min"
-[[event]]
-do = "fail"
-call = "write"
-target = "batt_stress"
-at = "15 h"
-for = "2 h"
-[[event]]
-do = "fail"
-call = "open"
-target = "last_datetime"
-at = "15 h"
-for = "2 h"
-[[event]]
-do = "fail"
-call = "property_set"
-target = "persist.vendor.vorn.disable_charging.enabled"
-at = "12 h 59 min"
-for = "10 min"
-[[event]]
-do = "heater"
-watt = 25
-at = "6 h"
-for = "5 min"
-[[event]]
-do = "unplug"
-at = "17 h"
-for = "5 min"
 )";
 
 }  // namespace
@@ -174,6 +115,7 @@ TEST(Simulation, RepeatsItselfForASeedAndDiffersForAnother) {
     const std::string text = "[[phase]]\nfor = \"3 h\"\nburst_mw = 3000\nburst_pct = 20\n";
     EXPECT_EQ(run(text).events, run(text).events);
     EXPECT_NE(run("seed = 1\n" + text).events, run("seed = 2\n" + text).events);
+    EXPECT_THROW(run("[cell]\nsoc_pct = -1\n[[phase]]\nfor = \"4 h\"\n"), std::exception) << "it never boots";
 }
 
 TEST(Simulation, RunsNoCyclesWhileThePhoneSleeps) {
@@ -201,31 +143,6 @@ TEST(Simulation, RunsNoCyclesWhileThePhoneSleeps) {
     }
     EXPECT_GE(asleep, 5 * 3);  // five times awake, and when the charger came and went
     EXPECT_LE(asleep, 7 * 4);
-}
-
-TEST(Simulation, SwitchesOffEmptyAndBootsOnACharger) {
-    const witness seen =
-        run("[cell]\nsoc_pct = 4\n[[phase]]\nfor = \"4 h\"\nload_mw = 2500\n[[phase]]\nfor = \"4 h\"\n"
-            "charger = \"wall\"\n");
-    std::size_t second = 0;
-    while (second < seen.cycles.size() && seen.cycles[second].boot == 1) ++second;
-    ASSERT_LT(second, seen.cycles.size());
-    ASSERT_GT(second, 10U);
-    EXPECT_LT(truth_of(seen.cycles[second - 1], truth_column::true_mv), 3450);
-    EXPECT_GT(truth_of(seen.cycles[second], truth_column::sim_s), 4 * 3600);
-    EXPECT_LT(truth_of(seen.cycles[second], truth_column::sim_s), 5 * 3600);
-    EXPECT_EQ(seen.cycles[second].elapsed_s, 0);
-    EXPECT_EQ(seen.cycles[second].boot, 2);
-
-    EXPECT_THROW(run("[cell]\nsoc_pct = -1\n[[phase]]\nfor = \"4 h\"\n"), std::exception);
-}
-
-TEST(Simulation, ChargerCanBeMadeToIgnoreTheDaemon) {
-    const std::string text =
-        "[files]\ntoc_clients = { step = 9 }\n[cell]\nsoc_pct = 90\n[[phase]]\nfor = \"5 h\"\n"
-        "charger = \"wall\"\nscreen = \"off\"\nload_mw = 100\n";
-    EXPECT_LT(truth_of(run(text).cycles.back(), truth_column::true_mv), 4330);
-    EXPECT_GT(truth_of(run(text + "[charger]\nobeys = false\n").cycles.back(), truth_column::true_mv), 4390);
 }
 
 TEST(Expectations, SayWhatWasExpectedAndFound) {

@@ -6,8 +6,10 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <iterator>
 #include <optional>
 #include <string_view>
+#include <utility>
 
 #include "core/sensor_inputs.h"
 #include "once.h"
@@ -18,27 +20,17 @@ namespace {
 
 constexpr std::size_t SEEN_CHARACTERS = 15;
 
-enum node {
-    VOLTAGE,
-    TEMPERATURE,
-    CAPACITY,
-    UI_SOC,
-    THERMAL_ZONE,
-    CURRENT,
-    STATUS,
-    MOCK_THRESHOLD,
-    VENDOR,
-    NODES
-};
-constexpr std::array<const char*, NODES> PATHS = {"/sys/class/power_supply/battery/voltage_now",
-                                                  "/sys/class/power_supply/battery/temp",
-                                                  "/sys/class/power_supply/battery/capacity",
-                                                  "/sys/class/power_supply/battery/device/gm30_ui_soc",
-                                                  "/sys/class/thermal/thermal_zone6/temp",
-                                                  "/sys/class/power_supply/battery/current_now",
-                                                  "/sys/class/power_supply/battery/status",
-                                                  "/data/vendor/vorn/mock_n_day_threshold_sec",
-                                                  "/sys/class/power_supply/battery/device/cell_vendor_name"};
+// The nodes that hold a number, and where it goes.
+constexpr std::pair<const char*, std::int32_t sensor_sample::*> NUMBERS[] = {
+    {"/sys/class/power_supply/battery/voltage_now", &sensor_sample::voltage_uv},
+    {"/sys/class/power_supply/battery/temp", &sensor_sample::temperature_decic},
+    {"/sys/class/power_supply/battery/capacity", &sensor_sample::capacity_pct},
+    {"/sys/class/power_supply/battery/device/gm30_ui_soc", &sensor_sample::ui_soc},
+    {"/sys/class/thermal/thermal_zone6/temp", &sensor_sample::thermal_zone},
+    {"/sys/class/power_supply/battery/current_now", &sensor_sample::current_ua}};
+constexpr char STATUS[] = "/sys/class/power_supply/battery/status";
+constexpr char MOCK_THRESHOLD[] = "/data/vendor/vorn/mock_n_day_threshold_sec";
+constexpr char VENDOR[] = "/sys/class/power_supply/battery/device/cell_vendor_name";
 
 using text = std::optional<std::string_view>;  // empty: cannot be read
 
@@ -83,34 +75,35 @@ std::string_view vendor_of(const text& node) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     auto& device = fuzz::new_device();
     std::string_view rest(reinterpret_cast<const char*>(data), size);
-    std::array<text, NODES> nodes;
-    for (std::size_t i = 0; i < NODES; ++i) {
+    const auto next_node = [&](const char* path) -> text {
         const std::string_view piece = fuzz::next_piece(rest, '\x1e');
-        if (piece == "?" && i != MOCK_THRESHOLD) continue;  // a missing mock file is made, and reads as empty
-        auto& file = device.at(PATHS[i]);
+        if (piece == "?" && path != MOCK_THRESHOLD)
+            return {};  // a missing mock file is made, and reads as empty
+        auto& file = device.at(path);
         file.put(piece);
-        if (piece == "!") device.set_fault(file, &virtual_device::file::read_fails);
-        if (piece != "!") nodes[i] = piece;
-    }
+        if (piece != "!") return piece;
+        device.set_fault(file, &virtual_device::file::read_fails);
+        return {};
+    };
+    std::array<text, std::size(NUMBERS)> numbers;
+    for (std::size_t i = 0; i < numbers.size(); ++i) numbers[i] = next_node(NUMBERS[i].first);
+    const text status_text = next_node(STATUS);
+    const std::int32_t mock = number_or_invalid(next_node(MOCK_THRESHOLD));
+    const text vendor = next_node(VENDOR);
 
     sensor_inputs_init();
     std::int32_t status = STATUS_UNKNOWN;
     for (int cycle = 0; cycle < 2; ++cycle) {
         const sensor_sample sample = read_sensors();
-        status = status_of(nodes[STATUS], status);
-        const std::int32_t mock = number_or_invalid(nodes[MOCK_THRESHOLD]);
-        fuzz::expect(sample.voltage_uv == number_or_invalid(nodes[VOLTAGE]), "voltage");
-        fuzz::expect(sample.temperature_decic == number_or_invalid(nodes[TEMPERATURE]), "temperature");
-        fuzz::expect(sample.capacity_pct == number_or_invalid(nodes[CAPACITY]), "capacity");
-        fuzz::expect(sample.ui_soc == number_or_invalid(nodes[UI_SOC]), "displayed charge");
-        fuzz::expect(sample.thermal_zone == number_or_invalid(nodes[THERMAL_ZONE]), "thermal zone");
-        fuzz::expect(sample.current_ua == number_or_invalid(nodes[CURRENT]), "current");
-        fuzz::expect(sample.mock_n_day_threshold_s == (mock == INVALID_VALUE ? 0 : mock), "mock threshold");
-        fuzz::expect(sample.status == status, "status");
+        status = status_of(status_text, status);
+        for (std::size_t i = 0; i < numbers.size(); ++i)
+            fuzz::expect(sample.*NUMBERS[i].second == number_or_invalid(numbers[i]), NUMBERS[i].first);
+        fuzz::expect(sample.mock_n_day_threshold_s == (mock == INVALID_VALUE ? 0 : mock), MOCK_THRESHOLD);
+        fuzz::expect(sample.status == status, STATUS);
     }
     char name[NODE_TEXT_SIZE];
     read_cell_vendor(name);
-    fuzz::expect(vendor_of(nodes[VENDOR]) == name, "cell vendor");
+    fuzz::expect(vendor_of(vendor) == name, VENDOR);
     fuzz::expect(device.open_count() == 0, "descriptors");
     return 0;
 }

@@ -3,46 +3,40 @@
 // Input: entries, each an index into the names below, a length and that many bytes. The last byte left over
 // chooses the wall clock.
 
-#include <array>
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "core/daemon.h"
+#include "core/sys_properties.h"
 #include "once.h"
 #include "tests/fault/road.h"
 
 namespace {
 
-constexpr std::array<std::string_view, 24> NAMES = {"/mnt/vendor/nvcfg/vorn/batt_stress",
-                                                    "/mnt/vendor/nvcfg/vorn/last_datetime",
-                                                    "/mnt/vendor/nvcfg/vorn/charge_failures",
-                                                    "/mnt/vendor/nvcfg/vorn/dyn_soc_params",
-                                                    "/mnt/vendor/nvcfg/vorn/toc_clients",
-                                                    "/mnt/vendor/nvcfg/vorn/last_battvolt",
-                                                    "/mnt/vendor/nvcfg/vorn/batt_precharge_timer",
-                                                    "/mnt/vendor/nvcfg/vorn/batt_precharge_counter",
-                                                    "/data/vendor/vorn/batt_stress",
-                                                    "/data/vendor/vorn/last_datetime",
-                                                    "/data/vendor/vorn/charge_failures",
-                                                    "/data/vendor/vorn/dyn_soc_params",
-                                                    "/data/vendor/vorn/toc_clients",
-                                                    "/data/vendor/vorn/last_battvolt",
-                                                    "/data/vendor/vorn/batt_precharge_timer",
-                                                    "/data/vendor/vorn/batt_precharge_counter",
-                                                    "/data/vendor/vorn/batt_precharge_uboottimer",
-                                                    "/data/vendor/vorn/batt_precharge_ubootflag",
-                                                    "/data/vendor/vorn/mock_batt_stress_offset",
-                                                    "/data/vendor/vorn/mock_n_day_threshold_sec",
-                                                    "persist.vendor.vorn.toc",
-                                                    "persist.vendor.vorn.batt_stress",
-                                                    "persist.vendor.vorn.precharge_disable_charging.enabled",
-                                                    "persist.vendor.vorn.disable_charging.enabled"};
+const std::vector<std::string>& names() {
+    static const std::vector<std::string> all = [] {
+        std::vector<std::string> made;
+        for (const std::string_view dir : {virtual_device::NVCFG_DIR, virtual_device::DATA_DIR}) {
+            for (const char* file :
+                 {"batt_stress", "last_datetime", "charge_failures", "dyn_soc_params", "toc_clients",
+                  "last_battvolt", "batt_precharge_timer", "batt_precharge_counter"})
+                made.push_back(std::string(dir) + file);
+        }
+        for (const char* file : {"batt_precharge_uboottimer", "batt_precharge_ubootflag",
+                                 "mock_batt_stress_offset", "mock_n_day_threshold_sec"})
+            made.push_back(std::string(virtual_device::DATA_DIR) + file);
+        made.insert(made.end(), {TOC_PROPERTY, STRESS_PROPERTY, PRECHARGE_PROPERTY, DISABLE_PROPERTY});
+        return made;
+    }();
+    return all;
+}
 
 // Fills the device; what is left over.
 std::string_view place(virtual_device::device& device, std::string_view input) {
     while (input.size() > 2) {
-        const std::string_view name = NAMES[static_cast<unsigned char>(input[0]) % NAMES.size()];
+        const std::string& name = names()[static_cast<unsigned char>(input[0]) % names().size()];
         const std::size_t wanted =
             static_cast<unsigned char>(input[1]) * 2U;  // a stress table is 396 bytes long
         const std::string_view bytes = input.substr(2, wanted);
@@ -50,7 +44,7 @@ std::string_view place(virtual_device::device& device, std::string_view input) {
         if (name.starts_with('/')) {
             device.at(name).put(bytes);
         } else {
-            device.properties[std::string(name)] = bytes.substr(0, bytes.find('\0'));
+            device.properties[name] = bytes.substr(0, bytes.find('\0'));
         }
     }
     return input;

@@ -41,31 +41,16 @@ struct counts {  // shared by all processes
     long cycles;
 };
 
-const char* name_of(kind what) {
-    switch (what) {
-        case kind::open:
-            return "open";
-        case kind::read:
-            return "read";
-        case kind::write:
-            return "write";
-        case kind::property_set:
-            return "property_set";
-        case kind::clock:
-            return "clock";
-        case kind::local_time:
-            return "local_time";
-        default:
-            return "?";
-    }
-}
+// In the order of virtual_device::operation.
+constexpr const char* NAMES[] = {"open",         "read",  "write",     "property_set",
+                                 "property_get", "clock", "local_time"};
 
 std::string describe(const mishap& what, const operation& where) {
     const char* const lasts[] = {"once", "on this target from then on", "on every target from then on"};
     const std::string how =
         what.allowed == virtual_device::FAIL ? "fails" : "moves " + std::to_string(what.allowed);
-    return std::string(what.cuts_power ? "power cut: " : "") + name_of(where.kind) + " " + where.target +
-           " (operation " + std::to_string(what.nth) + ") " + how + ", " +
+    return std::string(what.cuts_power ? "power cut: " : "") + NAMES[static_cast<int>(where.kind)] + " " +
+           where.target + " (operation " + std::to_string(what.nth) + ") " + how + ", " +
            lasts[static_cast<int>(what.lasts)];
 }
 

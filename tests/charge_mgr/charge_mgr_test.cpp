@@ -1,8 +1,8 @@
 #include "charge_mgr/charge_mgr.h"
 
+#include <algorithm>
 #include <gmock/gmock.h>
 
-#include "core/persistent_files.h"
 #include "core/sys_properties.h"
 #include "tests/support/effects.h"
 #include "util/sensor_value.h"
@@ -19,12 +19,8 @@ constexpr char CLIENTS_FILE[] = "/mnt/vendor/nvcfg/vorn/toc_clients";
 // The manager with the daemon's own files and properties behind it.
 class ChargeMgr : public testing::Test {
   protected:
-    void start() {
-        charge_mgr__init(vorn_toc_clients_import, vorn_toc_clients_export, vorn_toc_property_get,
-                         vorn_toc_property_set);
-    }
     void start_with_clients() {
-        start();
+        test::start_charge_mgr();
         ASSERT_EQ(0, charge_mgr__register_perm_client_prop(0, vorn_stress_property_set));
         ASSERT_EQ(0, charge_mgr__register_temp_client_prop(0, vorn_pulldown_property_set));
         told.take();
@@ -40,7 +36,7 @@ TEST_F(ChargeMgr, StartsAtFullVoltageBeforeAnyClientHasRegistered) {
     EXPECT_EQ(0, charge_mgr__get_top_of_charge_mv());
     EXPECT_EQ(0, charge_mgr__get_bot_of_charge_mv());
     store_step(2);
-    start();
+    test::start_charge_mgr();
     EXPECT_THAT(
         told.take(),
         ElementsAre("log 4 --- vorn CHG_MGR New ToC setting: v=4450 ---", "set persist.vendor.vorn.toc=4450",
@@ -56,39 +52,36 @@ TEST_F(ChargeMgr, StartsAtFullVoltageBeforeAnyClientHasRegistered) {
 }
 
 TEST_F(ChargeMgr, ReadsTheStoredStepAndRepairsTheFile) {
+    const std::string missing =
+        "log 6 --- vorn CHG_MGR Init Perm Clients failed to initialize, resetting ---";
+    const std::string repaired = std::string("write ") + CLIENTS_FILE + " 00";
     struct {
-        const char* bytes;  // null: no file
-        std::size_t size;
+        std::string bytes;
         std::int32_t step;
-        bool is_rewritten;
-    } const cases[] = {
-        {nullptr, 0, 0, false}, {"", 0, 0, false},        {"\x09", 1, 9, false},
-        {"\x0a", 1, 0, true},   {"\xff\x07", 2, 0, true},
-    };
+        bool is_repaired;
+    } const cases[] = {{"", 0, false}, {"\x09", 9, false}, {"\x0a", 0, true}, {"\xff\x07", 0, true}};
     for (const auto& c : cases) {
-        clients.remove();
-        if (c.bytes != nullptr) clients.put({c.bytes, c.size});
-        start();
+        clients.put(c.bytes);
+        test::start_charge_mgr();
         EXPECT_EQ(c.step, charge_mgr__get_perm_toc_step(0));
         const auto lines = told.take();
-        EXPECT_EQ(
-            c.bytes == nullptr,
-            testing::Value(lines, testing::Contains("log 6 --- vorn CHG_MGR Init Perm Clients failed to "
-                                                    "initialize, resetting ---")));
-        EXPECT_EQ(c.is_rewritten,
-                  testing::Value(lines, testing::Contains(std::string("write ") + CLIENTS_FILE + " 00")));
-        EXPECT_EQ(c.bytes != nullptr, clients.exists) << "a missing file is not created by the start";
+        EXPECT_EQ(c.is_repaired, std::count(lines.begin(), lines.end(), repaired) == 1);
+        EXPECT_EQ(0, std::count(lines.begin(), lines.end(), missing));
     }
+    clients.remove();
+    test::start_charge_mgr();
+    EXPECT_EQ(0, charge_mgr__get_perm_toc_step(0));
+    EXPECT_THAT(told.take(), testing::Contains(missing));
+    EXPECT_FALSE(clients.exists) << "a missing file is not created by the start";
     store_step(5);
     the_device().set_fault(clients, &file::read_fails);
-    start();
+    test::start_charge_mgr();
     EXPECT_EQ(0, charge_mgr__get_perm_toc_step(0));
-}
-
-TEST_F(ChargeMgr, ReportsARepairThatCannotBeWritten) {
+    // A repair that cannot be written is reported.
+    the_device().clear_faults();
     store_step(10);
     the_device().set_fault(clients, &file::write_fails);
-    start();
+    test::start_charge_mgr();
     EXPECT_THAT(
         told.take("log 6 --- vorn CHG_MGR error"),
         ElementsAre("log 6 --- vorn CHG_MGR error: failed to export persistent clients: status=1 ---"));
@@ -147,7 +140,7 @@ TEST_F(ChargeMgr, RefusesBadArguments) {
 }
 
 TEST_F(ChargeMgr, TakesNoRequestWithoutAClientProperty) {
-    start();
+    test::start_charge_mgr();
     told.take();
     EXPECT_EQ(0, charge_mgr__set_temp_toc(0, 0)) << "the present step is granted to anybody";
     EXPECT_THAT(told.take(), IsEmpty());
@@ -187,7 +180,7 @@ TEST_F(ChargeMgr, KeepsAnAcceptedRequestWhosePublicationOrStorageFails) {
 
 TEST_F(ChargeMgr, AFailedRegistrationCountsAndHandsOnTheSettersResult) {
     store_step(4);
-    start();
+    test::start_charge_mgr();
     told.take();
     EXPECT_EQ(-7, charge_mgr__register_perm_client_prop(0, [](std::int32_t) { return -7; }));
     EXPECT_THAT(told.take(),
@@ -209,10 +202,10 @@ TEST_F(ChargeMgr, AFailedRegistrationCountsAndHandsOnTheSettersResult) {
 TEST_F(ChargeMgr, KeepsTheVoltageOfTheRunBeforeWhereItCannotPublish) {
     the_device().properties[TOC_PROPERTY] = "4250";
     the_device().fail_property_set(TOC_PROPERTY, true);
-    start();
+    test::start_charge_mgr();
     EXPECT_EQ(4250, charge_mgr__get_top_of_charge_mv());
     the_device().properties[TOC_PROPERTY] = "none";
-    start();
+    test::start_charge_mgr();
     EXPECT_THAT(told.take("log 6 --- vorn CHG_MGR Initial"),
                 ElementsAre("log 6 --- vorn CHG_MGR Initial ToC/BoC settings: toc_mv=4250, boc_mv=3400 ---",
                             "log 6 --- vorn CHG_MGR Initial ToC/BoC settings: toc_mv=0, boc_mv=3400 ---"));

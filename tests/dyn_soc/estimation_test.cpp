@@ -1,9 +1,86 @@
+// From a sample to the raw estimate: inputs, curves, counted charge, and what is learnt of the cell.
+
+#include "charge_mgr/charge_mgr.h"
 #include "tests/dyn_soc/estimator.h"
+#include "util/sensor_value.h"
 
 namespace {
 
 using namespace dyn_soc;
 using test::Estimator;
+
+TEST_F(Estimator, TakesSamplesWithinTheirRanges) {
+    const dyn_soc_record good = start_running();
+    const auto is_valid_with = [&](wrap32 dyn_soc_record::*field, std::int32_t value) {
+        dyn_soc_record curr = good;
+        curr.virt_temp = INVALID_VALUE;
+        curr.*field = value;
+        return validate_inputs(curr);
+    };
+    const auto expect_range = [&](wrap32 dyn_soc_record::*field, std::int32_t min, std::int32_t max) {
+        EXPECT_TRUE(is_valid_with(field, min) && is_valid_with(field, max));
+        EXPECT_FALSE(is_valid_with(field, min - 1) || is_valid_with(field, max + 1));
+        EXPECT_FALSE(is_valid_with(field, INVALID_VALUE));
+    };
+    expect_range(&dyn_soc_record::volt, 25000, 50000);
+    expect_range(&dyn_soc_record::curr_ma, -4000, 4000);
+    expect_range(&dyn_soc_record::temp, -300, 800);
+    said.take();
+
+    dyn_soc_record curr = good;
+    curr.chg_sts = 7;
+    EXPECT_TRUE(validate_inputs(curr));
+    curr.chg_sts = 0;
+    EXPECT_FALSE(validate_inputs(curr));
+    EXPECT_EQ(said.take(), lines{"log 6 --- vorn DYN_SOC error: bad charge status input 0 ---"});
+}
+
+TEST_F(Estimator, FallsBackToTheThermalZone) {
+    dyn_soc_record curr = start_running();
+    curr.temp = 801;
+    curr.virt_temp = 250;
+    EXPECT_TRUE(validate_inputs(curr));
+    EXPECT_EQ(curr.temp, 250);
+    EXPECT_EQ(said.take(), (lines{"log 6 --- vorn DYN_SOC error: bad temperature input 801 ---",
+                                  "log 6 --- vorn DYN_SOC warning: falling back to virtual temp ---"}));
+    curr.temp = -301;
+    curr.virt_temp = 801;
+    EXPECT_FALSE(validate_inputs(curr));
+    EXPECT_EQ(curr.temp, -301);
+    EXPECT_EQ(said.take(), lines{"log 6 --- vorn DYN_SOC error: bad temperature input -301 ---"});
+}
+
+TEST_F(Estimator, SetsOneOutlierAsideWhileCharging) {
+    dyn_soc_record curr = start_running();
+    const auto average_after = [&](std::int32_t curr_ma) {
+        curr.curr_ma = curr_ma;
+        update_avg_curr(curr);
+        return s.i_avg_ma.value;
+    };
+    curr.chg_sts = s.prev.chg_sts = 1;
+    EXPECT_EQ(average_after(500), 500);
+    EXPECT_EQ(average_after(1500), 1000);  // one sample is not yet an average
+    EXPECT_EQ(average_after(1251), 1000);  // two are
+    EXPECT_EQ(average_after(1250), 1083);  // a quarter above 1000 still counts; (500 + 1500 + 1250) / 3
+    EXPECT_EQ(average_after(813), 1015);   // and a quarter below: 1083 - 270
+    EXPECT_EQ(average_after(1269), 1015);  // 1015 + 253 is the limit
+    EXPECT_EQ(average_after(1000), 1012);  // a good one in between
+    EXPECT_EQ(average_after(0), 1012);
+    EXPECT_EQ(average_after(1300), 1300);  // two in a row: the new level
+    EXPECT_EQ(s.curr_queue.count, 1U);
+}
+
+TEST_F(Estimator, AveragesTenCurrentsOfOneStatus) {
+    dyn_soc_record curr = start_running();
+    for (int i = 1; i <= 12; ++i) {
+        curr.curr_ma = -100 * i;  // far apart, yet no outliers while discharging
+        update_avg_curr(curr);
+    }
+    EXPECT_EQ(s.i_avg_ma, -750);  // of the last ten, -300 to -1200
+    curr.chg_sts = 3;
+    update_avg_curr(curr);
+    EXPECT_EQ(s.i_avg_ma, -1200);
+}
 
 // With the straight cell: 100000 - (45000 - v) * 10.1 at 50 °C, and 1010 more per colder curve.
 TEST_F(Estimator, ReadsTheCurves) {
@@ -151,7 +228,7 @@ TEST_F(Estimator, RemembersTheLimitsItLookedUp) {
     EXPECT_EQ(s.tocboc_cache[0].temp, 500);
     EXPECT_EQ(rescaled_at(510), 57679);  // 1.0 °C: anew (w = -40: 94910, -11140), yet no new limit
     EXPECT_FALSE(s.tocboc_changed || s.smoother_jump);
-    set_toc_step(4);
+    charge_mgr__set_temp_toc(4, 0);
     EXPECT_EQ(rescaled_at(510), 71258);  // 4250 mV: 74710, 61140 * 1000 / 858
     EXPECT_TRUE(s.tocboc_changed && s.smoother_jump);
 
@@ -160,6 +237,105 @@ TEST_F(Estimator, RemembersTheLimitsItLookedUp) {
     const auto [soc_toc, soc_boc] = look_up_soc_at_toc_boc(34000, 34000, 510, slot);
     EXPECT_EQ(std::pair(soc_toc.value, soc_boc.value), std::pair(100000, 0));
     EXPECT_EQ(slot.toc_key, 42500);
+}
+
+TEST_F(Estimator, LearnsTheResistanceFromACurrentStep) {
+    dyn_soc_record curr = start_running();
+    curr.curr_ma = 200;
+    curr.volt = s.prev.volt + 100;  // 10 mV over 200 mA: 50 mΩ
+    EXPECT_TRUE(adapt_dcr_estimate(curr));
+    EXPECT_EQ(curr.dcr_num.whole, 9055);   // 9000 + (20000 - 9000) / 200
+    EXPECT_EQ(curr.dcr_den.whole, 10150);  // 10000 + (40000 - 10000) / 200
+    EXPECT_EQ(curr.dcr, 892);
+    EXPECT_EQ(s.prev.dcr, 900);
+}
+
+TEST_F(Estimator, LearnsTheResistanceFromPlausibleStepsOnly) {
+    const auto learns_from = [&](std::int32_t from_ma, std::int32_t to_ma, std::int32_t dv) {
+        dyn_soc_record curr = start_running();
+        s.prev.curr_ma = from_ma;
+        curr.curr_ma = to_ma;
+        curr.volt = s.prev.volt + dv;
+        return adapt_dcr_estimate(curr);
+    };
+    EXPECT_TRUE(learns_from(-1000, 1000, 902));  // 45.1 mΩ
+    EXPECT_FALSE(learns_from(-1000, 1000, 901));
+    EXPECT_TRUE(learns_from(-1000, 1000, 3599));  // 179.95 mΩ
+    EXPECT_FALSE(learns_from(-1000, 1000, 3600));
+    EXPECT_FALSE(learns_from(1000, -1000, 2000));  // the wrong way
+    EXPECT_TRUE(learns_from(0, 100, 90));
+    EXPECT_TRUE(learns_from(0, -100, -90));
+    EXPECT_FALSE(learns_from(0, 99, 90) || learns_from(0, -99, -90));
+    EXPECT_FALSE(learns_from(1000, 1000, 90));
+
+    dyn_soc_record curr = start_running();
+    s.good_cycles = 5;
+    curr.curr_ma = 100;
+    curr.volt += 90;
+    EXPECT_FALSE(adapt_dcr_estimate(curr));
+}
+
+TEST_F(Estimator, KeepsTheResistanceWhereItCannotBeComputed) {
+    const auto after_learning_with = [&](std::int32_t num, std::int32_t den) {
+        dyn_soc_record curr = start_running();
+        s.prev.curr_ma = 99;
+        curr.curr_ma = 100;
+        curr.volt += 1;
+        curr.dcr_num.whole = num;
+        curr.dcr_den.whole = den;
+        EXPECT_FALSE(adapt_dcr_estimate(curr));
+        EXPECT_EQ(curr.dcr, 900);
+        return curr;
+    };
+    EXPECT_EQ(after_learning_with(9000, 0).dcr_num.whole, 8956);  // the filters go on
+    EXPECT_EQ(said.take(), lines{"log 6 --- vorn DYN_SOC error: prevented divide by 0 in DCR adapt! ---"});
+    EXPECT_EQ(after_learning_with(300000, 10000).dcr_num.whole, 298501);
+    EXPECT_EQ(said.take(), lines{"log 6 --- vorn DYN_SOC error: prevented overflow in DCR adapt! ---"});
+}
+
+TEST_F(Estimator, LearnsTheCapacityFromChargeAndItsEffect) {
+    dyn_soc_record curr = start_running();
+    curr.qmax_num.frac = 99000;
+    const soc_delta delta = {10, -5000, -18};  // implies 27777 C
+    EXPECT_TRUE(adapt_qmax_estimate(delta, curr));
+    EXPECT_EQ(curr.qmax_num.whole, 2001);  // 0.99 + (5000 - 2000) / 100000
+    EXPECT_EQ(curr.qmax_num.frac, 2000);
+    EXPECT_EQ(curr.qmax_den.frac, 1060);  // (1800 - 740) / 100000
+    EXPECT_EQ(curr.qmax, 27040);          // 2001 * 10000 / 740
+
+    curr.qmax_den = {0, 0, 100000};
+    EXPECT_FALSE(adapt_qmax_estimate(delta, curr));
+    EXPECT_EQ(curr.qmax, 27040);
+}
+
+TEST_F(Estimator, LearnsTheCapacityOnlyWhileUndisturbed) {
+    const auto learns = [&](std::int32_t dt_s, std::int32_t status, std::int32_t good_cycles) {
+        dyn_soc_record curr = start_running();
+        curr.chg_sts = status;
+        s.good_cycles = good_cycles;
+        return adapt_qmax_estimate({dt_s, -5000, -18}, curr);
+    };
+    EXPECT_TRUE(learns(20, 1, 6) && learns(20, 2, 6));
+    EXPECT_FALSE(learns(21, 2, 6));
+    EXPECT_FALSE(learns(20, 2, 5));
+    EXPECT_FALSE(learns(20, 3, 6) || learns(20, 4, 6));
+}
+
+// A sample outside 2.7 to 32.4 kC may pull the capacity back into that band, never further out of it.
+TEST_F(Estimator, LetsAnImplausibleSampleOnlyPullTheCapacityBack) {
+    const auto accepts = [&](std::int32_t charge, std::int32_t change, std::int32_t qmax) {
+        dyn_soc_record curr = start_running();
+        curr.qmax = qmax;
+        return adapt_qmax_estimate({10, charge, change}, curr);
+    };
+    EXPECT_TRUE(accepts(5000, 0, 32399));
+    EXPECT_FALSE(accepts(5000, 0, 32400));
+    EXPECT_TRUE(accepts(33000, 100, 32399));  // implies 33000
+    EXPECT_FALSE(accepts(33000, 100, 32400));
+    EXPECT_TRUE(accepts(32000, 100, 99999));  // implies 32000, within
+    EXPECT_TRUE(accepts(2600, 100, 2701));    // implies 2600
+    EXPECT_FALSE(accepts(2600, 100, 2700));
+    EXPECT_TRUE(accepts(2800, 100, 2000));  // implies 2800, within
 }
 
 }  // namespace

@@ -1,31 +1,11 @@
 #include "tests/dyn_soc/estimator.h"
 
-#include <algorithm>
-#include <cstring>
-
 #include "charge_mgr/charge_mgr.h"
-#include "dyn_soc/dyn_soc.h"
+#include "core/persistent_files.h"
 
 namespace test {
 
-std::string Estimator::file;
-bool Estimator::is_writable = true;
-
 namespace {
-
-std::optional<std::string>& stored() {
-    static std::optional<std::string> bytes;
-    return bytes;
-}
-
-std::int32_t import_params(void* buffer, std::int32_t size) {
-    if (!stored()) return 1;
-    std::memcpy(buffer, stored()->data(),
-                std::min<std::size_t>(static_cast<std::size_t>(size), stored()->size()));
-    return 0;
-}
-
-}  // namespace
 
 const batt_info& straight_cell() {
     static const batt_info cell = [] {
@@ -38,6 +18,8 @@ const batt_info& straight_cell() {
     return cell;
 }
 
+}  // namespace
+
 std::int32_t update(const reading& seen) {
     return dyn_soc__update(seen.elapsed_s, seen.voltage_uv, seen.current_ua, seen.temperature_decic,
                            seen.thermal_mc, seen.status, seen.ui_soc);
@@ -45,23 +27,18 @@ std::int32_t update(const reading& seen) {
 
 Estimator::Estimator() {
     batt_info__init("ATL");
-    charge_mgr__init([](void*, std::int32_t) { return 1; }, [](const void*, std::int32_t) { return 0; },
-                     [] { return 4450; }, [](std::int32_t) { return 0; });
+    start_charge_mgr();
     charge_mgr__register_temp_client_prop(0, [](std::int32_t) { return 0; });
     said.take();
 }
 
-void Estimator::start(const std::optional<std::vector<std::int32_t>>& file_words) {
-    stored().reset();
+void Estimator::start(const std::optional<words>& file_words) {
+    file.remove();
     if (file_words) {
-        stored().emplace(reinterpret_cast<const char*>(file_words->data()),
-                         file_words->size() * sizeof(std::int32_t));
+        file.put(
+            {reinterpret_cast<const char*>(file_words->data()), file_words->size() * sizeof(std::int32_t)});
     }
-    dyn_soc__init(import_params, [](const void* buffer, std::int32_t size) {
-        if (!is_writable) return 1;
-        file.assign(static_cast<const char*>(buffer), static_cast<std::size_t>(size));
-        return 0;
-    });
+    dyn_soc__init(vorn_dyn_soc_params_import, vorn_dyn_soc_params_export);
     dyn_soc::s.battery = &straight_cell();
 }
 
@@ -83,10 +60,6 @@ dyn_soc::dyn_soc_record Estimator::start_running() {
     dyn_soc::dyn_soc_record curr = prev;
     curr.time_s = 1010;
     return curr;
-}
-
-void Estimator::set_toc_step(std::uint8_t step) {
-    charge_mgr__set_temp_toc(step, 0);
 }
 
 }  // namespace test

@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 
 #include "charge_mgr/charge_mgr.h"
-#include "core/persistent_files.h"
 #include "core/sys_properties.h"
 #include "tests/support/effects.h"
 #include "util/status.h"
@@ -20,8 +19,7 @@ constexpr std::uint64_t HOUR = 3600;
 class NDayPulldown : public testing::Test {
   protected:
     NDayPulldown() {
-        charge_mgr__init(vorn_toc_clients_import, vorn_toc_clients_export, vorn_toc_property_get,
-                         vorn_toc_property_set);
+        test::start_charge_mgr();
         EXPECT_EQ(0, n_day_pulldown_init(4000, vorn_pulldown_property_set));
         told.take();
     }
@@ -38,24 +36,21 @@ class NDayPulldown : public testing::Test {
 TEST_F(NDayPulldown, LowersTheVoltageAfterMoreThanSevenDays) {
     at(10, STATUS_CHARGING);
     at(10 + 7 * DAY, STATUS_NOT_CHARGING);
-    EXPECT_THAT(records(),
-                ElementsAre("record pulldown_daily pulldown_timer_s=604800;IN,pulldown_flag=0;IN,ver=10;SY"));
+    EXPECT_THAT(records(), ElementsAre("record pulldown_daily pulldown_timer_s=604800 pulldown_flag=0"));
     EXPECT_EQ(0, step());
     EXPECT_EQ(0U, at(10 + 7 * DAY + 1, STATUS_FULL));
     EXPECT_EQ(4, step());
     EXPECT_EQ("4250", the_device().properties[PULLDOWN_PROPERTY]);
-    EXPECT_THAT(records(), ElementsAre("record pulldown_applied pulldown_timer_s=604801;IN,chg_sts=4;IN,"
-                                       "batt_volt_mv=4100;IN,ver=10;SY"));
+    EXPECT_THAT(records(),
+                ElementsAre("record pulldown_applied pulldown_timer_s=604801 chg_sts=4 batt_volt_mv=4100"));
     at(10 + 7 * DAY + 20, STATUS_FULL);
     EXPECT_THAT(records(), IsEmpty()) << "applied once";
     at(10 + 8 * DAY, STATUS_FULL);
-    EXPECT_THAT(records(),
-                ElementsAre("record pulldown_daily pulldown_timer_s=691200;IN,pulldown_flag=1;IN,ver=10;SY"));
+    EXPECT_THAT(records(), ElementsAre("record pulldown_daily pulldown_timer_s=691200 pulldown_flag=1"));
 
     at(10 + 8 * DAY + 10, STATUS_CHARGING, 4000);
-    EXPECT_THAT(records(),
-                ElementsAre("record pulldown_watch_ended pulldown_timer_s=691210;IN,discharge_timer_s=0;IN,"
-                            "chg_sts=1;IN,batt_volt_mv=4000;IN,ver=10;SY"));
+    EXPECT_THAT(records(), ElementsAre("record pulldown_watch_ended pulldown_timer_s=691210 "
+                                       "discharge_timer_s=0 chg_sts=1 batt_volt_mv=4000"));
     EXPECT_EQ(0, step());
     EXPECT_EQ("4450", the_device().properties[PULLDOWN_PROPERTY]);
 }
@@ -94,9 +89,8 @@ TEST_F(NDayPulldown, TheChargerMayBeAwayForLessThanAnHour) {
     at(5000 + HOUR - 1, STATUS_DISCHARGING);
     EXPECT_THAT(records(), IsEmpty());
     at(5000 + HOUR, STATUS_DISCHARGING);
-    EXPECT_THAT(records(),
-                ElementsAre("record pulldown_watch_ended pulldown_timer_s=8600;IN,discharge_timer_s=3600;IN,"
-                            "chg_sts=2;IN,batt_volt_mv=4100;IN,ver=10;SY"));
+    EXPECT_THAT(records(), ElementsAre("record pulldown_watch_ended pulldown_timer_s=8600 "
+                                       "discharge_timer_s=3600 chg_sts=2 batt_volt_mv=4100"));
     at(2 * DAY, STATUS_NOT_CHARGING);
     EXPECT_THAT(records(), IsEmpty()) << "the watch has ended";
 }
@@ -107,13 +101,12 @@ TEST_F(NDayPulldown, ADeviceBackAfterASleepOfAnHourStartsAgain) {
     at(7 * DAY + 10, STATUS_DISCHARGING);
     records();
     at(7 * DAY + 10 + HOUR, STATUS_NOT_CHARGING);
-    EXPECT_THAT(
-        told.take(),
-        ElementsAre("record pulldown_watch_ended pulldown_timer_s=608410;IN,discharge_timer_s=3600;IN,"
-                    "chg_sts=3;IN,batt_volt_mv=4100;IN,ver=10;SY",
-                    "log 4 --- vorn CHG_MGR New ToC request: step=0, temp_id=0 ---",
-                    "set vendor.vorn.pulldown_toc=4450", "log 4 --- vorn CHG_MGR New ToC setting: v=4450 ---",
-                    "set persist.vendor.vorn.toc=4450"));
+    EXPECT_THAT(told.take(), ElementsAre("record pulldown_watch_ended pulldown_timer_s=608410 "
+                                         "discharge_timer_s=3600 chg_sts=3 batt_volt_mv=4100",
+                                         "log 4 --- vorn CHG_MGR New ToC request: step=0, temp_id=0 ---",
+                                         "set vendor.vorn.pulldown_toc=4450",
+                                         "log 4 --- vorn CHG_MGR New ToC setting: v=4450 ---",
+                                         "set persist.vendor.vorn.toc=4450"));
     // The new watch runs from that cycle, even in the status Not charging.
     at(14 * DAY + 10 + HOUR, STATUS_NOT_CHARGING);
     EXPECT_EQ(0, step());
@@ -169,9 +162,8 @@ TEST_F(NDayPulldown, ATimeThatGoesBackwardIsFarInTheFuture) {
     EXPECT_THAT(
         records(),
         ElementsAre(
-            "record pulldown_daily pulldown_timer_s=18446744073709551606;IN,pulldown_flag=0;IN,ver=10;SY",
-            "record pulldown_applied pulldown_timer_s=18446744073709551606;IN,chg_sts=1;IN,"
-            "batt_volt_mv=4100;IN,ver=10;SY"));
+            "record pulldown_daily pulldown_timer_s=18446744073709551606 pulldown_flag=0",
+            "record pulldown_applied pulldown_timer_s=18446744073709551606 chg_sts=1 batt_volt_mv=4100"));
 }
 
 TEST_F(NDayPulldown, HandsOnAFailedRegistrationAndWatchesAllTheSame) {

@@ -38,9 +38,7 @@ class Precharge : public testing::Test {
                       [](const std::string& line) { return line.find(" file open error ") != line.npos; });
         return all;
     }
-    static std::string event(const std::string& values) {
-        return "record precharge_event " + values + ";FL,ver=10;SY";
-    }
+    static std::string event(const std::string& values) { return "record precharge_event " + values; }
 
     test::effects told;
     file& uboot_timer = the_device().at("/data/vendor/vorn/batt_precharge_uboottimer");
@@ -68,16 +66,15 @@ TEST_F(Precharge, AddsThisBootToTheLifetimeTotals) {
     timer.put(bytes_of(300));
     counter.put(bytes_of(4));
     EXPECT_EQ(0, start(4000999));
-    EXPECT_THAT(told.take(),
-                ElementsAre(testing::HasSubstr("batt_precharge_ubootflag"),
-                            "log 6 vorn setting precharge timer and counter ",
-                            "log 6 vorn setting precharge timer 420 and counter 5",
-                            std::string("write ") + TIMER + " a4010000",
-                            std::string("write ") + COUNTER + " 05000000",
-                            "record precharge_trackers_updated counter=5;IN,timer_s=420;IN,ver=10;SY",
-                            "log 6 vorn precharge event with uboot timer 120 and flag 0",
-                            event("fault_trip=0;IN,precharge_timer_s=120;IN,last_batt_volt_mv=4000;IN,"
-                                  "discharge_volt_mv=4000;IN,discharge_rate_uv=8.4")));
+    EXPECT_THAT(told.take(), ElementsAre(testing::HasSubstr("batt_precharge_ubootflag"),
+                                         "log 6 vorn setting precharge timer and counter ",
+                                         "log 6 vorn setting precharge timer 420 and counter 5",
+                                         std::string("write ") + TIMER + " a4010000",
+                                         std::string("write ") + COUNTER + " 05000000",
+                                         "record precharge_trackers_updated counter=5 timer_s=420",
+                                         "log 6 vorn precharge event with uboot timer 120 and flag 0",
+                                         event("fault_trip=0 precharge_timer_s=120 last_batt_volt_mv=4000 "
+                                               "discharge_volt_mv=4000 discharge_rate_uv=8.4")));
     EXPECT_FALSE(get_prechargetimer_disable_flag());
     uboot_timer.put(bytes_of(1));
     EXPECT_EQ(0, start());
@@ -126,7 +123,7 @@ TEST_F(Precharge, ReportsTotalsThatCannotBeWritten) {
     EXPECT_EQ(0, start());
     EXPECT_EQ(bytes_of(120), timer.bytes);
     EXPECT_THAT(told.take("record precharge_trackers"),
-                ElementsAre("record precharge_trackers_updated counter=1;IN,timer_s=120;IN,ver=10;SY"));
+                ElementsAre("record precharge_trackers_updated counter=1 timer_s=120"));
 }
 
 TEST_F(Precharge, AFaultRaisesTheFlagForGood) {
@@ -135,10 +132,10 @@ TEST_F(Precharge, AFaultRaisesTheFlagForGood) {
     EXPECT_THAT(lines(), ElementsAre("log 6 vorn setting precharge timer and counter ",
                                      "log 6 vorn precharge error calculating offline time",
                                      "set persist.vendor.vorn.precharge_disable_charging.enabled=1",
-                                     "record precharge_flag_raised flag=1;IN,ver=10;SY",
+                                     "record precharge_flag_raised flag=1",
                                      "log 6 vorn precharge event with uboot timer 0 and flag 1",
-                                     event("fault_trip=1;IN,precharge_timer_s=0;IN,last_batt_volt_mv=3400;IN,"
-                                           "discharge_volt_mv=3400;IN,discharge_rate_uv=8.4")));
+                                     event("fault_trip=1 precharge_timer_s=0 last_batt_volt_mv=3400 "
+                                           "discharge_volt_mv=3400 discharge_rate_uv=8.4")));
     EXPECT_TRUE(get_prechargetimer_disable_flag());
 
     EXPECT_EQ(0, start());
@@ -156,7 +153,7 @@ TEST_F(Precharge, AFlagThatCannotBeStoredIsNotRaised) {
     the_device().fail_property_set(PRECHARGE_PROPERTY, true);
     EXPECT_EQ(0, start());
     EXPECT_FALSE(get_prechargetimer_disable_flag());
-    EXPECT_THAT(told.take("record"), ElementsAre(testing::HasSubstr("fault_trip=1;")));
+    EXPECT_THAT(told.take("record"), ElementsAre(testing::HasSubstr("fault_trip=1 ")));
     the_device().fail_property_set(PRECHARGE_PROPERTY, false);
     EXPECT_EQ(0, start());
     EXPECT_TRUE(get_prechargetimer_disable_flag());
@@ -192,7 +189,7 @@ TEST_F(Precharge, EstimatesTheVoltageAfterTheTimeOff) {
         const auto all = lines();
         EXPECT_EQ(std::string("log 6 vorn precharge ") + c.says, all.at(1));
         EXPECT_THAT(all.back(), testing::HasSubstr(std::string("last_batt_volt_mv=") + c.last_mv +
-                                                   ";IN,discharge_volt_mv=" + c.discharge_mv + ";"));
+                                                   " discharge_volt_mv=" + c.discharge_mv + " "));
     }
 }
 

@@ -3,11 +3,16 @@
 #include <cstdio>
 #include <utility>
 
-#include "util/metrics.h"
+#include "charge_mgr/charge_mgr.h"
+#include "core/persistent_files.h"
+#include "core/sys_properties.h"
+#include "lab/report/log_line.h"
 
 namespace test {
 
 namespace {
+
+constexpr std::size_t MAX_BYTES_SHOWN = 24;
 
 void add(void* context, std::string line) {
     static_cast<std::vector<std::string>*>(context)->push_back(std::move(line));
@@ -19,22 +24,8 @@ void on_log(void* context, int priority, const char*, const char* text) {
     add(context, line);
 }
 
-std::string record_name(std::string_view schema_id) {
-#define VORN_MATCH(name, id, version, format) \
-    if (schema_id == (id)) return #name;
-    VORN_RECORDS(VORN_MATCH)
-#undef VORN_MATCH
-    return std::string(schema_id);
-}
-
-// group:schema:fixed:prefix payload:region
 void on_metric(void* context, int, int, const char*, const char* text) {
-    const std::string_view whole = text;
-    const std::size_t schema_at = whole.find(':') + 1;
-    const std::string_view schema = whole.substr(schema_at, whole.find(':', schema_at) - schema_at);
-    const std::size_t payload_at = whole.find(METRICS_DEVICE_PREFIX) + sizeof METRICS_DEVICE_PREFIX - 1;
-    const std::string_view payload = whole.substr(payload_at, whole.rfind(':') - payload_at);
-    add(context, "record " + record_name(schema) + " " + std::string(payload));
+    add(context, "record " + short_record(text));
 }
 
 void on_property_set(void* context, const char* name, const char* value, int result) {
@@ -44,15 +35,28 @@ void on_property_set(void* context, const char* name, const char* value, int res
 void on_write(void* context, const std::string& path, const void* data, std::size_t size,
               std::ptrdiff_t result) {
     std::string line = "write " + path + " ";
-    for (std::size_t i = 0; i < size; ++i) {
+    for (std::size_t i = 0; i < size && size <= MAX_BYTES_SHOWN; ++i) {
         char hex[3];
         snprintf(hex, sizeof hex, "%02x", static_cast<const unsigned char*>(data)[i]);
         line += hex;
     }
+    if (size > MAX_BYTES_SHOWN) line += std::to_string(size) + " bytes";
     add(context, line + (result < 0 ? " failed" : ""));
 }
 
 }  // namespace
+
+std::string short_record(std::string_view text) {
+    lab::event record;
+    record.kind = lab::event_kind::metric;
+    record.text = text;
+    return lab::line_of(record);
+}
+
+void start_charge_mgr() {
+    charge_mgr__init(vorn_toc_clients_import, vorn_toc_clients_export, vorn_toc_property_get,
+                     vorn_toc_property_set);
+}
 
 effects::effects() {
     virtual_device::the_device().told = {&lines_, on_log, on_metric, on_property_set, on_write, nullptr};

@@ -5,17 +5,13 @@
 #include <ctime>
 #include <stdexcept>
 
-#include "lab/record_text.h"
-#include "lab/text.h"
+#include "lab/scenario/simulation.h"
 #include "lab/trace_course.h"
+#include "tests/support/effects.h"
 
 namespace test {
 
 namespace {
-
-constexpr char ELAPSED[] = "elapsed_s";
-constexpr char BOOT[] = "boot";
-constexpr std::int64_t PERIOD_S = 10;
 
 class collector : public lab::listener {
   public:
@@ -28,144 +24,98 @@ class collector : public lab::listener {
     replay_result& into_;
 };
 
-void set_time_zone(const std::string& name) {
-    ::setenv("TZ", name.c_str(), 1);
-    ::tzset();
-}
-
-std::string quoted(const std::string& cell) {
-    if (cell.find_first_of(",\"\r\n") == cell.npos) return cell;
-    std::string text = "\"";
-    for (const char c : cell) text += c == '"' ? "\"\"" : std::string(1, c);
-    return text + "\"";
-}
-
-std::string line_of(const std::vector<std::string>& cells) {
-    std::string line;
-    for (const std::string& cell : cells) line += quoted(cell) + ",";
-    line.back() = '\n';
-    return line;
+std::string words_of(const lab::event& event) {
+    switch (event.kind) {
+        case lab::event_kind::log:
+            return event.text.substr(0, event.text.size() - 1);
+        case lab::event_kind::metric:
+            return short_record(event.text);
+        case lab::event_kind::property_set: {
+            const std::size_t vendor = event.name.rfind("vorn.");
+            return event.name.substr(vendor == event.name.npos ? 0 : vendor + 5) + "=" + event.text;
+        }
+        case lab::event_kind::write:
+            break;
+    }
+    return event.name.substr(event.name.rfind('/') + 1);
 }
 
 }  // namespace
 
-trace_rows::trace_rows(std::vector<std::string> columns) : columns_(std::move(columns)) {
-    if (std::find(columns_.begin(), columns_.end(), ELAPSED) == columns_.end())
-        columns_.insert(columns_.begin(), ELAPSED);
-    values_.resize(columns_.size());
-    csv_ = line_of(columns_);
-}
-
-trace_rows trace_rows::healthy() {
-    const std::vector<std::pair<std::string, std::string>> cells = {
-        {ELAPSED, "0"},
-        {BOOT, "1"},
-        {"realtime_s", ""},
-        {"voltage_now", "4000000"},
-        {"temp", "250"},
-        {"charge_counter", "3750000"},
-        {"cycle_count", "12"},
-        {"capacity", "50"},
-        {"gm30_ui_soc", "50"},
-        {"thermal_zone6_temp", "25000"},
-        {"vbus", "0"},
-        {"current_now", "-300000"},
-        {"status", "Discharging"},
-        {"cell_vendor_name", "ATL"},
-        {"mock_n_day_threshold_sec", ""},
-        {"mock_batt_stress_offset", ""},
-        {"faults", ""},
-    };
-    std::vector<std::string> columns;
-    for (const auto& [column, value] : cells) columns.push_back(column);
-    trace_rows made(std::move(columns));
-    std::transform(cells.begin(), cells.end(), made.values_.begin(),
-                   [](const auto& cell) { return cell.second; });
-    return made;
-}
-
-std::size_t trace_rows::index_of(const std::string& column) const {
-    const auto found = std::find(columns_.begin(), columns_.end(), column);
-    if (found == columns_.end()) throw std::invalid_argument("no column " + column + " in this trace");
-    return static_cast<std::size_t>(found - columns_.begin());
-}
-
-void trace_rows::add() {
-    values_[index_of(ELAPSED)] = std::to_string(elapsed_s_);
-    csv_ += line_of(values_);
-    has_rows_ = true;
-}
-
-trace_rows& trace_rows::row(const cells& changes) {
-    return rows(1, PERIOD_S, changes);
+trace_rows::trace_rows()
+    : now_{{"voltage_now", "4000000"},
+           {"temp", "250"},
+           {"charge_counter", "3750000"},
+           {"cycle_count", "12"},
+           {"capacity", "50"},
+           {"gm30_ui_soc", "50"},
+           {"thermal_zone6_temp", "25000"},
+           {"vbus", "0"},
+           {"current_now", "-300000"},
+           {"status", "Discharging"},
+           {"cell_vendor_name", "ATL"},
+           {"realtime_s", ""},
+           {"faults", ""}},
+      csv_("boot,elapsed_s") {
+    for (const auto& [column, value] : now_) csv_ += "," + column;
+    csv_ += "\n";
 }
 
 trace_rows& trace_rows::rows(int count, std::int64_t period_s, const cells& changes) {
-    for (const auto& [column, value] : changes) values_[index_of(column)] = value;
+    for (const auto& [column, value] : changes) now_.at(column) = value;
     for (int i = 0; i < count; ++i) {
-        const bool is_given = i == 0 && changes.contains(ELAPSED);
-        if (is_given) {
-            elapsed_s_ = lab::parse_integer(changes.at(ELAPSED)).value();
-        } else if (has_rows_) {
-            elapsed_s_ += period_s;
-        }
-        add();
+        elapsed_s_ = elapsed_s_ < 0 ? 0 : elapsed_s_ + period_s;
+        csv_ += std::to_string(boot_) + "," + std::to_string(elapsed_s_);
+        for (const auto& [column, value] : now_) csv_ += "," + value;
+        csv_ += "\n";
     }
     return *this;
 }
 
 trace_rows& trace_rows::next_boot(const cells& changes) {
-    std::string& boot = values_[index_of(BOOT)];
-    boot = std::to_string(lab::parse_integer(boot).value_or(1) + 1);
-    cells with_start = changes;
-    with_start.emplace(ELAPSED, "0");
-    return rows(1, PERIOD_S, with_start);
+    ++boot_;
+    elapsed_s_ = -1;
+    return row(changes);
 }
 
-std::vector<std::string> replay_result::logs(std::string_view part) const {
-    std::vector<std::string> found;
-    for (const lab::event& each : events) {
-        if (each.kind == lab::event_kind::log && each.text.find(part) != std::string::npos)
-            found.push_back(each.text);
+std::vector<std::string> replay_result::story(const std::vector<std::string>& parts) const {
+    std::vector<std::string> lines;
+    for (const lab::event& event : events) {
+        const bool has_failed = event.kind != lab::event_kind::log && event.result < 0;
+        const std::string line = (event.boot == 1 ? "" : std::to_string(event.boot) + ":") +
+                                 std::to_string(event.elapsed_s) + " " + words_of(event) +
+                                 (has_failed ? " failed" : "");
+        if (std::any_of(parts.begin(), parts.end(),
+                        [&](const std::string& part) { return line.find(part) != line.npos; }))
+            lines.push_back(line);
     }
-    return found;
+    return lines;
 }
 
-std::vector<std::string> replay_result::records(std::string_view name) const {
-    std::vector<std::string> found;
-    for (const lab::event& each : events) {
-        if (each.kind != lab::event_kind::metric) continue;
-        const std::string_view its_name = lab::record_name(each.text);
-        if (!name.empty() && its_name != name) continue;
-        found.push_back(std::string(its_name) + " " + std::string(lab::record_payload(each.text)));
+const lab::cycle& replay_result::at(std::int64_t elapsed_s) const {
+    for (const lab::cycle& cycle : cycles) {
+        if (cycle.elapsed_s == elapsed_s) return cycle;
     }
-    return found;
-}
-
-std::vector<std::string> replay_result::values_of(std::string_view property) const {
-    std::vector<std::string> values;
-    for (const lab::event& each : of(lab::event_kind::property_set, property)) {
-        if (each.result == 0) values.push_back(each.text);
-    }
-    return values;
-}
-
-std::vector<lab::event> replay_result::of(lab::event_kind kind, std::string_view name) const {
-    std::vector<lab::event> found;
-    for (const lab::event& each : events) {
-        if (each.kind == kind && (name.empty() || each.name == name)) found.push_back(each);
-    }
-    return found;
+    throw std::out_of_range("no cycle at " + std::to_string(elapsed_s));
 }
 
 replay_result replay(const std::string& csv, const replay_options& options) {
-    set_time_zone(options.time_zone);
+    ::setenv("TZ", options.time_zone.c_str(), 1);
+    ::tzset();
     lab::trace_course course(lab::trace_reader(lab::input_file::from_text(csv, "trace.csv"),
                                                options.constants, [](const std::string&) {}));
     replay_result result;
     result.image = options.start;
     collector listener(result);
     lab::run_session(course, result.image, {&listener});
+    return result;
+}
+
+replay_result simulate(const std::string& scenario) {
+    const lab::scenario read = lab::parse_scenario(scenario, "x.toml");
+    replay_result result;
+    collector listener(result);
+    result.image = lab::run_simulation(read, lab::image_at_start(read), {&listener}).image;
     return result;
 }
 

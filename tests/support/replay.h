@@ -1,10 +1,9 @@
 // Replays a trace within a test: the whole daemon, each boot in a child process.
 //
-//     test::trace_rows rows({"elapsed_s", "voltage_now", "temp", "status"});
-//     rows.row({"0", "4000000", "250", "Charging"});
-//     rows.rows(360, 10, {{"voltage_now", "4100000"}});        // an hour more, one cell changed
-//     const test::replay_result result = test::replay(rows.csv());
-//     EXPECT_THAT(result.logs(), Contains("..."));
+//     test::trace_rows rows;
+//     rows.row({{"status", "Charging"}}).rows(360, 10, {{"voltage_now", "4100000"}});
+//     const test::replay_result result = test::replay(rows);
+//     EXPECT_THAT(result.story({"toc=", "charge_period"}), ElementsAre(...));
 //
 // Several replays in one test do not disturb each other.
 #pragma once
@@ -21,35 +20,27 @@
 
 namespace test {
 
-// A trace in the making: each row repeats the one before, but for what is said.
+// A trace in the making. Each row repeats the one before, but for what is said; before the first, the phone
+// reads well: 4.0 V, 25 °C, 50 %, -300 mA, Discharging, an ATL cell.
 class trace_rows {
   public:
     using cells = std::map<std::string, std::string>;
 
-    // `columns` in their order; without "elapsed_s" among them it is put in front. All cells begin empty.
-    explicit trace_rows(std::vector<std::string> columns);
-
-    // A phone that reads well: every sensor column, 4.0 V, 25 °C, 50 %, -300 mA, Discharging, an ATL cell.
-    static trace_rows healthy();
+    trace_rows();
 
     // Adds a row, at elapsed 0 when it is the first and else 10 s after the one before. Changed cells stay.
-    trace_rows& row(const cells& changes = {});
+    trace_rows& row(const cells& changes = {}) { return rows(1, 10, changes); }
     // Adds `count` rows, `period_s` apart; the changes hold from the first of them on.
     trace_rows& rows(int count, std::int64_t period_s, const cells& changes = {});
-    // Adds the first row of another boot (column "boot"), at elapsed 0.
+    // Adds the first row of another boot, at elapsed 0.
     trace_rows& next_boot(const cells& changes = {});
 
-    std::int64_t elapsed_s() const { return elapsed_s_; }  // of the last row
-    std::string csv() const { return csv_; }
+    const std::string& csv() const { return csv_; }
 
   private:
-    std::size_t index_of(const std::string& column) const;
-    void add();
-
-    std::vector<std::string> columns_;
-    std::vector<std::string> values_;
-    std::int64_t elapsed_s_ = 0;
-    bool has_rows_ = false;
+    cells now_;
+    std::int64_t elapsed_s_ = -1;  // of the last row; -1: none yet in this boot
+    int boot_ = 1;
     std::string csv_;
 };
 
@@ -64,17 +55,21 @@ struct replay_result {
     std::vector<lab::cycle> cycles;
     lab::device_image image;  // files and properties after the last boot
 
-    // Texts of the log lines and records that contain `part`, in order.
-    std::vector<std::string> logs(std::string_view part = "") const;
-    std::vector<std::string> records(
-        std::string_view name = "") const;  // "name payload" of util/record_index.h
-    // Values a property was set to, in order, failures left out.
-    std::vector<std::string> values_of(std::string_view property) const;
-    // The events of one kind for one tag, property or path.
-    std::vector<lab::event> of(lab::event_kind kind, std::string_view name = "") const;
+    // "boot:elapsed what" of each event with one of the parts in it, in order; an elapsed time alone in boot 1.
+    // What: a log line, short_record(), "property=value" with "vorn." and what is before it left out, or a file's
+    // name when it was written; " failed" behind it when it did.
+    std::vector<std::string> story(const std::vector<std::string>& parts) const;
+    // The cycle at that time; throws when there is none.
+    const lab::cycle& at(std::int64_t elapsed_s) const;
 };
 
 // Throws what lab::run_session throws.
 replay_result replay(const std::string& csv, const replay_options& options = {});
+inline replay_result replay(const trace_rows& rows, const replay_options& options = {}) {
+    return replay(rows.csv(), options);
+}
+
+// What a scenario's text brings; its phone's true state is in the cycles.
+replay_result simulate(const std::string& scenario);
 
 }  // namespace test

@@ -1,14 +1,14 @@
+#include "lab/state_layout.h"
+
 #include <gmock/gmock.h>
-#include <map>
 
 #include "charge_mgr/charge_mgr.h"
 #include "core/persistent_files.h"
 #include "lab/state/daemon_view.h"
 #include "lab/state/values.h"
-#include "lab/state_layout.h"
 #include "monitors/charge_timer.h"
-#include "platform/virtual/device.h"
 #include "precharge/precharge.h"
+#include "tests/support/effects.h"
 #include "util/status.h"
 
 using lab::find_state_place;
@@ -20,12 +20,6 @@ namespace {
 std::string int_bytes(std::int64_t value) {
     const auto low = static_cast<std::int32_t>(value);
     return {reinterpret_cast<const char*>(&low), sizeof low};
-}
-
-std::int32_t int_of(const std::string& bytes) {
-    std::int32_t value = 0;
-    bytes.copy(reinterpret_cast<char*>(&value), sizeof value);
-    return value;
 }
 
 // Parameters as the estimator takes them from a file of these words.
@@ -64,13 +58,6 @@ TEST(StateLayout, NamesEveryByteOfEveryFileOnce) {
 
 // The ranges of the table are what the daemon does: asked of each feature at the edges.
 TEST(StateLayout, HasTheDaemonsRanges) {
-    // A counter or timer out of range starts from 0 again; one in range goes on.
-    const auto grows = [](const char* name, std::int64_t value, auto&& count_once) {
-        const std::string path(lab::find_state_file(name)->path);
-        the_device().at(path).put(int_bytes(value));
-        count_once();
-        return std::int64_t{int_of(the_device().at(path).bytes)} == value + 1;
-    };
     const auto precharge = [] {
         update_precharge_trackers(1, vorn_precharge_counter_import, vorn_precharge_counter_export,
                                   vorn_precharge_timer_import, vorn_precharge_timer_export);
@@ -81,27 +68,23 @@ TEST(StateLayout, HasTheDaemonsRanges) {
         charge_timer_main(0, STATUS_CHARGING, 0, 50);
         charge_timer_main(72001, STATUS_CHARGING, 0, 50);
     };
-    for (const std::int64_t value : {std::int64_t{INT32_MIN}, std::int64_t{-1}, std::int64_t{0},
-                                     std::int64_t{1}, std::int64_t{INT32_MAX} - 1, std::int64_t{INT32_MAX}}) {
-        const std::string text = std::to_string(value);
-        // What stands in the file after -1 is 0 + 1 either way.
-        if (value != -1) {
-            EXPECT_EQ(grows("batt_precharge_timer", value, precharge),
-                      is_in_range(*find_state_place("batt_precharge_timer"), text))
-                << text;
-            EXPECT_EQ(grows("batt_precharge_counter", value, precharge),
-                      is_in_range(*find_state_place("batt_precharge_counter"), text))
-                << text;
-            EXPECT_EQ(grows("charge_failures", value, expiry),
-                      is_in_range(*find_state_place("charge_failures"), text))
-                << text;
+    const std::tuple<const char*, void (*)()> counts[] = {{"batt_precharge_timer", precharge},
+                                                          {"batt_precharge_counter", precharge},
+                                                          {"charge_failures", expiry}};
+    for (const auto& [name, count_once] : counts) {
+        const std::string path(lab::find_state_file(name)->path);
+        // A count out of range starts from 0 again; one in range goes on. What follows -1 is 1 either way.
+        for (const std::int32_t value : {INT32_MIN, -2, 0, 1, INT32_MAX - 1, INT32_MAX}) {
+            the_device().at(path).put(int_bytes(value));
+            count_once();
+            EXPECT_EQ(the_device().at(path).bytes == int_bytes(std::int64_t{value} + 1),
+                      is_in_range(*find_state_place(name), std::to_string(value)))
+                << name << " " << value;
         }
     }
     for (int step = 0; step <= UINT8_MAX; ++step) {
         the_device().at("/mnt/vendor/nvcfg/vorn/toc_clients").put(std::string(1, static_cast<char>(step)));
-        charge_mgr__init(
-            vorn_toc_clients_import, vorn_toc_clients_export, [] { return 0; },
-            [](std::int32_t) { return 0; });
+        test::start_charge_mgr();
         EXPECT_EQ(charge_mgr__get_perm_toc_step(0) == step,
                   is_in_range(*find_state_place("toc_clients"), std::to_string(step)));
     }
@@ -125,14 +108,14 @@ TEST(StateLayout, HasTheDaemonsRanges) {
 // The bounds that docs/state-files.md gives for the estimator's quotients.
 TEST(StateLayout, TellsWhichQuotientsTheEstimatorTakes) {
     for (const auto& [num, is_taken] :
-         std::map<std::int32_t, bool>{{4509, false}, {4510, true}, {17999, true}, {18000, false}}) {
+         {std::pair{4509, false}, {4510, true}, {17999, true}, {18000, false}}) {
         const auto view = parameters({1, num, 10000, 2000, 740});
         EXPECT_EQ(view.takes_resistance, is_taken) << num;
         EXPECT_EQ(view.resistance, is_taken ? num / 10 : 900);
         EXPECT_TRUE(view.takes_capacity);
     }
     for (const auto& [num, is_taken] :
-         std::map<std::int32_t, bool>{{2700, false}, {2701, true}, {32399, true}, {32400, false}}) {
+         {std::pair{2700, false}, {2701, true}, {32399, true}, {32400, false}}) {
         const auto view = parameters({1, 9000, 10000, num, 10000});
         EXPECT_EQ(view.takes_capacity, is_taken) << num;
         EXPECT_EQ(view.capacity_c, is_taken ? num : 27000);

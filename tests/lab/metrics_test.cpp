@@ -1,0 +1,387 @@
+// Reading records back: one by one, out of logs in every form, and by the command.
+
+#include "util/metrics.h"
+
+#include <algorithm>
+#include <gmock/gmock.h>
+#include <map>
+#include <sstream>
+
+#include "lab/metrics/log_scanner.h"
+#include "lab/metrics/record_parser.h"
+#include "tests/support/command.h"
+#include "tests/support/directory.h"
+#include "tests/support/replay.h"
+
+using lab::metrics::log_scanner;
+using lab::metrics::parse_record;
+using lab::metrics::verdict;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+namespace {
+
+// One record of each kind, as the daemon's formats print it, with extreme values of every type.
+struct sample_record {
+    std::string name;                 // as in the index
+    std::string text;                 // as it reaches the log
+    std::vector<std::string> values;  // as they should be read back, the version left out
+};
+
+sample_record sample_of(const std::string& name, const std::string& id, const std::string& version,
+                        const std::string& format) {
+    static const std::map<std::string, std::string> printed = {{"%d", "-2147483648"},
+                                                               {"%u", "4294967295"},
+                                                               {"%ld", "-9223372036854775808"},
+                                                               {"%lu", "18446744073709551615"},
+                                                               {"%f", "inf"},
+                                                               {"%.1f", "8.4"},
+                                                               {"%s", "A=B:C"}};
+    sample_record made = {name, "lx6wwu6k:" + id + ":100:" + METRICS_DEVICE_PREFIX, {}};
+    std::istringstream fields(format);  // "name=%d;IN,...,ver=%s;SY"
+    for (std::string field; std::getline(fields, field, ',');) {
+        const std::size_t value = field.find('=') + 1;
+        const std::size_t type = field.find(';');
+        const bool is_version = field.starts_with("ver=");
+        const std::string text = is_version ? version : printed.at(field.substr(value, type - value));
+        made.text += field.substr(0, value) + text + field.substr(type) + (is_version ? ":NA" : ",");
+        if (!is_version) made.values.push_back(text);
+    }
+    return made;
+}
+
+std::vector<sample_record> sample_records() {
+    return {
+#define VORN_SAMPLE(name, id, version, format) sample_of(#name, id, version, format),
+        VORN_RECORDS(VORN_SAMPLE)
+#undef VORN_SAMPLE
+    };
+}
+
+std::string sample(const std::string& name) {
+    for (const sample_record& each : sample_records()) {
+        if (each.name == name) return each.text;
+    }
+    return "no record " + name;
+}
+
+std::string replaced(std::string text, const std::string& old, const std::string& put) {
+    const std::size_t at = text.find(old);
+    EXPECT_NE(at, std::string::npos) << old;
+    return text.replace(at, old.size(), put);
+}
+
+// How many fields the parser found good; they are the first ones, and as they were printed.
+std::size_t good_fields(const lab::metrics::parsed_record& record, const sample_record& printed) {
+    std::size_t good = 0;
+    for (; good < printed.values.size() && record.values[good].data() != nullptr; ++good)
+        EXPECT_EQ(record.values[good], printed.values[good]);
+    return good;
+}
+
+}  // namespace
+
+// Cut at any place, a record keeps what of it is whole.
+TEST(RecordParser, ReadsBackEveryRecordWholeOrCut) {
+    const auto samples = sample_records();
+    for (std::size_t i = 0; i < samples.size(); ++i) {
+        const std::string& text = samples[i].text;
+        SCOPED_TRACE(text);
+        const auto whole = parse_record(text);
+        EXPECT_EQ(whole.result, verdict::good) << whole.detail;
+        ASSERT_EQ(whole.schema, &lab::metrics::schemas()[i]);
+        EXPECT_EQ(whole.schema->name, samples[i].name);
+        EXPECT_EQ(good_fields(whole, samples[i]), whole.schema->field_count);
+        EXPECT_EQ(whole.rest, "");
+        std::size_t good_before = 0;
+        for (std::size_t length = 9; length < text.size(); ++length) {
+            const auto cut = parse_record(std::string_view(text).substr(0, length));
+            ASSERT_EQ(cut.result, verdict::cut) << length << "\n" << cut.detail;
+            const std::size_t good = good_fields(cut, samples[i]);
+            EXPECT_GE(good, good_before);
+            good_before = good;
+        }
+        EXPECT_EQ(good_before, samples[i].values.size());
+    }
+}
+
+TEST(RecordParser, SaysWhatIsWrong) {
+    const std::string good =
+        replaced(sample("stress_start"), "stress_hours=-2147483648", "stress_hours=12001");
+    const struct {
+        const char* old;
+        const char* put;
+        verdict result;
+        const char* detail;
+        std::size_t good_fields;
+    } cases[] = {
+        {"8ynv/2", "8ynx/2", verdict::unknown_schema, "\"8ynx/2/03330401\"", 0},
+        {"8ynv/2/03330401", "", verdict::unknown_schema, "\"\"", 0},
+        {"ver=12", "ver=13", verdict::wrong_version, "version is \"13\", expected \"12\"", 4},
+        {"=12001", "=12x", verdict::bad_field, "stress_hours is not of type int32: \"12x\"", 3},
+        {"=12001", "=", verdict::bad_field, "int32: \"\"", 3},
+        {"=12001", "=2147483648", verdict::bad_field, "2147483648", 3},
+        {"=12001", "=007", verdict::bad_field, "007", 3},
+        {"=12001", "=-0", verdict::bad_field, "-0", 3},
+        {"=12001", "=+7", verdict::bad_field, "+7", 3},
+        {"12001;IN", "12001;FL", verdict::bad_field, "the type of stress_hours, \"IN\"", 1},
+        {"stress_hours", "hours", verdict::bad_field, "expected the field, \"stress_hours\"", 1},
+        {"stress_hours=12001;IN,", "", verdict::bad_field, "expected the field, \"stress_hours\"", 1},
+        {":100:", ":101:", verdict::bad_envelope, "the fixed field", 0},
+        {"_model=;", "_model=x;", verdict::bad_envelope, "device fields", 0},
+        {":NA", ":EU", verdict::bad_envelope, "the region", 4},
+        {":NA", ";NA", verdict::bad_envelope, "end of the payload", 4},
+    };
+    for (const auto& each : cases) {
+        const std::string text = replaced(good, each.old, each.put);
+        SCOPED_TRACE(text);
+        const auto record = parse_record(text);
+        EXPECT_EQ(lab::metrics::words(record.result), lab::metrics::words(each.result));
+        EXPECT_THAT(record.detail, HasSubstr(each.detail));
+        EXPECT_EQ(std::count_if(record.values.begin(), record.values.end(),
+                                [](std::string_view value) { return value.data() != nullptr; }),
+                  static_cast<std::ptrdiff_t>(each.good_fields));
+    }
+}
+
+TEST(RecordParser, TakesRealNumbersAsTheyArePrintedAndNothingElse) {
+    const std::string good = sample("stress_entry_rejected");
+    for (const char* value : {"0.000000", "-0.5", "nan", "-nan", "-inf", "43800.003906"}) {
+        const std::string text = replaced(good, "inf", value);
+        EXPECT_EQ(parse_record(text).values[2], value);
+        EXPECT_EQ(parse_record(text).result, verdict::good);
+    }
+    for (const char* value : {"", ".5", "5.", "1e5", "0x1p3", "1,5", " 1.0", "infinitely", "00", "-01.5"}) {
+        EXPECT_EQ(parse_record(replaced(good, "inf", value)).result, verdict::bad_field) << value;
+    }
+}
+
+// A CSV column has one unit for all records that share it.
+TEST(RecordSchema, GivesAFieldNameOneUnit) {
+    std::map<std::string_view, std::string_view> units;
+    for (const auto& schema : lab::metrics::schemas()) {
+        EXPECT_EQ(lab::metrics::find_schema_by_name(schema.words), &schema);
+        for (const auto& field : schema.fields()) {
+            const auto [known, is_new] = units.emplace(field.name, field.unit);
+            EXPECT_EQ(known->second, field.unit) << schema.name << "." << field.name;
+        }
+    }
+}
+
+namespace {
+
+// Feeds `log` in blocks of at most `block_size` and tells each find as "line time pid record problem".
+std::vector<std::string> scan(std::string_view log, std::size_t block_size = 1 << 20) {
+    std::vector<std::string> finds;
+    log_scanner scanner(
+        [&](const lab::metrics::found_record& found) {
+            std::string text = std::to_string(found.line) + " " + std::string(found.origin.time) + " " +
+                               std::string(found.origin.pid) + " ";
+            if (found.is_event)
+                text += std::to_string(found.boot) + "/" + std::to_string(found.elapsed_s) + " ";
+            if (found.record.schema != nullptr) text += found.record.schema->name;
+            if (found.record.result != verdict::good) text += " " + std::string(words(found.record.result));
+            finds.push_back(text);
+        },
+        log_scanner::LEAST_BUFFER_SIZE);
+    while (!log.empty()) {
+        const auto space = scanner.space();
+        const std::size_t count = std::min({space.size(), block_size, log.size()});
+        EXPECT_GT(count, 0U);
+        std::copy_n(log.data(), count, space.data());
+        scanner.filled(count);
+        log.remove_prefix(count);
+    }
+    scanner.finish();
+    return finds;
+}
+
+}  // namespace
+
+TEST(LogScanner, KnowsEveryFormOfLogcat) {
+    const struct {
+        const char* before;
+        const char* after;
+        const char* find;
+    } forms[] = {
+        {"", "", "1   "},
+        {"W/vorn    (  123): ", "", "1  123 "},
+        {"W/vorn    ( 1000:  123): ", "", "1  123 "},
+        {"M8/vorn    (  123): ", "", "1  123 "},
+        {"W/vorn    : ", "", "1   "},
+        {"W(  123) ", "  (vorn)", "1  123 "},
+        {"W(  123:  456) ", "", "1  123 "},
+        {"01-02 03:04:05.678 W/vorn    (  123): ", "", "1 01-02 03:04:05.678 123 "},
+        {"01-02 03:04:05.678   123   456 W vorn    : ", "", "1 01-02 03:04:05.678 123 "},
+        {"01-02 03:04:05.678  1000   123   456 W vorn(8) : ", "", "1 01-02 03:04:05.678 123 "},
+        {"2026-01-02 03:04:05.678901 +0100   123   456 W vorn    : ", "",
+         "1 2026-01-02 03:04:05.678901 +0100 123 "},
+        {"   1767225600.678   123   456 W vorn    : ", "", "1 1767225600.678 123 "},
+        {"\x1b[38;5;166m01-02 03:04:05.678   123   456 W vorn    : ", "\x1b[0m", "1 01-02 03:04:05.678 123 "},
+        {"01-02 03:04:05.678   123   456 W vorn    : ", "\r", "1 01-02 03:04:05.678 123 "},
+        {"a line before\n[ 01-02 03:04:05.678   123:  456 W/vorn ]\n", "\n", "3 01-02 03:04:05.678 123 "},
+        {"a line before\nnot a header ]\n", "", "3   "},
+        {"Jan  2 03:04:05 host logcat: ", "", "1   "},
+    };
+    for (const auto& form : forms) {
+        for (const char* end : {"", "\n", "\nnext line\n"}) {
+            EXPECT_THAT(scan(form.before + sample("topoff_set") + form.after + end),
+                        ElementsAre(std::string(form.find) + "topoff_set"))
+                << form.before;
+        }
+    }
+}
+
+TEST(LogScanner, ReadsTheLabsEventsAndTellsWhatItCannotRead) {
+    const std::string text = sample("topoff_set");
+    const std::string log =
+        R"({"boot":1,"elapsed":0,"event":"log","priority":6,"tag":"vorn","text":"about lx6wwu6k:\n"})"
+        "\n"
+        R"({"boot":2,"elapsed":70,"event":"metric","buffer":8,"priority":5,"tag":"vorn","text":")" +
+        text + "\"}\n" + R"( {"boot": 2})" + "\n" + R"({"text": ")" + text +
+        R"(", "elapsed": 80, "boot": -3, "event": "metric"})" + "\n" +
+        R"({"text": 5, "event": "metric", "note": "lx6wwu6k"})" + "\n" +
+        R"({"boot":2,"elapsed":90,"event":"metric","buffer":8,"priority":5,"tag":"vorn","text":")" +
+        text.substr(0, text.size() - 9);
+    EXPECT_THAT(scan(log), ElementsAre("2   2/70 topoff_set", "4   -3/80 topoff_set", "6   topoff_set cut"));
+    EXPECT_THAT(scan(text.substr(0, 60) + text), ElementsAre("1   topoff_set cut", "1   topoff_set"))
+        << "two records torn into one line";
+    EXPECT_THAT(scan(text + " and more"), ElementsAre("1   topoff_set bad envelope"));
+    EXPECT_THAT(scan("grep lx6wwu6k\n"), ElementsAre("1    cut"));
+    EXPECT_THAT(scan("no records here\n\n"), IsEmpty());
+}
+
+// Lines of all lengths, records among them, cut into blocks at every place: the finds stay the same.
+TEST(LogScanner, DoesNotMindHowTheLogIsCutIntoBlocks) {
+    std::string log;
+    for (std::size_t length = 0; length < 40; ++length) log += std::string(length * length, 'x') + "\n";
+    for (const sample_record& each : sample_records()) log += "W/vorn    (  123): " + each.text + "\n";
+    // Around the length from which a header is not kept whole from one block to the next.
+    for (const std::size_t padding : {0U, 200U, 205U, 210U, 215U, 220U, 225U, 230U, 235U})
+        log += "[ 01-02 03:04:05.678   123:  456 W/" + std::string(padding, 'v') + " ]\n" +
+               sample("topoff_set") + "\n";
+    const auto expected = scan(log);
+    ASSERT_EQ(expected.size(), sample_records().size() + 9);
+    for (std::size_t block_size = 1; block_size < 3000; block_size += block_size / 7 + 1)
+        EXPECT_EQ(scan(log, block_size), expected) << block_size;
+}
+
+TEST(LogScanner, FindsRecordsInALineLongerThanItsBuffer) {
+    constexpr std::size_t buffer = log_scanner::LEAST_BUFFER_SIZE;
+    const std::string text = sample("topoff_set");
+    for (std::size_t before = buffer - 2 * text.size() - log_scanner::LONGEST_RECORD; before < 2 * buffer;
+         before += 61) {
+        const std::string line = std::string(before, '\0') + text + "\n";
+        EXPECT_THAT(scan("one\n" + line + std::string(3 * buffer, 'x') + "\n" + text),
+                    ElementsAre("2   topoff_set", "4   topoff_set"))
+            << before;
+    }
+}
+
+namespace {
+
+class MetricsCommand : public testing::Test {
+  protected:
+    test::command_outcome run(std::vector<std::string> arguments) {
+        return test::run_command(arguments, dir.path());
+    }
+    // The lines of the command's output.
+    std::vector<std::string> metrics(std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), "metrics");
+        std::istringstream out(run(arguments).out);
+        std::vector<std::string> lines;
+        for (std::string line; std::getline(out, line);) lines.push_back(line);
+        return lines;
+    }
+    std::string put_samples() {
+        std::string log;
+        for (const sample_record& each : sample_records())
+            log += "01-02 03:04:05.678 W/vorn    (  123): " + each.text + "\n";
+        return dir.put("a \"b\".log", log);
+    }
+    test::temporary_directory dir;
+};
+
+}  // namespace
+
+// Five scenarios and a device whose step is higher than its hours call for make the daemon emit every record.
+TEST_F(MetricsCommand, ReadsBackEveryRecordThatTheDaemonLeavesInALog) {
+    std::vector<std::string> words = {"metrics", "root.jsonl"};
+    for (const std::string name :
+         {"refused_properties", "both_reasons", "soft_short", "thermal_runaway", "damaged_files"}) {
+        words.push_back(name + ".jsonl");
+        const auto path = std::string(VORN_SOURCE_DIR) + "/scenarios/" + name + ".toml";
+        EXPECT_EQ(run({"simulate", "--quiet", path, "--events", words.back()}).status, 0) << name;
+    }
+    dir.put("trace.csv", test::trace_rows().row().csv());
+    dir.put("root/mnt/vendor/nvcfg/vorn/toc_clients", "\x09");
+    EXPECT_EQ(run({"replay", "trace.csv", "--root", "root", "--events", "root.jsonl"}).status, 0);
+    const auto found = run(words);
+    EXPECT_EQ(found.status, 0);
+    EXPECT_THAT(found.err, testing::EndsWith(" records, 0 problems\n"));
+    for (const auto& schema : lab::metrics::schemas())
+        EXPECT_THAT(found.out, HasSubstr("\"record\":\"" + std::string(schema.words) + "\""));
+}
+
+TEST_F(MetricsCommand, WritesEveryRecordAsTypedJson) {
+    dir.put("empty.log", "");  // with more than one log, each is named
+    const auto lines = metrics({put_samples(), "empty.log"});
+    ASSERT_EQ(lines.size(), sample_records().size());
+    EXPECT_THAT(lines[1],
+                testing::EndsWith(R"(a \"b\".log","line":2,"log_time":"01-02 03:04:05.678","pid":123,)"
+                                  R"("record":"stress entry rejected","schema":"rsw5/2/03330401",)"
+                                  R"("version":"12","fields":{"v":-2147483648,"t":-2147483648,"val":"inf"},)"
+                                  R"("units":{"val":"h"}})"));
+    EXPECT_THAT(lines[9], HasSubstr(R"("charge_timer_s":18446744073709551615,)"));
+    EXPECT_THAT(lines[10], HasSubstr(R"("min_curr_ua":-9223372036854775808,)"));
+    EXPECT_THAT(lines[20], HasSubstr(R"("vend":"A=B:C",)"));
+}
+
+TEST_F(MetricsCommand, WritesOneCsvRowPerRecordWithItsFieldsInTheirColumns) {
+    const std::string log = put_samples();
+    const auto rows = metrics({"--csv", log});
+    ASSERT_EQ(rows.size(), sample_records().size() + 1);
+    for (const char* part : {",record,", ",problem,", ",stress_hours [h],", ",dcr [0.1 mΩ],", ",vend,"})
+        EXPECT_THAT(rows[0], HasSubstr(part));
+    const auto columns = std::count(rows[0].begin(), rows[0].end(), ',');
+    for (std::size_t i = 1; i < rows.size(); ++i)
+        EXPECT_EQ(std::count(rows[i].begin(), rows[i].end(), ','), columns) << rows[i];
+    // Of one kind of record, only its own columns; of what is not known, all is told.
+    dir.put("unknown.log", "lx6wwu6k:none/1/2:100:\n");
+    const auto few =
+        metrics({"--csv", "--record", "topoff_set", "--record", "topoff_cleared", log, "unknown.log"});
+    ASSERT_EQ(few.size(), 4U);
+    EXPECT_THAT(few[0], testing::EndsWith(",v_mv [mV],v_reset_mv [mV],dur_s [s]"));
+    EXPECT_THAT(few[1], testing::EndsWith(",-2147483648,,"));
+    EXPECT_THAT(few[2], testing::EndsWith(",-2147483648,-2147483648,18446744073709551615"));
+    EXPECT_THAT(few[3], HasSubstr("unknown schema"));
+}
+
+TEST_F(MetricsCommand, TellsProblemsAndReadsWhatItCan) {
+    const std::string start = sample("stress_start");
+    const std::string cut = start.substr(0, start.size() - 46);
+    dir.put("good.log", start + "\n");
+    dir.put("bad.log", cut + "\nlx6wwu6k:a\"\xff:100:\n" + start + "\n");
+    // The name, by words or by schema, does not swallow the files after it.
+    for (const char* name : {"stress start", "stress_start", "8ynv/2/03330401"})
+        EXPECT_EQ(metrics({"--record", name, "good.log"}).size(), 1U) << name;
+    EXPECT_EQ(run({"metrics", "bad.log"}).err, "vorn-lab: 1 records, 2 problems\n");
+    const auto problems = metrics({"bad.log"});
+    ASSERT_EQ(problems.size(), 3U);
+    for (const std::string& part :
+         {std::string(R"("record":"stress start")"), std::string(R"("problem":"cut")"),
+          std::string(R"("fields":{"table_valid":-2147483648)"), R"("text":")" + cut + "\""})
+        EXPECT_THAT(problems[0], HasSubstr(part));
+    for (const char* part : {R"("problem":"unknown schema")", "\"schema\":\"a\\\"\xef\xbf\xbd\"",
+                             "\"text\":\"lx6wwu6k:a\\\"\xef\xbf\xbd:100:\""})
+        EXPECT_THAT(problems[1], HasSubstr(part));
+
+    const auto some = run({"metrics", "good.log", "nowhere", ".", "bad.log"});
+    EXPECT_EQ(some.status, 2);
+    EXPECT_EQ(some.err, "vorn-lab: nowhere: No such file or directory; .: Is a directory\n");
+    EXPECT_EQ(std::count(some.out.begin(), some.out.end(), '\n'), 4);
+    const auto unknown = run({"metrics", "--record", "nothing", "good.log"});
+    EXPECT_EQ(unknown.status, 2);
+    EXPECT_THAT(unknown.err, testing::AllOf(HasSubstr("no record is called nothing"), HasSubstr("--list")));
+}

@@ -40,7 +40,9 @@ test("the manual tells of every command and option", () => {
     if (commands.length) continue;
     const section = page.split(`\n.Ss ${words.join(" ")}\n`)[1]?.split("\n.Ss ")[0];
     assert.ok(section, words);
-    for (const option of options.filter((each) => each.startsWith("--") && each !== "--help")) assert.ok(section.includes(`Fl -${option.slice(2)}`), option);
+    for (const option of options.filter((each) => each.startsWith("--") && each !== "--help")) {
+      assert.ok(section.includes(`Fl -${option.slice(2)}`), option);
+    }
     for (const operand of operands) assert.ok(section.includes(`Ar \\&${operand}`), operand);
   }
 });

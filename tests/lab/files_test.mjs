@@ -35,12 +35,12 @@ test("a device root is made where there is none, and taken over where there is o
 });
 
 test("what is gone from the device goes from its root, and all stays when one file cannot be written", () => {
-  put("t.csv", "elapsed_s,mock_n_day_threshold_sec\n0,\n10,<missing>\n");
+  put("t.csv", "elapsed_s,mock_batt_stress_offset\n0,\n10,<missing>\n");
   put(`root/${DATA}mock_batt_stress_offset`, "5\n");
-  put(`root/${DATA}mock_n_day_threshold_sec`, "5\n");
+  put(`root/${DATA}toc_clients`, "\x02");
   labMust("replay", "t.csv", "--root", "root", "--events", "e");
-  assert.equal(get(`root/${DATA}mock_batt_stress_offset`), "5\n");
-  assert.equal(get(`root/${DATA}mock_n_day_threshold_sec`), "", "gone, and made again by the daemon");
+  assert.ok(!existsSync(at(`root/${DATA}mock_batt_stress_offset`)));
+  assert.equal(get(`root/${DATA}toc_clients`), "\x02");
 
   put(`broken/${DATA}toc_clients`, "\x0b");
   mkdirSync(at("broken/properties"));
@@ -56,8 +56,9 @@ test("a device root that cannot be read is named", () => {
   put("broken/data/vendor/vorn", "a file in place of the directory");
   mkdirSync(at(`dangling/${DATA}`), { recursive: true });
   symlinkSync("nowhere", at(`dangling/${DATA}link`));
-  for (const [root, message] of [["file", "file: Not a directory"], ["root", "root/properties:2:1: not a property (name=value): nonsense"],
-    ["broken", "broken/data/vendor/vorn/: Not a directory"], ["dangling", `dangling/${DATA}link: No such file or directory`]]) {
+  for (const [root, message] of [["file", "file: Not a directory"], ["file/", "file: Not a directory"],
+    ["file/not/there", "file: Not a directory"], ["root", "root/properties:2:1: not a property (name=value): nonsense"],
+    ["broken", "broken/data/vendor/vorn: Not a directory"], ["dangling", `dangling/${DATA}link: No such file or directory`]]) {
     assert.equal(labRefuses("replay", "t.csv", "--root", root, "--events", "e"), `vorn-lab: ${message}\n`);
   }
 });

@@ -1,4 +1,4 @@
-// Reading records back: one by one, out of logs in every form, and by the command.
+// Reading records back: one by one, and out of logs in every form.
 
 #include "util/metrics.h"
 
@@ -9,9 +9,6 @@
 
 #include "lab/metrics/log_scanner.h"
 #include "lab/metrics/record_parser.h"
-#include "tests/support/command.h"
-#include "tests/support/directory.h"
-#include "tests/support/replay.h"
 
 using lab::metrics::log_scanner;
 using lab::metrics::parse_record;
@@ -277,111 +274,4 @@ TEST(LogScanner, FindsRecordsInALineLongerThanItsBuffer) {
                     ElementsAre("2   topoff_set", "4   topoff_set"))
             << before;
     }
-}
-
-namespace {
-
-class MetricsCommand : public testing::Test {
-  protected:
-    test::command_outcome run(std::vector<std::string> arguments) {
-        return test::run_command(arguments, dir.path());
-    }
-    // The lines of the command's output.
-    std::vector<std::string> metrics(std::vector<std::string> arguments) {
-        arguments.insert(arguments.begin(), "metrics");
-        std::istringstream out(run(arguments).out);
-        std::vector<std::string> lines;
-        for (std::string line; std::getline(out, line);) lines.push_back(line);
-        return lines;
-    }
-    std::string put_samples() {
-        std::string log;
-        for (const sample_record& each : sample_records())
-            log += "01-02 03:04:05.678 W/vorn    (  123): " + each.text + "\n";
-        return dir.put("a \"b\".log", log);
-    }
-    test::temporary_directory dir;
-};
-
-}  // namespace
-
-// Five scenarios and a device whose step is higher than its hours call for make the daemon emit every record.
-TEST_F(MetricsCommand, ReadsBackEveryRecordThatTheDaemonLeavesInALog) {
-    std::vector<std::string> words = {"metrics", "root.jsonl"};
-    for (const std::string name :
-         {"refused_properties", "both_reasons", "soft_short", "thermal_runaway", "damaged_files"}) {
-        words.push_back(name + ".jsonl");
-        const auto path = std::string(VORN_SOURCE_DIR) + "/scenarios/" + name + ".toml";
-        EXPECT_EQ(run({"simulate", "--quiet", path, "--events", words.back()}).status, 0) << name;
-    }
-    dir.put("trace.csv", test::trace_rows().row().csv());
-    dir.put("root/mnt/vendor/nvcfg/vorn/toc_clients", "\x09");
-    EXPECT_EQ(run({"replay", "trace.csv", "--root", "root", "--events", "root.jsonl"}).status, 0);
-    const auto found = run(words);
-    EXPECT_EQ(found.status, 0);
-    EXPECT_THAT(found.err, testing::EndsWith(" records, 0 problems\n"));
-    for (const auto& schema : lab::metrics::schemas())
-        EXPECT_THAT(found.out, HasSubstr("\"record\":\"" + std::string(schema.words) + "\""));
-}
-
-TEST_F(MetricsCommand, WritesEveryRecordAsTypedJson) {
-    dir.put("empty.log", "");  // with more than one log, each is named
-    const auto lines = metrics({put_samples(), "empty.log"});
-    ASSERT_EQ(lines.size(), sample_records().size());
-    EXPECT_THAT(lines[1],
-                testing::EndsWith(R"(a \"b\".log","line":2,"log_time":"01-02 03:04:05.678","pid":123,)"
-                                  R"("record":"stress entry rejected","schema":"rsw5/2/03330401",)"
-                                  R"("version":"12","fields":{"v":-2147483648,"t":-2147483648,"val":"inf"},)"
-                                  R"("units":{"val":"h"}})"));
-    EXPECT_THAT(lines[9], HasSubstr(R"("charge_timer_s":18446744073709551615,)"));
-    EXPECT_THAT(lines[10], HasSubstr(R"("min_curr_ua":-9223372036854775808,)"));
-    EXPECT_THAT(lines[20], HasSubstr(R"("vend":"A=B:C",)"));
-}
-
-TEST_F(MetricsCommand, WritesOneCsvRowPerRecordWithItsFieldsInTheirColumns) {
-    const std::string log = put_samples();
-    const auto rows = metrics({"--csv", log});
-    ASSERT_EQ(rows.size(), sample_records().size() + 1);
-    for (const char* part : {",record,", ",problem,", ",stress_hours [h],", ",dcr [0.1 mΩ],", ",vend,"})
-        EXPECT_THAT(rows[0], HasSubstr(part));
-    const auto columns = std::count(rows[0].begin(), rows[0].end(), ',');
-    for (std::size_t i = 1; i < rows.size(); ++i)
-        EXPECT_EQ(std::count(rows[i].begin(), rows[i].end(), ','), columns) << rows[i];
-    // Of one kind of record, only its own columns; of what is not known, all is told.
-    dir.put("unknown.log", "lx6wwu6k:none/1/2:100:\n");
-    const auto few =
-        metrics({"--csv", "--record", "topoff_set", "--record", "topoff_cleared", log, "unknown.log"});
-    ASSERT_EQ(few.size(), 4U);
-    EXPECT_THAT(few[0], testing::EndsWith(",v_mv [mV],v_reset_mv [mV],dur_s [s]"));
-    EXPECT_THAT(few[1], testing::EndsWith(",-2147483648,,"));
-    EXPECT_THAT(few[2], testing::EndsWith(",-2147483648,-2147483648,18446744073709551615"));
-    EXPECT_THAT(few[3], HasSubstr("unknown schema"));
-}
-
-TEST_F(MetricsCommand, TellsProblemsAndReadsWhatItCan) {
-    const std::string start = sample("stress_start");
-    const std::string cut = start.substr(0, start.size() - 46);
-    dir.put("good.log", start + "\n");
-    dir.put("bad.log", cut + "\nlx6wwu6k:a\"\xff:100:\n" + start + "\n");
-    // The name, by words or by schema, does not swallow the files after it.
-    for (const char* name : {"stress start", "stress_start", "8ynv/2/03330401"})
-        EXPECT_EQ(metrics({"--record", name, "good.log"}).size(), 1U) << name;
-    EXPECT_EQ(run({"metrics", "bad.log"}).err, "vorn-lab: 1 records, 2 problems\n");
-    const auto problems = metrics({"bad.log"});
-    ASSERT_EQ(problems.size(), 3U);
-    for (const std::string& part :
-         {std::string(R"("record":"stress start")"), std::string(R"("problem":"cut")"),
-          std::string(R"("fields":{"table_valid":-2147483648)"), R"("text":")" + cut + "\""})
-        EXPECT_THAT(problems[0], HasSubstr(part));
-    for (const char* part : {R"("problem":"unknown schema")", "\"schema\":\"a\\\"\xef\xbf\xbd\"",
-                             "\"text\":\"lx6wwu6k:a\\\"\xef\xbf\xbd:100:\""})
-        EXPECT_THAT(problems[1], HasSubstr(part));
-
-    const auto some = run({"metrics", "good.log", "nowhere", ".", "bad.log"});
-    EXPECT_EQ(some.status, 2);
-    EXPECT_EQ(some.err, "vorn-lab: nowhere: No such file or directory; .: Is a directory\n");
-    EXPECT_EQ(std::count(some.out.begin(), some.out.end(), '\n'), 4);
-    const auto unknown = run({"metrics", "--record", "nothing", "good.log"});
-    EXPECT_EQ(unknown.status, 2);
-    EXPECT_THAT(unknown.err, testing::AllOf(HasSubstr("no record is called nothing"), HasSubstr("--list")));
 }

@@ -35,7 +35,9 @@ test("shows what was set in every field", () => {
   set(...given.map(([name, number]) => `${name}=${number}`));
   assert.deepEqual(fields().map((each) => [each.name, each.value]), given);
   const shown = text();
-  for (const [name, number] of given.filter(([name]) => !name.startsWith("batt_stress"))) assert.match(shown, new RegExp(`\n  ${name} +${number}[ ,\n]`));
+  for (const [name, number] of given.filter(([name]) => !name.startsWith("batt_stress"))) {
+    assert.match(shown, new RegExp(`\n  ${name} +${number}[ ,\n]`));
+  }
   for (let row = 0; row < 9; ++row) {
     const hours = given.slice(11 * row, 11 * row + 11).map(([, number]) => number.toFixed(1));
     assert.match(shown, new RegExp(`\n  ${row} \\S+ +${hours.join(" +")} `));
@@ -101,7 +103,8 @@ test("shows damaged files as such", () => {
     for (const [condition, bytes] of [["too short", ""], ["too short", "\x01".repeat(size - 1)], ["too long", "\x01".repeat(size + 1)]]) {
       put(path, bytes);
       const { daemon } = expect(condition, bytes);
-      assert.ok(condition === "too long" ? daemon.includes("reads and writes the first") : reference.includes(daemon.split(", and so reads")[0]), daemon);
+      const isSaid = condition === "too long" ? daemon.includes("reads and writes the first") : reference.includes(daemon.split(", and so reads")[0]);
+      assert.ok(isSaid, daemon);
     }
     rmSync(at(path));
     const { daemon } = expect("missing");
@@ -187,7 +190,8 @@ test("goes round through the daemon", () => {
   const changes = labMust("state", "diff", "root", "after");
   for (const line of ["charge_failures                    3 -> 4 (+1)\n", "batt_precharge_counter             7 -> 8 (+1)\n",
     "toc_clients                        0 -> 9 (+9)\n", "top of charge                      4450 -> 4000 mV (-450)\n",
-    "batt_precharge_timer               none -> 60 s\n", "file batt_precharge_timer          missing -> whole\n", " h (+", "3800-4000 mV, 20-25 °C\n"]) {
+    "batt_precharge_timer               none -> 60 s\n", "file batt_precharge_timer          missing -> whole\n",
+    " h (+", "3800-4000 mV, 20-25 °C\n"]) {
     assert.ok(changes.includes(line), `${line} in ${changes}`);
   }
   assert.equal(labMust("state", "diff", "after", "after"), "no difference\n");

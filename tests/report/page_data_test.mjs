@@ -57,6 +57,20 @@ test("no text gets out of its place", async () => {
   assert.ok((await takeApart("page.html")).lines.some((line) => /"<\/script>\ufffd+!"/.test(line)));
 });
 
+// Events alone, as a log without a series leaves them, in a cycle that does not end.
+test("the story goes on to the end without samples", async () => {
+  const set = (elapsed, name, value, result = 0) => ({ event: "property_set", elapsed, name, value, result });
+  const { story } = (await report([
+    set(0, "persist.vendor.vorn.toc", "4450"), set(10, "vendor.vorn.pulldown_toc", "4250"), set(10, "persist.vendor.vorn.toc", "4250"),
+    { event: "metric", elapsed: 10, buffer: 8, text: "lx6wwu6k:c4zx/2/04330401:100:pulldown_timer_s=604801;IN,chg_sts=4;IN,batt_volt_mv=4400;IN:NA" },
+    set(200, "persist.vendor.vorn.toc", "4350", -1), set(210, "persist.vendor.vorn.toc", "4350", -1)])).run;
+  const told = story.decisions.map((each) => JSON.stringify(each));
+  assert.equal(told.length, 3, told);
+  assert.match(told[0], /7 d 0 h.*4400 mV.*Lowered the top-of-charge voltage from 4450 to 4250 mV/);
+  assert.match(told[1], /Could not set the property persist.vendor.vorn.toc/);
+  assert.match(told[2], /Still at the end: Could not set the property/);
+});
+
 test("the last histogram is shown, and what it brought", async () => {
   const table = Buffer.alloc(396);
   table.writeFloatLE(100, 98 * 4);

@@ -1,0 +1,106 @@
+// The daemon on the simulated phone, as the simulate command shows it: time, boots, what a trace of it replays to,
+// and expectations. node --test simulate_command_test.mjs, with VORN_LAB as the program.
+
+import assert from "node:assert/strict";
+import { spawnSync } from "node:child_process";
+import { cpSync } from "node:fs";
+import { test } from "node:test";
+import { at, get, lab, labMust, labRefuses, put } from "../support/lab.mjs";
+
+/** The cycles of a scenario, each {column: number}. */
+function cyclesOf(scenario) {
+  put("x.toml", scenario);
+  const [header, ...rows] = labMust("simulate", "x.toml", "--series", "-", "--samples").trimEnd().split("\n").map((line) => line.split(","));
+  return rows.map((row) => Object.fromEntries(row.map((value, i) => [header[i], Number(value)])));
+}
+
+// Everything that a trace has to carry: boots of every kind, faults, mocks, nodes, clocks, a precharge.
+const TROUBLES = String.raw`
+start = 2026-03-28T20:00:00
+time_zone = "Europe/Berlin"
+event = [
+    { do = "mock", file = "mock_n_day_threshold_sec", text = "600", at = "8 h", for = "2 h" },
+    { do = "mock", file = "mock_batt_stress_offset", text = "12345", at = "1 h" },
+    { do = "restart", at = "9 h" },
+    { do = "power_cut", at = "10 h 5 s", for = "3 min" },
+    { do = "clock_lost", at = "10 h", for = "1 h 10 min" },
+    { do = "reboot", at = "13 h" },
+    { do = "node", node = "temp", reads = "error", at = "14 h", for = "5 min" },
+    { do = "node", node = "status", text = "Full, or \"so\"", at = "14 h 2 min", for = "5 min" },
+    { do = "node", node = "capacity", reads = "empty", at = "14 h 4 min", for = "5 min" },
+    { do = "node", node = "voltage_now", reads = "missing", at = "13 h 0 min 40 s", for = "2 min" },
+    { do = "fail", call = "write", target = "batt_stress", at = "15 h", for = "2 h" },
+    { do = "fail", call = "open", target = "last_datetime", at = "15 h", for = "2 h" },
+    { do = "fail", call = "property_set", target = "persist.vendor.vorn.disable_charging.enabled", at = "12 h 59 min", for = "10 min" },
+    { do = "heater", watt = 25, at = "6 h", for = "5 min" },
+    { do = "unplug", at = "17 h", for = "5 min" },
+]
+phase = [{ for = "3 h", load_mw = 2500 }, { for = "20 h", charger = "wall", screen = "off" }]
+cell = { soc_pct = 4 }
+phone = { off_ua = 200000 }
+`;
+
+test("a trace of it replays to the same events, cycles and device", () => {
+  put("x.toml", TROUBLES);
+  labMust("state", "set", "simulated", "batt_stress[8][8]=900", "batt_stress[8][9]=123.456");
+  cpSync(at("simulated"), at("replayed"), { recursive: true });
+  labMust("simulate", "x.toml", "--root", "simulated", "--events", "e1", "--series", "s1", "--trace", "t.csv");
+  const { status, stderr } = lab("replay", "t.csv", "--root", "replayed", "--events", "e2", "--series", "s2");
+  assert.deepEqual([status, stderr], [0, ""]);
+  assert.ok(get("e1").split("\n").length > 500);
+  assert.ok(get("s1").split("\n").some((line) => line.startsWith("5,")), "five boots");
+  assert.ok(get("e1") === get("e2"), "the events are alike");
+  const columns = get("s2").split("\n", 1)[0].split(",").length; // the phone's own come behind them
+  const daemon = get("s1").split("\n").map((line) => line.split(",").slice(0, columns).join()).join("\n");
+  assert.ok(daemon === get("s2"), "the cycles are alike");
+  assert.equal(spawnSync("diff", ["-r", "simulated", "replayed"], { cwd: at("."), encoding: "utf8" }).stdout, "");
+});
+
+test("it repeats itself for a seed and differs for another", () => {
+  put("x.toml", '[[phase]]\nfor = "3 h"\nburst_mw = 3000\nburst_pct = 20\n');
+  const events = (seed) => labMust("simulate", "x.toml", "--set", `seed=${seed}`, "--events", "-");
+  assert.ok(events(1) === events(1));
+  assert.ok(events(1) !== events(2));
+  assert.match(labRefuses("simulate", "x.toml", "--set", "cell.soc_pct=-1", "--quiet"), /x\.toml/, "it never boots");
+});
+
+test("no cycle runs while the phone sleeps", () => {
+  const slept = cyclesOf(`start = 2026-01-01T00:00:00
+    phase = [{ for = "10 min 4 s" }, { for = "8 h", screen = "suspended" }, { for = "10 min" }]`);
+  const gaps = slept.slice(1).map(({ elapsed_s }, i) => elapsed_s - slept[i].elapsed_s);
+  assert.ok(gaps.every((gap) => gap >= 10));
+  // Four of the ten seconds were over when it fell asleep.
+  assert.deepEqual(slept.slice(1).filter((_, i) => gaps[i] > 10).map(({ elapsed_s }) => elapsed_s), [604 + 8 * 3600 + 6]);
+  assert.ok(Math.abs(slept.length - 121) <= 2, slept.length);
+  assert.equal(slept.at(-1).realtime_s - slept.at(-1).elapsed_s, 1767225600);
+
+  const waking = cyclesOf(`event = [{ do = "plug", at = "35 min", for = "2 min" }]
+    phase = [{ for = "10 min" }, { for = "1 h", screen = "suspended", wake_every = "10 min", wake_for = "40 s" }]`);
+  const awake = waking.filter(({ sim_s }) => sim_s > 600).length;
+  assert.ok(awake >= 5 * 3 && awake <= 7 * 4, `five times, and when the charger came and went: ${awake}`);
+});
+
+test("expectations say what was expected and found", () => {
+  put("x.toml", `[[phase]]
+for = "3 h"
+${['property = "persist.vendor.vorn.toc"\nis = 4450', 'property = "persist.vendor.vorn.toc"\nis = 4400\nat = "1 h"',
+    'file = "toc_clients"\nfield = "step"\nis = 0', 'file = "batt_stress"\nfield = "hours[5][4]"\nmin = 5',
+    'record = "stress_table_written"\ncount = 2', 'record = "spvt/2"\nsince = "90 min"\ncount = 2', 'log = "no such words"',
+    'log = "error"\nmax = 0\nat = 1', 'cell = "true_mv"\nmin = 4000',
+    'cell = "true_soc_pct"\nmin = 59.9\nthroughout = true\nsince = "1 h"\nat = "2 h"', 'series = "dyn_soc_state"\nis = 2\nthroughout = false',
+  ].map((each) => `[[expect]]\n${each}\n`).join("")}`);
+  const { status, stdout, stderr } = lab("simulate", "--quiet", "x.toml");
+  assert.equal(status, 1);
+  assert.equal(stdout, "FAILED  x.toml: 3 of 11 expectations hold\n");
+  const failures = stderr.trimEnd().split("\n").slice(0, -1).sort((a, b) => parseInt(a.slice(7)) - parseInt(b.slice(7)));
+  const expected = [/^x\.toml:6: property persist\.vendor\.vorn\.toc at 1 h 0 min: expected "4400", found "4450"$/,
+    /^x\.toml:10: file toc_clients\.step at the end: expected "0", found "no file"$/,
+    /^x\.toml:14: file batt_stress\.hours.5..4. at the end: expected at least 5, found [0-2]/,
+    /^x\.toml:21: records of spvt\/2 at the end: expected 2, found 1$/,
+    /^x\.toml:25: log lines with "no such words" at the end: expected at least 1, found 0$/,
+    /^x\.toml:27: log lines with "error" at 1 s: expected at most 0, found \d+$/,
+    /^x\.toml:31: the simulated phone's true_mv at the end: expected at least 4000, found 3/,
+    /^x\.toml:34: the simulated phone's true_soc_pct from 1 h 0 min on, until 2 h 0 min: expected at least 59\.9, found 58\.\d+ at 1 h 0 min$/];
+  assert.equal(failures.length, expected.length, stderr);
+  failures.forEach((line, i) => assert.match(line, expected[i]));
+});

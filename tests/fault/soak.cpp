@@ -29,16 +29,12 @@ constexpr std::int64_t DAY_S = 86400;
 constexpr std::int64_t START_S = 1772366400;  // 2026-03-01T12:00:00Z
 constexpr std::int64_t CYCLE_S = 10;
 
-class dice {
-  public:
-    explicit dice(unsigned seed) : engine_(seed) {}
-    bool once_in(double n) { return std::uniform_real_distribution<>(0, n)(engine_) < 1; }
+struct dice {
+    std::mt19937 engine;
+    bool once_in(double n) { return std::uniform_real_distribution<>(0, n)(engine) < 1; }
     std::int64_t between(std::int64_t low, std::int64_t high) {
-        return std::uniform_int_distribution<std::int64_t>(low, high)(engine_);
+        return std::uniform_int_distribution<std::int64_t>(low, high)(engine);
     }
-
-  private:
-    std::mt19937 engine_;
 };
 
 std::string published(const char* name) {
@@ -56,22 +52,18 @@ class phone {
         const std::int32_t toc_mv = std::atoi(published(TOC_PROPERTY).c_str());
         const bool may_charge = is_plugged_ && published(DISABLE_PROPERTY) == "0";
         const bool is_charging = may_charge && voltage_mv() < toc_mv;
-        const double current_ma = is_charging   ? 1800
-                                  : is_plugged_ ? 0
-                                                : -250 - static_cast<double>(luck_.between(0, 500));
+        const std::int64_t drawn_ma = is_plugged_ ? 0 : 250 + luck_.between(0, 500);
+        const auto current_ma = static_cast<std::int32_t>(is_charging ? 1800 : -drawn_ma);
         charge_pct_ =
             std::clamp(charge_pct_ + current_ma * static_cast<double>(passed_s) / 3600 / 75, 0.0, 100.0);
         warm_up(is_charging);
-
+        const char* const status = is_charging ? "Charging" : may_charge ? "Full" : "Not charging";
         fault::stop now;
         now.voltage_mv = voltage_mv() + static_cast<std::int32_t>(luck_.between(-3, 3));
-        now.current_ma = static_cast<std::int32_t>(current_ma);
+        now.current_ma = current_ma;
         now.temperature_decic = temperature_decic_;
         now.capacity_pct = static_cast<std::int32_t>(charge_pct_);
-        now.status = is_charging    ? "Charging"
-                     : !is_plugged_ ? "Discharging"
-                     : may_charge   ? "Full"
-                                    : "Not charging";
+        now.status = is_plugged_ ? status : "Discharging";
         return now;
     }
     bool is_plugged() const { return is_plugged_; }
@@ -102,7 +94,7 @@ class phone {
 
 class year {
   public:
-    explicit year(unsigned seed) : luck_(seed), owner_(luck_) {
+    explicit year(unsigned seed) : luck_{std::mt19937(seed)}, owner_(luck_) {
         the_device().outcome = {this, decide};
         seen_.on_write_context = this;
         seen_.on_write = after_write;
@@ -193,8 +185,8 @@ class year {
         }
         printf(
             "soak: %ld days, %ld cycles, %ld operations, %ld failed; %d boots, %d power cuts, %ld writes, "
-            "%zu kinds "
-            "of record; heap %zu kB after %ld cycles, %zu kB in the end; %zu promises broken\n",
+            "%zu kinds of "
+            "record; heap %zu kB after %ld cycles, %zu kB in the end; %zu promises broken\n",
             days, cycles_, operations_, faults_, boots_, cuts_, seen_.writes(), seen_.records().size(),
             heap_then_ / 1024, WARM_CYCLES, heap() / 1024, seen_.broken().size());
     }

@@ -1,10 +1,11 @@
 #include "lab/series.h"
 
+#include <cstdio>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
+#include <unistd.h>
 
 #include "lab/error.h"
-#include "tests/support/directory.h"
+#include "lab/input_file.h"
 
 namespace {
 
@@ -27,13 +28,16 @@ lab::cycle some_cycle() {
     return made;
 }
 
-std::string written(bool with_samples, const std::vector<std::string>& truth_names, const lab::cycle& row) {
-    const test::temporary_directory dir;
-    lab::output_file file(dir / "s.csv");
+std::string written(bool with_samples, const std::vector<std::string>& truth_names,
+                    const std::vector<lab::cycle>& rows) {
+    const std::string path = testing::TempDir() + "series_test." + std::to_string(::getpid());
+    lab::output_file file(path);
     lab::series_writer writer(file, with_samples, truth_names);
-    writer.on_cycle(row);
+    for (const lab::cycle& row : rows) writer.on_cycle(row);
     file.commit();
-    return dir.get("s.csv");
+    const std::string text = lab::read_file(path);
+    std::remove(path.c_str());
+    return text;
 }
 
 TEST(Series, HasExactlyTheColumnsOfTheFormat) {
@@ -43,26 +47,19 @@ TEST(Series, HasExactlyTheColumnsOfTheFormat) {
     row.daemon[22] = -7;
     std::string expected = std::string(HEADER) + "\n1,10,4450";
     for (int i = 1; i < 22; ++i) expected += ",0";
-    EXPECT_EQ(written(false, {}, row), expected + ",-7\n");
+    EXPECT_EQ(written(false, {}, {row}), expected + ",-7\n");
 }
 
 TEST(Series, WritesThePhonesNumbersAsDecimalsAndEachRowAfresh) {
-    const test::temporary_directory dir;
-    lab::output_file file(dir / "s.csv");
-    lab::series_writer writer(file, false, {"a", "b", "c", "d"});
-    lab::cycle row;
-    row.truth = {100000, -0.05, 4174.484, 99.9995};
-    writer.on_cycle(row);
-    row.elapsed_s = 10;
-    row.truth = {100000, 0.5, 4174.48, -3};
-    writer.on_cycle(row);
-    row.daemon[22] = -1;
-    row.truth = {-0.001, 0.5, 1e300, 0};
-    writer.on_cycle(row);
-    file.commit();
+    std::vector<lab::cycle> rows(3);
+    rows[0].truth = {100000, -0.05, 4174.484, 99.9995};
+    rows[1].elapsed_s = rows[2].elapsed_s = 10;
+    rows[1].truth = {100000, 0.5, 4174.48, -3};
+    rows[2].daemon[22] = -1;
+    rows[2].truth = {-0.001, 0.5, 1e300, 0};
     std::string zeros;
     for (int i = 0; i < 22; ++i) zeros += ",0";
-    const std::string text = dir.get("s.csv");
+    const std::string text = written(false, {"a", "b", "c", "d"}, rows);
     EXPECT_EQ(text.substr(text.find('\n')), "\n1,0" + zeros + ",0,100000,-0.05,4174.484,99.9995" + "\n1,10" +
                                                 zeros + ",0,100000,0.5,4174.48,-3" + "\n1,10" + zeros +
                                                 ",-1,-0.001,0.5,1e+300,0\n");
@@ -70,7 +67,7 @@ TEST(Series, WritesThePhonesNumbersAsDecimalsAndEachRowAfresh) {
 
 TEST(Series, ComesBackFromTheFileWithSamplesAndTruth) {
     const lab::cycle row = some_cycle();
-    const std::string text = written(true, {"soc_true", "ocv_true", "r_true"}, row);
+    const std::string text = written(true, {"soc_true", "ocv_true", "r_true"}, {row});
     EXPECT_EQ(text.substr(0, text.find('\n')),
               std::string(HEADER) +
                   ",realtime_s,voltage_now,current_now,temp,capacity,status,soc_true,ocv_true,r_true");

@@ -59,8 +59,6 @@ class maker {
         const auto hours = static_cast<int>(now_.elapsed_s / 30000);
         record("n591/2/03330401",
                "stress_hours=" + std::to_string(hours) + ";IN,stress_trip=0;IN,set_prop=0;IN");
-        log("vorn stress trip is 0 and was 0\n");
-        log("vorn stress calc hours " + std::to_string(hours) + " 0\n");
     }
 
     // Half a day of charge to full, half a day of use, with the noise of real sensors.
@@ -74,13 +72,13 @@ class maker {
         now_.seen.temperature_decic = 280 + static_cast<std::int32_t>(60 * level) + noise(4);
         now_.seen.capacity_pct = static_cast<std::int32_t>(100 * level);
         now_.seen.status = phase < 0.45 ? 1 : phase < 0.5 ? 4 : 2;
-        const auto set = [this](lab::column which, std::int32_t value) {
-            now_.daemon[static_cast<std::size_t>(which)] = value;
+        const auto set = [this](lab::column which, double value) {
+            now_.daemon[static_cast<std::size_t>(which)] = static_cast<std::int32_t>(value);
         };
         set(lab::column::toc_mv, 4450);
         set(lab::column::dyn_soc_state, 2);
-        set(lab::column::soc_raw, static_cast<std::int32_t>(100000 * level) + noise(300));
-        set(lab::column::soc_ui, static_cast<std::int32_t>(100 * level));
+        set(lab::column::soc_raw, 100000 * level + noise(300));
+        set(lab::column::soc_ui, 100 * level);
         set(lab::column::charge_timer_flag, phase > 0.48 && phase < 0.481 ? 1 : 0);
         now_.truth = {100 * level, 100 - static_cast<double>(now_.elapsed_s) * 6e-8};
         if (now_.elapsed_s % DAY_S == DAY_S / 2) daily();
@@ -91,7 +89,6 @@ class maker {
         record("4h8v/2/04330401",
                "charge_timer_s=" + std::to_string(40000 + noise(3000)) +
                    ";IN,threshold_s=90000;IN,discharge_timer_s=60;IN,min_curr_ua=100000;IN,final_soc=100;IN");
-        log("--- vorn DYN_SOC: successful write to file, version=1 ---\n");
         for (int i = 0; i < 20; ++i)
             log("--- vorn SHORT_DETECT Invalid inputs, volt=" + std::to_string(noise(4000)) + ", curr=7\n");
     }

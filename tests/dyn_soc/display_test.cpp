@@ -247,23 +247,17 @@ TEST_F(Estimator, DoesNotRestartOnBecomingFull) {
     EXPECT_TRUE(curr.smoothing_active);
 }
 
-TEST(DisplaySoc, BeginsAtTheEstimate) {
-    EXPECT_EQ(next_display_soc(1, INVALID_VALUE, 4), 100);
-    EXPECT_EQ(next_display_soc(0, INVALID_VALUE, 4), 0);
-    EXPECT_EQ(next_display_soc(100000, INVALID_VALUE, 3), 99);
-    EXPECT_EQ(next_display_soc(500, INVALID_VALUE, 1), 1);
-    EXPECT_EQ(next_display_soc(0, INVALID_VALUE, 1), 1);
-    EXPECT_EQ(next_display_soc(42999, INVALID_VALUE, 2), 42);
-    EXPECT_EQ(next_display_soc(0, INVALID_VALUE, 2), 0);
-}
-
-TEST(DisplaySoc, MovesByOnePercent) {
+TEST(DisplaySoc, BeginsAtTheEstimateAndMovesByOnePercent) {
+    constexpr std::int32_t nothing = INVALID_VALUE;
     struct {
         std::int32_t soc_smooth, shown, status, next;
     } const cases[] = {
-        {100000, 42, 1, 43}, {100000, 98, 1, 99}, {100000, 99, 1, 99}, {42999, 42, 1, 42}, {30000, 42, 1, 42},
-        {0, 42, 1, 42},      {41001, 42, 2, 42},  {40999, 42, 2, 41},  {41000, 42, 3, 41}, {90000, 42, 3, 42},
-        {0, 42, 3, 0},       {-1, 42, 4, 0},      {1, 42, 4, 43},      {1, 100, 4, 100},   {1, 42, 9, 42},
+        {1, nothing, 4, 100}, {0, nothing, 4, 0},      {100000, nothing, 3, 99}, {500, nothing, 1, 1},
+        {0, nothing, 1, 1},   {42999, nothing, 2, 42}, {0, nothing, 2, 0},       {100000, 42, 1, 43},
+        {100000, 98, 1, 99},  {100000, 99, 1, 99},     {42999, 42, 1, 42},       {30000, 42, 1, 42},
+        {0, 42, 1, 42},       {41001, 42, 2, 42},      {40999, 42, 2, 41},       {41000, 42, 3, 41},
+        {90000, 42, 3, 42},   {0, 42, 3, 0},           {-1, 42, 4, 0},           {1, 42, 4, 43},
+        {1, 100, 4, 100},     {1, 42, 9, 42},
     };
     for (const auto& step : cases) {
         EXPECT_EQ(next_display_soc(step.soc_smooth, step.shown, step.status), step.next)

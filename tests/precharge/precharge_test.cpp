@@ -148,17 +148,6 @@ TEST_F(Precharge, AFaultRaisesTheFlagForGood) {
     EXPECT_FALSE(get_prechargetimer_disable_flag()) << "the property decides at the start";
 }
 
-TEST_F(Precharge, AFlagThatCannotBeStoredIsNotRaised) {
-    uboot_flag.put("1");
-    the_device().fail_property_set(PRECHARGE_PROPERTY, true);
-    EXPECT_EQ(0, start());
-    EXPECT_FALSE(get_prechargetimer_disable_flag());
-    EXPECT_THAT(told.take("record"), ElementsAre(testing::HasSubstr("fault_trip=1 ")));
-    the_device().fail_property_set(PRECHARGE_PROPERTY, false);
-    EXPECT_EQ(0, start());
-    EXPECT_TRUE(get_prechargetimer_disable_flag());
-}
-
 TEST_F(Precharge, EstimatesTheVoltageAfterTheTimeOff) {
     constexpr float NOT_A_NUMBER = std::numeric_limits<float>::quiet_NaN();
     uboot_flag.put("1");

@@ -115,6 +115,7 @@ void trace_course::set_mock_files(device& on) {
         } else if (cell == CELL_EMPTY_FILE) {
             mock_files_[i]->put("");
         } else if (cell == CELL_READ_ERROR) {
+            if (!mock_files_[i]->exists) mock_files_[i]->put("");  // it opens, whoever does it
             fail_file(on, *mock_files_[i], &file::read_fails);
         } else {
             put_text(*mock_files_[i], cell);

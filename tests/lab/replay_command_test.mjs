@@ -77,6 +77,10 @@ test("sets nodes and mock files from their cells, and lets calls fail in their r
     labMust("replay", "t.csv", "--root", `root${count}`, "--events", "e.jsonl");
     assert.equal(get(`root${count}/${MOCK}`), mockAfter[count - 1]);
   }
+  // A file that nobody opens in that row is there all the same.
+  put("unread.csv", "elapsed_s,mock_batt_stress_offset\n0,\n10,<missing>\n20,<error>\n");
+  labMust("replay", "unread.csv", "--root", "root");
+  assert.equal(get("root/data/vendor/vorn/mock_batt_stress_offset"), "");
   const events = get("e.jsonl").trimEnd().split("\n").map((line) => JSON.parse(line));
   const unread = (node) => [...new Set(events.filter(({ text }) => text?.includes(`file read error ${node}`)).map(({ elapsed }) => elapsed))];
   // Empty, it reads as a number; <missing> is a word for mock files, and a text of a node.

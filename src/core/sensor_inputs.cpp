@@ -1,11 +1,9 @@
 #include "core/sensor_inputs.h"
 
-#include <cstdlib>
 #include <cstring>
 
 #include "core/number_text.h"
 #include "platform/os.h"
-#include "util/arith.h"
 #include "util/log.h"
 #include "util/sensor_value.h"
 #include "util/status.h"
@@ -58,7 +56,7 @@ std::int32_t read_number(const char* path) {
 std::int32_t read_current_ua() {
     char text[NODE_TEXT_SIZE] = {};
     if (read_sysfs_str(CURRENT_NODE, text, NODE_TEXT_SIZE) == READ_FAILED) return INVALID_VALUE;
-    return arith::low32(std::int64_t{atol(text)});
+    return parse_decimal(text);
 }
 
 std::int32_t valid_or_zero(std::int32_t value) {

@@ -34,7 +34,7 @@ if echo "$symbols" | grep -q '^_ZTI'; then fail "there is type information of a 
 # wake lock (which takes an ioctl or a kept descriptor), no thread, no process, no network, no heap.
 files='open read write close access rename unlink mkdir'
 times='sleep clock_gettime time difftime localtime_r mktime'
-texts='snprintf vsnprintf dprintf strtol strcmp strncmp strcspn strlen strnlen memcpy memset memmove exp getpid'
+texts='snprintf vsnprintf dprintf strcmp strncmp strcspn strlen strnlen memcpy memset memmove exp getpid'
 start_and_checks='__libc_start_main __errno_location __stack_chk_fail __snprintf_chk __vsnprintf_chk __dprintf_chk'
 if echo "$dynamic" | grep -q '(NEEDED)'; then # a static one brings more along than its own
     imports=$(readelf -W --dyn-syms "$vorn" | awk '$7 == "UND" && $5 == "GLOBAL" { sub("@.*", "", $8); print $8 }')

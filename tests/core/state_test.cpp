@@ -1,5 +1,6 @@
 // State files, properties, and the charge-disable decision's retries.
 
+#include <cstdlib>
 #include <gtest/gtest.h>
 
 #include "core/persistent_files.h"
@@ -92,14 +93,34 @@ TEST(SysProperties, ReadsNumbersWithTheirMarkers) {
     test::effects effects;
     auto& properties = virtual_device::the_device().properties;
     EXPECT_EQ(vorn_toc_property_get(), 0);
-    properties[TOC_PROPERTY] = "4400";
-    EXPECT_EQ(vorn_toc_property_get(), 4400);
-    properties[TOC_PROPERTY] = "volts";
-    EXPECT_EQ(vorn_toc_property_get(), 0);
+    for (const char* text : {"4400",
+                             "volts",
+                             "",
+                             "+7",
+                             "+-7",
+                             "-+7",
+                             "--7",
+                             "- 8",
+                             "+ 8",
+                             "+",
+                             "-",
+                             "-0",
+                             " \t\n\v\f\r-8x",
+                             "\xa0"
+                             "9",
+                             "0x10",
+                             "-4294967295",
+                             "4294967296",
+                             "9223372036854775807",
+                             "-9223372036854775808",
+                             "9223372036854775808",
+                             "99999999999999999999x"}) {
+        properties[TOC_PROPERTY] = text;
+        EXPECT_EQ(vorn_toc_property_get(), static_cast<std::int32_t>(std::strtoll(text, nullptr, 10)))
+            << text;
+    }
     EXPECT_TRUE(effects.take().empty());
-    properties[TOC_PROPERTY] = "99999999999999999999";  // limited to 2^63 - 1, whose low 32 bits are -1
-    EXPECT_EQ(vorn_toc_property_get(), -1);
-    properties[TOC_PROPERTY] = "-99999999999999999999";  // -2^63: low 32 bits 0
+    properties[TOC_PROPERTY] = "-99999999999999999999";  // limited to -2^63, whose low 32 bits are 0
     EXPECT_EQ(vorn_toc_property_get(), -98);
     EXPECT_EQ(effects.take(), std::vector{"log 6 --- vorn strtol error errno 34---"s});
 

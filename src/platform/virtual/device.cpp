@@ -2,13 +2,10 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 
 namespace virtual_device {
 
 namespace {
-
-constexpr std::size_t ADDRESS_SHIFT = 4;  // constants seldom start closer to each other than 16 bytes
 
 bool is_state_path(std::string_view path) {
     return path.starts_with(DATA_DIR) || path.starts_with(NVCFG_DIR);
@@ -25,8 +22,10 @@ file& device::at(std::string_view path) {
     if (file* known = find(path)) return *known;
     auto made = std::make_unique<file>();
     made->path = path;
+    made->descriptor = static_cast<int>(by_descriptor_.size());
     made->can_be_created = is_state_path(path);
     file& result = *made;
+    by_descriptor_.push_back(&result);
     files_.emplace(result.path, std::move(made));
     return result;
 }
@@ -74,16 +73,7 @@ void device::forget_volatile_properties() {
     std::erase_if(properties, [](const auto& entry) { return !entry.first.starts_with(PERSISTENT_PREFIX); });
 }
 
-file& device::at_address(const char* path) {
-    known_path& known =
-        known_paths_[(reinterpret_cast<std::uintptr_t>(path) >> ADDRESS_SHIFT) % known_paths_.size()];
-    if (known.address != path || std::strcmp(known.target->path.c_str(), path) != 0)
-        known = {path, &at(path)};
-    return *known.target;
-}
-
-int device::open(const char* path, bool may_create) {
-    file& target = at_address(path);
+int device::open(file& target, bool may_create) {
     if (target.open_fails || decide(operation::open, target.path, 0) == FAIL) {
         errno = EIO;
         return -1;
@@ -95,20 +85,8 @@ int device::open(const char* path, bool may_create) {
         }
         target.put("");
     }
-    std::size_t lowest_free = 0;
-    while (lowest_free < descriptors_.size() && descriptors_[lowest_free] != nullptr) ++lowest_free;
-    if (lowest_free == descriptors_.size()) descriptors_.push_back(nullptr);
-    descriptors_[lowest_free] = &target;
-    return static_cast<int>(lowest_free);
-}
-
-void device::close(int descriptor) {
-    descriptors_[static_cast<std::size_t>(descriptor)] = nullptr;
-}
-
-int device::open_count() const {
-    return static_cast<int>(descriptors_.size() - static_cast<std::size_t>(std::count(
-                                                      descriptors_.begin(), descriptors_.end(), nullptr)));
+    ++open_count_;
+    return target.descriptor;
 }
 
 }  // namespace virtual_device

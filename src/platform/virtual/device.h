@@ -28,6 +28,7 @@ constexpr std::string_view PERSISTENT_PREFIX = "persist.";
 
 struct file {
     std::string path;
+    int descriptor = -1;  // the same at every open: nothing reads on from where another read ended
     std::string bytes;
     bool exists = false;
     bool can_be_created = false;
@@ -99,27 +100,33 @@ class device {
     interceptor outcome;
 
     // Used by the platform functions.
-    int open(const char* path, bool may_create);
-    file* opened(int descriptor) { return descriptors_[static_cast<std::size_t>(descriptor)]; }
-    void close(int descriptor);
-    int open_count() const;  // descriptors now open
+    int open(file& target, bool may_create);
+    // As at(), but for a constant: the file is looked for once only, what stands at the address being the same
+    // for good.
+    file& at_constant(const char* path) {
+        known_path& known =
+            known_paths_[(reinterpret_cast<std::uintptr_t>(path) / CONSTANTS_APART) % known_paths_.size()];
+        if (known.address != path) known = {path, &at(path)};
+        return *known.target;
+    }
+    file* opened(int descriptor) { return by_descriptor_[static_cast<std::size_t>(descriptor)]; }
+    void close(int /*descriptor*/) { --open_count_; }
+    int open_count() const { return open_count_; }  // opened and not closed
     bool property_set_fails(std::string_view name) const;
     std::ptrdiff_t decide(operation kind, std::string_view target, std::size_t size) const {
         return outcome.decide == nullptr ? PASS : outcome.decide(outcome.context, kind, target, size);
     }
 
   private:
-    file& at_address(const char* path);
-
-    // The file last opened under a path at this address. The daemon's paths are constants, so the same
-    // address nearly always means the same path, and a comparison is cheaper than a search.
+    static constexpr std::size_t CONSTANTS_APART = 16;  // bytes, as a rule
     struct known_path {
         const char* address = nullptr;
         file* target = nullptr;
     };
     std::array<known_path, 64> known_paths_;
     std::unordered_map<std::string_view, std::unique_ptr<file>> files_;
-    std::vector<file*> descriptors_;  // index is the descriptor; null is free
+    std::vector<file*> by_descriptor_;
+    int open_count_ = 0;
     std::vector<std::string> failing_properties_;
     std::vector<file*> faulty_files_;
 };

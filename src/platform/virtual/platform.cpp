@@ -70,15 +70,16 @@ int property_set(const char* name, const char* value) {
 namespace os {
 
 int open_to_read(const char* path) {
-    return the_device().open(path, false);
+    return the_device().open(the_device().at(path), false);
 }
 
+// The way of the nodes that are read in every cycle.
 int open_to_read_or_create(const char* path) {
-    return the_device().open(path, true);
+    return the_device().open(the_device().at_constant(path), true);
 }
 
 int open_to_write(const char* path) {
-    return the_device().open(path, true);
+    return the_device().open(the_device().at(path), true);
 }
 
 std::ptrdiff_t read(int descriptor, void* buffer, std::size_t size) {
@@ -89,7 +90,8 @@ std::ptrdiff_t read(int descriptor, void* buffer, std::size_t size) {
         errno = EIO;
         return -1;
     }
-    const std::size_t count = std::min({size, source->bytes.size(), static_cast<std::size_t>(allowed)});
+    const std::size_t count =
+        std::min(std::min(size, source->bytes.size()), static_cast<std::size_t>(allowed));
     std::memcpy(buffer, source->bytes.data(), count);
     return static_cast<std::ptrdiff_t>(count);
 }

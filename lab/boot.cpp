@@ -145,8 +145,8 @@ void send_failure(wire::sender& to, std::string_view message) {
 }  // namespace
 
 void run_boot(course& what_happens, const device_image& image, boot_wishes wishes, wire::shared_state& shared,
-              int pipe) {
-    wire::sender to(shared, pipe);
+              int channel) {
+    wire::sender to(shared, channel);
     try {
         device& on = virtual_device::the_device();
         load_image(on, image);

@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <fcntl.h>
 #include <iostream>
 #include <signal.h>
 #include <sys/mman.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <system_error>
 #include <unistd.h>
@@ -50,7 +50,7 @@ class boot_process {
     boot_process(course& what_happens, const device_image& image, boot_wishes wishes,
                  wire::shared_state& shared) {
         int ends[2];
-        if (::pipe2(ends, O_CLOEXEC) != 0) fail("pipe");
+        if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) fail("socketpair");
         // What stands in this process's buffers would otherwise be there twice.
         std::cout.flush();
         std::fflush(nullptr);
@@ -59,10 +59,10 @@ class boot_process {
             ::close(ends[0]);
             run_boot(what_happens, image, wishes, shared, ends[1]);
         }
-        pipe_ = ends[0];
+        channel_ = ends[0];
         ::close(ends[1]);
         if (pid_ < 0) {
-            ::close(pipe_);
+            ::close(channel_);
             fail("fork");
         }
     }
@@ -73,10 +73,10 @@ class boot_process {
             ::kill(pid_, SIGKILL);
             wait();
         }
-        ::close(pipe_);
+        ::close(channel_);
     }
 
-    int pipe() const { return pipe_; }
+    int channel() const { return channel_; }
 
     // How it ended, as waitpid() tells it.
     int wait() {
@@ -89,7 +89,7 @@ class boot_process {
 
   private:
     pid_t pid_ = -1;
-    int pipe_ = -1;
+    int channel_ = -1;
 };
 
 std::string end_of_process(int status) {
@@ -180,12 +180,10 @@ boot_result run_one_boot(course& what_happens, const device_image& image,
     const shared_memory shared;
     dispatcher heard(listeners);
     boot_process child(what_happens, image, heard.wishes(), *shared);
-    wire::receiver from(*shared, child.pipe());
+    wire::receiver from(*shared, child.channel());
     heard.take_all(from);
     const int status = child.wait();
     if (heard.is_over() && status == 0) return std::move(heard.result());
-    from.take_rest();
-    heard.take_all(from);
     throw daemon_crashed(crash_message(heard.boot(), *shared, what_happens, status));
 }
 

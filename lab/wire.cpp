@@ -2,7 +2,7 @@
 
 #include <atomic>
 #include <cerrno>
-#include <system_error>
+#include <sys/socket.h>
 #include <unistd.h>
 
 namespace lab::wire {
@@ -27,91 +27,98 @@ std::uint32_t size_at(const char* message) {
     return size;
 }
 
+// A byte through the channel. Each is false when the other process is gone.
+bool signal_other(int channel) {
+    const char token = 0;
+    ssize_t count = 0;
+    while ((count = ::send(channel, &token, sizeof token, MSG_NOSIGNAL)) < 0 && errno == EINTR) {
+    }
+    return count == sizeof token;
+}
+
+bool wait_for_other(int channel) {
+    char token = 0;
+    ssize_t count = 0;
+    while ((count = ::recv(channel, &token, sizeof token, 0)) < 0 && errno == EINTR) {
+    }
+    return count == sizeof token;
+}
+
 }  // namespace
 
 void sender::begin(kind what, std::size_t body_size) {
     total_ = HEADER_SIZE + body_size;
-    if (shared_.batch_size + total_ > BATCH_SIZE) flush();
+    if (filling().size + total_ > BATCH_SIZE) flush();
     if (total_ > BATCH_SIZE) {
         oversized_.resize(total_);
         at_ = oversized_.data();
     } else {
-        at_ = shared_.batch + shared_.batch_size;
+        at_ = filling().bytes + filling().size;
     }
     put_number(static_cast<std::uint32_t>(total_));
     put_number(what);
 }
 
 void sender::end() {
-    if (total_ > BATCH_SIZE) {
-        write_to_pipe(oversized_.data(), total_);
-        shared_.batch_start += total_;
-        return;
-    }
+    if (total_ > BATCH_SIZE) return send_oversized();
     // A crash leaves the memory as it is: only a whole message may count.
     std::atomic_signal_fence(std::memory_order_release);
-    shared_.batch_size += static_cast<std::uint32_t>(total_);
+    filling().size += static_cast<std::uint32_t>(total_);
 }
 
-// Emptied before it counts as sent: a kill in between then repeats nothing.
-void sender::flush() {
-    const std::uint32_t size = shared_.batch_size;
-    write_to_pipe(shared_.batch, size);
-    shared_.batch_size = 0;
-    std::atomic_signal_fence(std::memory_order_release);
-    shared_.batch_start += size;
-}
-
-void sender::write_to_pipe(const char* bytes, std::size_t size) const {
-    while (size > 0) {
-        const ssize_t count = ::write(pipe_, bytes, size);
-        if (count < 0 && errno == EINTR) continue;
-        if (count < 0) ::_exit(EXIT_WITHOUT_PARENT);
-        bytes += count;
-        size -= static_cast<std::size_t>(count);
+void sender::send_oversized() {
+    for (std::size_t sent = 0; sent < total_; sent += BATCH_SIZE) {
+        const std::size_t size = oversized_.copy(filling().bytes, BATCH_SIZE, sent);
+        filling().size = static_cast<std::uint32_t>(size);
+        flush();
     }
 }
 
-bool receiver::has_message() const {
-    const std::size_t available = end_ - at_;
-    return available >= HEADER_SIZE && available >= size_at(received_.data() + at_);
+void sender::flush() {
+    if (filling().size == 0) return;
+    if (!signal_other(channel_)) ::_exit(EXIT_WITHOUT_PARENT);
+    ++handed_over_;
+    const bool is_first_use = handed_over_ < BATCHES;
+    if (!is_first_use && !wait_for_other(channel_)) ::_exit(EXIT_WITHOUT_PARENT);
 }
 
-// After what has been received but not yet taken, which moves to the front.
-void receiver::make_room(std::size_t size) {
-    if (at_ > 0) std::memmove(received_.data(), received_.data() + at_, end_ - at_);
-    end_ -= at_;
-    at_ = 0;
-    if (received_.size() < end_ + size) received_.resize(end_ + size);
+// Empties the last one first, so that in the end the child's batch holds nothing that was taken before.
+bool receiver::take_batch() {
+    if (taken_ != nullptr) {
+        taken_->size = 0;
+        signal_other(channel_);
+    }
+    if (is_child_gone_) return false;
+    is_child_gone_ = !wait_for_other(channel_);
+    taken_ = &shared_.batches[taken_count_++ % BATCHES];
+    messages_ = {taken_->bytes, taken_->size};
+    return !messages_.empty();
+}
+
+// A message of which the batch taken holds the first part.
+bool receiver::gather(std::size_t size) {
+    oversized_.clear();
+    while (true) {
+        oversized_ += messages_;
+        messages_ = {};
+        if (oversized_.size() == size) return true;
+        if (!take_batch()) return false;
+    }
 }
 
 bool receiver::next(kind& what, std::string_view& content) {
-    while (!has_message()) {
-        if (is_closed_) return false;
-        make_room(BATCH_SIZE);
-        const ssize_t count = ::read(pipe_, received_.data() + end_, BATCH_SIZE);
-        if (count < 0 && errno != EINTR) throw std::system_error(errno, std::generic_category(), "pipe");
-        if (count == 0) is_closed_ = true;
-        if (count <= 0) continue;
-        end_ += static_cast<std::size_t>(count);
-        total_ += static_cast<std::uint64_t>(count);
+    if (messages_.empty() && !take_batch()) return false;
+    const std::uint32_t size = size_at(messages_.data());
+    std::string_view message = messages_.substr(0, size);
+    if (size <= messages_.size()) {
+        messages_.remove_prefix(size);
+    } else {
+        if (!gather(size)) return false;
+        message = oversized_;
     }
-    const char* const begin = received_.data() + at_;
-    const std::string_view message(begin, size_at(begin));
-    std::memcpy(&what, begin + sizeof(std::uint32_t), sizeof what);
+    std::memcpy(&what, message.data() + sizeof size, sizeof what);
     content = message.substr(HEADER_SIZE);
-    at_ += message.size();
     return true;
-}
-
-void receiver::take_rest() {
-    if (total_ < shared_.batch_start) return;
-    const std::uint64_t known = total_ - shared_.batch_start;  // of the batch
-    if (known >= shared_.batch_size) return;
-    const std::size_t rest = shared_.batch_size - known;
-    make_room(rest);
-    std::memcpy(received_.data() + end_, shared_.batch + known, rest);
-    end_ += rest;
 }
 
 void send_event(sender& to, const event_numbers& what, std::string_view name, std::string_view text) {

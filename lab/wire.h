@@ -1,20 +1,20 @@
 // Messages from a boot's child process to its parent.
 //
 // A message is its size in bytes (32 bits, itself included), a kind (32 bits) and a body; numbers are in the
-// processor's own order, a text is its size (32 bits) and its bytes. The child gathers messages in memory
-// that the parent shares and hands full batches over through a pipe:
+// processor's own order, a text is its size (32 bits) and its bytes. The child gathers messages in one of two
+// batches of memory that the parent shares:
 //
-//     child:  [ msg msg msg ... ]  --batch full-->  pipe  -->  parent reads, decodes
-//                shared batch      --crash------------------>  parent reads the rest from here
+//     child fills   [ msg msg ...     ]   --full-->   parent takes its messages, where they stand
+//     and meanwhile [ msg msg msg ... ]   <--empty--  gives it back
 //
-// So the way through the pipe costs one system call per batch, and nothing said before a crash is lost.
+// Through the channel, a pair of sockets, goes but a byte per batch; its end says that the other process is
+// gone. What the child had not handed over by then, in a crash, stands in the batch that it was filling.
 #pragma once
 
 #include <cstdint>
 #include <cstring>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "lab/cycle.h"
 #include "lab/event.h"
@@ -30,16 +30,20 @@ enum class kind : std::uint32_t {
     failure,    // the course threw; a text
 };
 
-constexpr std::size_t BATCH_SIZE = 65536;
+constexpr std::size_t BATCH_SIZE = 1048576;  // some thousand cycles: the processes seldom wait for each other
+constexpr std::size_t BATCHES = 2;
 
-// What both processes see. The child writes; the parent reads it when the child is gone.
+struct batch {
+    std::uint32_t size;  // bytes of complete messages; the one that empties it sets it to 0
+    char bytes[BATCH_SIZE];
+};
+
+// What both processes see.
 struct shared_state {
-    std::int64_t elapsed_s;     // of the cycle under way
-    std::int64_t source_line;   // course::source_line() in it
-    bool is_started;            // start-up is over
-    std::uint64_t batch_start;  // bytes of messages before `batch`, all of them in the pipe
-    std::uint32_t batch_size;   // bytes of complete messages in `batch`
-    char batch[BATCH_SIZE];
+    std::int64_t elapsed_s;    // of the cycle under way
+    std::int64_t source_line;  // course::source_line() in it
+    bool is_started;           // start-up is over
+    batch batches[BATCHES];
 };
 
 // Size in a message.
@@ -50,7 +54,7 @@ constexpr std::size_t size_of_text(std::string_view text) {
 // The child's end. Ends the process when the parent is gone.
 class sender {
   public:
-    sender(shared_state& shared, int pipe) : shared_(shared), pipe_(pipe) {}
+    sender(shared_state& shared, int channel) : shared_(shared), channel_(channel) {}
 
     // One message: begin with the exact size of its body, put that, end.
     void begin(kind what, std::size_t body_size);
@@ -73,13 +77,15 @@ class sender {
     void flush();
 
   private:
-    void write_to_pipe(const char* bytes, std::size_t size) const;
+    batch& filling() { return shared_.batches[handed_over_ % BATCHES]; }
+    void send_oversized();
 
     shared_state& shared_;
-    int pipe_;
-    char* at_ = nullptr;     // where the message under way goes on
-    std::size_t total_ = 0;  // size of it
-    std::string oversized_;  // holds it when it is larger than a batch
+    int channel_;
+    std::uint64_t handed_over_ = 0;  // batches
+    char* at_ = nullptr;             // where the message under way goes on
+    std::size_t total_ = 0;          // size of it
+    std::string oversized_;          // holds it when it is larger than a batch: it then goes in several
 };
 
 // The body of one received message, read in the order it was put.
@@ -108,26 +114,23 @@ class body {
 // The parent's end.
 class receiver {
   public:
-    receiver(const shared_state& shared, int pipe) : shared_(shared), pipe_(pipe) {}
+    receiver(shared_state& shared, int channel) : shared_(shared), channel_(channel) {}
 
-    // Waits for the next message. False when the child has closed its end; no message is cut by that unless
-    // the child crashed. `content` stays good until the next call.
+    // Waits for the next message. False when the child is gone, and everything it had said is taken.
+    // `content` stays good until the next call.
     bool next(kind& what, std::string_view& content);
 
-    // After the end of a child that crashed: lets next() go on with what it had not handed over.
-    void take_rest();
-
   private:
-    bool has_message() const;
-    void make_room(std::size_t size);
+    bool take_batch();
+    bool gather(std::size_t size);
 
-    const shared_state& shared_;
-    int pipe_;
-    std::vector<char> received_;  // from the pipe; room that only grows
-    std::size_t at_ = 0;          // next message in it
-    std::size_t end_ = 0;         // of what has been received
-    std::uint64_t total_ = 0;     // bytes received in all
-    bool is_closed_ = false;
+    shared_state& shared_;
+    int channel_;
+    batch* taken_ = nullptr;  // null before the first
+    std::uint64_t taken_count_ = 0;
+    std::string_view messages_;  // in it, not yet taken
+    std::string oversized_;      // a message larger than a batch
+    bool is_child_gone_ = false;
 };
 
 // The numbers of an event, as they travel. The boot's goes ahead, in a message of its own.

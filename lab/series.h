@@ -20,7 +20,7 @@ namespace lab {
 constexpr std::array<std::string_view, 6> SAMPLE_COLUMNS = {"realtime_s", "voltage_now", "current_now",
                                                             "temp",       "capacity",    "status"};
 
-// Room for a 64-bit number, or the shortest text of a double.
+// Room for a 64-bit number, or the shortest text of a double, and a separator.
 constexpr std::size_t SERIES_CELL_SIZE = 32;
 
 // Writes the header and then a row per cycle. Whoever owns the file commits it.
@@ -34,23 +34,23 @@ class series_writer : public listener {
     bool wants_samples() const override { return with_samples_; }
 
   private:
-    // What stands in the row.
-    struct shown_cell {
-        std::size_t begin = 0;
-        std::size_t size = 0;   // 0: no number
+    // Most numbers are the same from row to row, so each cell keeps its text.
+    struct cell {
         std::int64_t bits = 0;  // of the number
+        bool has_number = false;
+        std::uint8_t size = 1;
+        std::array<char, SERIES_CELL_SIZE> text{','};  // ends with what separates it from the next
     };
 
     template <typename T>
-    void put(std::size_t index, T value);
-    void put_optional(std::size_t index, std::optional<std::int32_t> value);
-    void replace(std::size_t index, std::string_view text);
+    static void put(cell& into, T value);
+    static void put_optional(cell& into, std::optional<std::int32_t> value);
+    void write_row();
 
     output_file& file_;
     bool with_samples_;
-    // Most numbers are the same from row to row, so the row stays and only what changes is put into it.
-    std::string row_;
-    std::vector<shown_cell> cells_;
+    std::vector<cell> cells_;
+    std::vector<char> row_;  // has room for every cell at its longest
 };
 
 // Reads such a file. Columns are found by name; unknown ones are the phone's own if they follow the daemon's.

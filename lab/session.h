@@ -39,7 +39,7 @@ class course {
     // After a boot, in the same child: whether another one follows.
     virtual bool has_more_boots() = 0;
 
-    // Names and present values of the phone's own columns; none in a replay.
+    // Names and present values of the phone's own columns, to three decimals; none in a replay.
     virtual std::vector<std::string> truth_names() const { return {}; }
     virtual void truth(std::vector<double>& /*values*/) const {}
 

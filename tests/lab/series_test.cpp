@@ -24,7 +24,7 @@ lab::cycle some_cycle() {
     made.real_time_s = 1767225600;
     for (std::size_t i = 0; i < lab::COLUMN_COUNT; ++i) made.daemon[i] = INT32_MIN + static_cast<int>(i);
     made.seen = {4000000, -300000, std::nullopt, 50, 2};
-    made.truth = {0.1, -1e-300, 12345678.0};
+    made.truth = {0.1, -1e300, 12345678.0};
     return made;
 }
 
@@ -52,7 +52,7 @@ TEST(Series, HasExactlyTheColumnsOfTheFormat) {
 
 TEST(Series, WritesThePhonesNumbersAsDecimalsAndEachRowAfresh) {
     std::vector<lab::cycle> rows(3);
-    rows[0].truth = {100000, -0.05, 4174.484, 99.9995};
+    rows[0].truth = {100000, -0.05, 4174.484, 99.9996};
     rows[1].elapsed_s = rows[2].elapsed_s = 10;
     rows[1].truth = {100000, 0.5, 4174.48, -3};
     rows[2].daemon[22] = -1;
@@ -60,7 +60,7 @@ TEST(Series, WritesThePhonesNumbersAsDecimalsAndEachRowAfresh) {
     std::string zeros;
     for (int i = 0; i < 22; ++i) zeros += ",0";
     const std::string text = written(false, {"a", "b", "c", "d"}, rows);
-    EXPECT_EQ(text.substr(text.find('\n')), "\n1,0" + zeros + ",0,100000,-0.05,4174.484,99.9995" + "\n1,10" +
+    EXPECT_EQ(text.substr(text.find('\n')), "\n1,0" + zeros + ",0,100000,-0.05,4174.484,100" + "\n1,10" +
                                                 zeros + ",0,100000,0.5,4174.48,-3" + "\n1,10" + zeros +
                                                 ",-1,-0.001,0.5,1e+300,0\n");
 }

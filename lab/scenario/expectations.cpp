@@ -82,7 +82,6 @@ expectation_checker::expectation_checker(const scenario& of, device_image before
         has_throughout_ = has_throughout_ || each.is_throughout;
         has_counts_ = has_counts_ || each.of == subject::log || each.of == subject::record;
     }
-    next_due_s_ = of.expectations.empty() ? NEVER_S : 0;
 }
 
 void expectation_checker::on_event(const event& what) {

@@ -18,6 +18,8 @@ class expectation_checker : public listener {
 
     void on_event(const event& what) override;
     void on_cycle(const cycle& after) override;
+    bool wants_events() const override { return !progress_.empty(); }
+    bool wants_cycles() const override { return !progress_.empty(); }
     bool wants_samples() const override { return false; }
 
     // The run is over and left `after`: checks what holds at the end.

@@ -24,8 +24,10 @@ char* put_shortest(char* at, T value) {
     return std::to_chars(at, at + SERIES_CELL_SIZE, value).ptr;
 }
 
+// Nearly all have 32 bits, which is noticeably faster.
 char* put_number(char* at, std::int64_t value) {
-    return put_shortest(at, value);
+    const auto small = static_cast<std::int32_t>(value);
+    return small == value ? put_shortest(at, small) : put_shortest(at, value);
 }
 
 // Without zeros at the end, nor the point alone.
@@ -48,7 +50,7 @@ char* put_number(char* at, double value) {
     const auto thousandths = static_cast<std::int64_t>(value * 1000 + (value < 0 ? -0.5 : 0.5));
     if (thousandths < 0) *at++ = '-';
     const std::int64_t positive = std::abs(thousandths);
-    at = put_shortest(at, positive / 1000);
+    at = put_number(at, positive / 1000);
     return put_decimals(at, static_cast<int>(positive % 1000));
 }
 

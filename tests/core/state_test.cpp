@@ -109,6 +109,10 @@ TEST(SysProperties, ReadsNumbersWithTheirMarkers) {
                              "\xa0"
                              "9",
                              "0x10",
+                             "1/2",
+                             "1:2",
+                             "\x0e"
+                             "3",
                              "-4294967295",
                              "4294967296",
                              "9223372036854775807",

@@ -4,8 +4,8 @@
 #include <benchmark/benchmark.h>
 #include <string>
 
-#include "lab/metrics/log_scanner.h"
-#include "lab/metrics/record_writer.h"
+#include "lab/records/log_scanner.h"
+#include "lab/records/record_writer.h"
 
 namespace {
 

@@ -4,10 +4,10 @@
 #include <benchmark/benchmark.h>
 #include <string>
 
-#include "lab/event_log.h"
-#include "lab/events.h"
-#include "lab/series.h"
-#include "lab/trace_course.h"
+#include "lab/recordings/events.h"
+#include "lab/recordings/series.h"
+#include "lab/recordings/trace_course.h"
+#include "lab/story/event_log.h"
 
 namespace {
 

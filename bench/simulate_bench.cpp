@@ -7,11 +7,11 @@
 #include <sys/resource.h>
 #include <vector>
 
-#include "lab/output_file.h"
+#include "lab/io/output_file.h"
+#include "lab/recordings/series.h"
 #include "lab/report/recorder.h"
-#include "lab/scenario/simulation.h"
 #include "lab/scenario/truth.h"
-#include "lab/series.h"
+#include "lab/simulation/simulation.h"
 
 namespace {
 

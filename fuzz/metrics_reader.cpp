@@ -9,8 +9,8 @@
 #include <string>
 #include <string_view>
 
-#include "lab/metrics/log_scanner.h"
-#include "lab/metrics/record_writer.h"
+#include "lab/records/log_scanner.h"
+#include "lab/records/record_writer.h"
 #include "once.h"
 
 namespace {

@@ -9,10 +9,10 @@
 #include <string_view>
 #include <vector>
 
-#include "lab/error.h"
+#include "lab/io/error.h"
 #include "lab/scenario/scenario.h"
-#include "lab/scenario/simulated_course.h"
 #include "lab/scenario/timeline.h"
+#include "lab/simulation/simulated_course.h"
 #include "once.h"
 
 namespace {

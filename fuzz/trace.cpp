@@ -6,8 +6,8 @@
 #include <string_view>
 
 #include "core/daemon.h"
-#include "lab/error.h"
-#include "lab/trace_course.h"
+#include "lab/io/error.h"
+#include "lab/recordings/trace_course.h"
 #include "once.h"
 
 namespace {

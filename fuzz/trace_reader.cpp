@@ -6,8 +6,8 @@
 #include <string_view>
 #include <vector>
 
-#include "lab/error.h"
-#include "lab/trace.h"
+#include "lab/io/error.h"
+#include "lab/recordings/trace.h"
 #include "once.h"
 
 namespace {

@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "bench/yardstick/yardstick.h"
-#include "lab/text.h"
-#include "lab/trace.h"
+#include "lab/io/text.h"
+#include "lab/recordings/trace.h"
 #include "util/status.h"
 
 namespace yardstick {

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <optional>
 
-#include "lab/record_text.h"
+#include "lab/records/record_text.h"
 #include "util/metrics.h"
 #include "util/record_index.h"
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "lab/event.h"
+#include "lab/session/event.h"
 
 namespace lab {
 

@@ -9,9 +9,9 @@
 #include <unordered_map>
 #include <vector>
 
-#include "lab/event.h"
 #include "lab/report/log_line.h"
 #include "lab/report/thinned_list.h"
+#include "lab/session/event.h"
 
 namespace lab {
 

@@ -6,9 +6,9 @@
 #include <string_view>
 #include <vector>
 
-#include "lab/cost.h"
 #include "lab/report/report.h"
-#include "lab/report/worth.h"
+#include "lab/tally/cost.h"
+#include "lab/tally/worth.h"
 
 namespace lab {
 

@@ -5,12 +5,12 @@
 #include <string>
 #include <vector>
 
-#include "lab/cost.h"
-#include "lab/output_file.h"
+#include "lab/io/output_file.h"
 #include "lab/report/report.h"
-#include "lab/report/worth.h"
-#include "lab/session.h"
-#include "lab/story.h"
+#include "lab/session/session.h"
+#include "lab/story/story.h"
+#include "lab/tally/cost.h"
+#include "lab/tally/worth.h"
 
 namespace lab {
 

@@ -13,12 +13,12 @@
 
 #include "lab/report/channels.h"
 #include "lab/report/log_store.h"
-#include "lab/report/run_clock.h"
-#include "lab/report/stress_table_view.h"
 #include "lab/report/thinned_list.h"
 #include "lab/report/thinned_series.h"
-#include "lab/session.h"
-#include "lab/story.h"
+#include "lab/session/session.h"
+#include "lab/state/stress_table_view.h"
+#include "lab/story/story.h"
+#include "lab/tally/run_clock.h"
 
 namespace lab {
 

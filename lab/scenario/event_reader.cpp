@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <array>
 
-#include "lab/cycle.h"
+#include "lab/recordings/trace.h"
 #include "lab/scenario/reader.h"
 #include "lab/scenario/truth.h"
-#include "lab/state_layout.h"
-#include "lab/story.h"
-#include "lab/trace.h"
+#include "lab/session/cycle.h"
+#include "lab/state/state_layout.h"
+#include "lab/story/story.h"
 #include "util/record_index.h"
 
 namespace lab {

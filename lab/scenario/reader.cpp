@@ -6,11 +6,11 @@
 #include <filesystem>
 #include <limits>
 
-#include "lab/error.h"
-#include "lab/input_file.h"
+#include "lab/io/error.h"
+#include "lab/io/input_file.h"
+#include "lab/io/text.h"
 #include "lab/scenario/keys.h"
-#include "lab/state_layout.h"
-#include "lab/text.h"
+#include "lab/state/state_layout.h"
 
 namespace lab {
 

@@ -6,8 +6,8 @@
 #include <cmath>
 #include <ctime>
 
-#include "lab/error.h"
-#include "lab/text.h"
+#include "lab/io/error.h"
+#include "lab/io/text.h"
 
 namespace lab {
 

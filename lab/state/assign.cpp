@@ -4,13 +4,13 @@
 #include <filesystem>
 #include <map>
 
-#include "lab/error.h"
-#include "lab/input_file.h"
-#include "lab/output_file.h"
+#include "lab/io/error.h"
+#include "lab/io/input_file.h"
+#include "lab/io/output_file.h"
+#include "lab/io/text.h"
 #include "lab/state/daemon_view.h"
 #include "lab/state/stored_state.h"
 #include "lab/state/values.h"
-#include "lab/text.h"
 
 namespace lab {
 

@@ -4,9 +4,9 @@
 #include <charconv>
 #include <nlohmann/json.hpp>
 
-#include "lab/error.h"
+#include "lab/io/error.h"
+#include "lab/io/print.h"
 #include "lab/state/daemon_view.h"
-#include "lab/state/print.h"
 #include "lab/state/stress_summary.h"
 #include "lab/state/values.h"
 

@@ -1,8 +1,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "lab/io/print.h"
 #include "lab/state/daemon_view.h"
-#include "lab/state/print.h"
 #include "lab/state/show.h"
 #include "lab/state/stress_summary.h"
 #include "lab/state/values.h"

@@ -8,7 +8,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "lab/error.h"
+#include "lab/io/error.h"
 #include "platform/virtual/device.h"
 
 namespace lab {

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "lab/state_layout.h"
+#include "lab/state/state_layout.h"
 
 namespace lab {
 

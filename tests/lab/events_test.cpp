@@ -1,4 +1,4 @@
-#include "lab/events.h"
+#include "lab/recordings/events.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

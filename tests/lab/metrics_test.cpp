@@ -7,8 +7,8 @@
 #include <map>
 #include <sstream>
 
-#include "lab/metrics/log_scanner.h"
-#include "lab/metrics/record_parser.h"
+#include "lab/records/log_scanner.h"
+#include "lab/records/record_parser.h"
 
 using lab::metrics::log_scanner;
 using lab::metrics::parse_record;

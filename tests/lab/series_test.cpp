@@ -1,11 +1,11 @@
-#include "lab/series.h"
+#include "lab/recordings/series.h"
 
 #include <cstdio>
 #include <gmock/gmock.h>
 #include <unistd.h>
 
-#include "lab/error.h"
-#include "lab/input_file.h"
+#include "lab/io/error.h"
+#include "lab/io/input_file.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "lab/session.h"
+#include "lab/session/session.h"
 
 #include <csignal>
 #include <functional>

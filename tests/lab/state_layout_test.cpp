@@ -1,4 +1,4 @@
-#include "lab/state_layout.h"
+#include "lab/state/state_layout.h"
 
 #include <gmock/gmock.h>
 

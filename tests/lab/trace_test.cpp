@@ -1,10 +1,10 @@
-#include "lab/trace.h"
+#include "lab/recordings/trace.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <optional>
 
-#include "lab/error.h"
+#include "lab/io/error.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <gmock/gmock.h>
 
-#include "lab/input_file.h"
+#include "lab/io/input_file.h"
 #include "tests/support/replay.h"
 
 namespace {

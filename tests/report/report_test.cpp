@@ -9,10 +9,10 @@
 
 #include "lab/report/log_line.h"
 #include "lab/report/log_store.h"
-#include "lab/report/run_clock.h"
 #include "lab/report/thinned_list.h"
 #include "lab/report/thinned_series.h"
 #include "lab/report/zone.h"
+#include "lab/tally/run_clock.h"
 
 namespace {
 

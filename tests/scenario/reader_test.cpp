@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "lab/error.h"
+#include "lab/io/error.h"
 #include "lab/scenario/scenario.h"
 #include "lab/scenario/timeline.h"
 #include "lab/scenario/toml_section.h"

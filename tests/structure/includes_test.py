@@ -87,7 +87,7 @@ class Includes(unittest.TestCase):
                 ('monitors/short_detect.cpp', '#include "stress/stress_feature.h"'),
                 ('charge_mgr/charge_mgr.cpp', '#include "monitors/topoff_ctrl.h"'),
                 ('battery/batt_info.cpp', '#include "dyn_soc/dyn_soc.h"'),
-                ('core/daemon.cpp', '#include "lab/session.h"'),
+                ('core/daemon.cpp', '#include "lab/session/session.h"'),
                 ('core/main.cpp', '#include "platform/virtual/device.h"'),
                 ('platform/linux/log.cpp', '#include "platform/virtual/device.h"'),
                 ('platform/os.h', '#include "util/log.h"'),

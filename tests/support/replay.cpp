@@ -5,8 +5,8 @@
 #include <ctime>
 #include <stdexcept>
 
-#include "lab/scenario/simulation.h"
-#include "lab/trace_course.h"
+#include "lab/recordings/trace_course.h"
+#include "lab/simulation/simulation.h"
 #include "tests/support/effects.h"
 
 namespace test {

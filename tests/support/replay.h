@@ -14,9 +14,9 @@
 #include <string_view>
 #include <vector>
 
-#include "lab/cycle.h"
-#include "lab/event.h"
-#include "lab/session.h"
+#include "lab/session/cycle.h"
+#include "lab/session/event.h"
+#include "lab/session/session.h"
 
 namespace test {
 

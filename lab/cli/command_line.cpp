@@ -1,0 +1,71 @@
+#include "lab/cli/command_line.h"
+
+#include <CLI/CLI.hpp>
+#include <exception>
+#include <iostream>
+#include <string>
+#include <string_view>
+
+#include "lab/cli/command_tree.h"
+#include "lab/cli/commands.h"
+#include "lab/io/error.h"
+#include "lab/io/text.h"
+#include "lab/session/session.h"
+
+namespace lab {
+
+namespace {
+
+constexpr int RUN_FAILED = 1;
+constexpr int BAD_INPUT = 2;
+
+int report(std::string_view message, int exit_status) {
+    std::cerr << "vorn-lab: " << message << '\n';
+    return exit_status;
+}
+
+// What is wrong with the words of the command line, and where the command's usage is told.
+std::string usage_message(const CLI::App& app, const CLI::ParseError& error) {
+    const CLI::App* command = &app;
+    std::string path = app.get_name();
+    while (!command->get_subcommands().empty()) {
+        command = command->get_subcommands().back();
+        path += " " + command->get_name();
+    }
+    std::string message = error.what();
+    if (!commands_of(*command).empty()) {
+        const auto rest = command->remaining();
+        message = rest.empty() ? "a command is missing" : "no such command: " + for_message(rest.front());
+    }
+    return message + " (see " + path + " --help)";
+}
+
+int run(CLI::App& app, int argc, const char* const* argv) {
+    try {
+        app.parse(argc, argv);
+        std::cout.flush();
+        if (!std::cout) throw input_error("standard output: write failed");
+        return 0;
+    } catch (const CLI::Success& help) {
+        return app.exit(help);
+    } catch (const CLI::ParseError& usage) {
+        return report(usage_message(app, usage), BAD_INPUT);
+    } catch (const daemon_crashed& crash) {
+        return report(crash.what(), RUN_FAILED);
+    } catch (const expectation_failed& failure) {
+        return report(failure.what(), RUN_FAILED);
+    } catch (const std::exception& other) {
+        return report(other.what(), BAD_INPUT);
+    }
+}
+
+}  // namespace
+
+int run_command_line(int argc, const char* const* argv) {
+    CLI::App app("Runs the battery charge management daemon vorn on a virtual device.", "vorn-lab");
+    app.set_version_flag("--version", "vorn-lab " VORN_VERSION);
+    add_commands(app);
+    return run(app, argc, argv);
+}
+
+}  // namespace lab

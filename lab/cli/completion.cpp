@@ -1,0 +1,182 @@
+#include "lab/cli/completion.h"
+
+#include <vector>
+
+#include "lab/cli/command_tree.h"
+#include "lab/records/record_schema.h"
+#include "lab/state/state_layout.h"
+
+namespace lab {
+
+namespace {
+
+using strings = std::vector<std::string>;
+
+// The words that an option's value or an argument may be; none when it is a file or free text.
+strings words_for(const CLI::Option& of) {
+    strings words;
+    const std::string name = of.get_positional() ? of.get_name() : of.get_lnames().front();
+    if (name == "record") {
+        for (const auto& schema : metrics::schemas()) words.emplace_back(schema.name);
+    } else if (name == "FIELD=VALUE") {
+        for (const state_place& place : state_places()) words.push_back(place.name() + "=");
+    } else if (name == "SHELL") {
+        words = {"bash", "zsh"};
+    }
+    return words;
+}
+
+bool is_directory(const CLI::Option& of) {
+    return of.get_type_name() == "DIR" || of.get_name() == "DIR";
+}
+
+std::string joined(const strings& words, const char* separator) {
+    std::string text;
+    for (const std::string& word : words) text += (text.empty() ? "" : separator) + word;
+    return text;
+}
+
+// One branch of the shell's case for each command: what may follow there.
+void append_bash_branches(const CLI::App& app, const std::string& path, std::string& out) {
+    strings words;
+    for (const CLI::App* command : commands_of(app)) words.push_back(command->get_name());
+    strings options;
+    std::string values;
+    for (const CLI::Option* option : options_of(app)) {
+        const strings names = names_of(*option);
+        options.insert(options.end(), names.begin(), names.end());
+        if (!takes_value(*option)) continue;
+        const strings choice = words_for(*option);
+        values += "        " + joined(names, " | ") +
+                  ") kind=" + (is_directory(*option) ? "directory" : "file") +
+                  (choice.empty() ? "" : " words='" + joined(choice, " ") + "'") + " ;;\n";
+    }
+    for (const CLI::Option* argument : arguments_of(app)) {
+        const strings more = words_for(*argument);
+        words.insert(words.end(), more.begin(), more.end());
+    }
+    out += "    '" + path + "')\n";
+    out += "        options='" + joined(options, " ") + "'\n";
+    out += "        words='" + joined(words, " ") + "'\n";
+    if (!values.empty()) out += "        case $before in\n" + values + "        esac\n";
+    out += "        ;;\n";
+    for (const CLI::App* command : commands_of(app))
+        append_bash_branches(*command, path + " " + command->get_name(), out);
+}
+
+void append_paths(const CLI::App& app, const std::string& path, strings& paths) {
+    for (const CLI::App* command : commands_of(app)) {
+        paths.push_back(path + " " + command->get_name());
+        append_paths(*command, paths.back(), paths);
+    }
+}
+
+// Text within the single quotes of a zsh argument, where brackets and colons have a meaning.
+std::string zsh_text(const std::string& text) {
+    std::string result;
+    for (const char c : text) {
+        if (c == '\'') {
+            result += "'\\''";
+            continue;
+        }
+        if (c == '[' || c == ']' || c == ':' || c == '\\') result += '\\';
+        result += c;
+    }
+    return result;
+}
+
+std::string zsh_action(const CLI::Option& of) {
+    const strings words = words_for(of);
+    if (!words.empty()) {
+        strings quoted;
+        for (const std::string& word : words) quoted.push_back(zsh_text(word));
+        // A word that ends in "=" waits for its value, so no space follows it.
+        const bool goes_on = words.front().ends_with('=');
+        return goes_on ? "{compadd -S \"\" -- \"" + joined(quoted, "\" \"") + "\"}"
+                       : "(" + joined(quoted, " ") + ")";
+    }
+    return is_directory(of) ? "_files -/" : "_files";
+}
+
+// A function for the command: its options and arguments, or which of its commands comes next.
+void append_zsh_function(const CLI::App& app, const std::string& function, std::string& out) {
+    const auto commands = commands_of(app);
+    for (const CLI::App* command : commands)
+        append_zsh_function(*command, function + "_" + command->get_name(), out);
+    out += "\n" + function + "() {\n";
+    if (!commands.empty()) out += "    local context state line\n    local -a commands\n";
+    out += "    _arguments -s";
+    for (const CLI::Option* option : options_of(app)) {
+        for (const std::string& name : names_of(*option)) {
+            out += " \\\n        '*" + name + "[" + zsh_text(option->get_description()) + "]";
+            if (takes_value(*option))
+                out += ":" + zsh_text(option->get_type_name()) + ":" + zsh_action(*option);
+            out += "'";
+        }
+    }
+    for (const CLI::Option* argument : arguments_of(app)) {
+        out += " \\\n        '" + std::string(is_repeatable(*argument) ? "*" : "") + ":" +
+               zsh_text(argument->get_name()) + ":" + zsh_action(*argument) + "'";
+    }
+    if (commands.empty()) {
+        out += "\n}\n";
+        return;
+    }
+    out +=
+        " \\\n        '1:command:->command' '*::argument:->argument'\n    case $state in\n    command)\n     "
+        "   commands=(\n";
+    for (const CLI::App* command : commands)
+        out += "            '" + command->get_name() + ":" + zsh_text(command->get_description()) + "'\n";
+    out += "        )\n        _describe command commands\n        ;;\n    argument) " + function +
+           "_${words[1]} ;;\n    esac\n}\n";
+}
+
+}  // namespace
+
+std::string bash_completion(const CLI::App& app) {
+    strings paths;
+    append_paths(app, "", paths);
+    std::string out = "# Completion for bash, made by: " + app.get_name() + R"( completion bash
+
+_vorn_lab() {
+    local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]}
+    local path='' options='' words='' kind='' each
+    for each in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
+        case "$path $each" in
+        )";
+    strings quoted;
+    for (const std::string& path : paths) quoted.push_back("'" + path + "'");
+    out += joined(quoted, " | ") + R"() path="$path $each" ;;
+        esac
+    done
+    case $path in
+)";
+    append_bash_branches(app, "", out);
+    out += R"(    esac
+    COMPREPLY=()
+    if [[ -z $kind && $word == -* ]]; then
+        mapfile -t COMPREPLY < <(compgen -W "$options" -- "$word")
+        return
+    fi
+    [[ -n $words ]] && mapfile -t COMPREPLY < <(compgen -W "$words" -- "$word")
+    [[ ${COMPREPLY[0]} == *= ]] && compopt -o nospace 2>/dev/null
+    if [[ ${#COMPREPLY[@]} -eq 0 ]]; then
+        [[ $kind == directory ]] && mapfile -t COMPREPLY < <(compgen -d -- "$word")
+        [[ $kind == directory ]] || mapfile -t COMPREPLY < <(compgen -f -- "$word")
+        compopt -o filenames 2>/dev/null
+    fi
+}
+
+complete -F _vorn_lab vorn-lab
+)";
+    return out;
+}
+
+std::string zsh_completion(const CLI::App& app) {
+    std::string out =
+        "#compdef vorn-lab\n# Completion for zsh, made by: " + app.get_name() + " completion zsh\n";
+    append_zsh_function(app, "_vorn-lab", out);
+    return out + "\n_vorn-lab \"$@\"\n";
+}
+
+}  // namespace lab

@@ -1,0 +1,120 @@
+// vorn-lab metrics: the metrics records of a log.
+
+#include <CLI/CLI.hpp>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <iostream>
+#include <memory>
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+#include "lab/cli/commands.h"
+#include "lab/cli/reference.h"
+#include "lab/io/error.h"
+#include "lab/records/log_scanner.h"
+#include "lab/records/record_writer.h"
+
+namespace lab {
+
+namespace {
+
+struct metrics_options {
+    std::vector<std::string> logs;
+    std::vector<std::string> records;
+    bool as_csv = false;
+    bool lists_records = false;
+};
+
+std::vector<const metrics::record_schema*> wanted_records(const std::vector<std::string>& names) {
+    std::vector<const metrics::record_schema*> wanted;
+    for (const std::string& name : names) {
+        const metrics::record_schema* schema = metrics::find_schema_by_name(name);
+        if (schema == nullptr) schema = metrics::find_schema(name);
+        if (schema == nullptr) throw input_error("--record: no record is called " + name + " (see --list)");
+        wanted.push_back(schema);
+    }
+    return wanted;
+}
+
+void scan(int descriptor, const std::string& name, metrics::log_scanner& scanner) {
+    for (;;) {
+        const auto space = scanner.space();
+        const ssize_t count = ::read(descriptor, space.data(), space.size());
+        if (count == 0) break;
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) {
+            const std::string why = std::strerror(errno);
+            scanner.finish();  // what was read is told all the same
+            throw input_error(name + ": " + why);
+        }
+        scanner.filled(static_cast<std::size_t>(count));
+    }
+    scanner.finish();
+}
+
+void scan_log(const std::string& log, metrics::log_scanner& scanner) {
+    if (log == "-") return scan(STDIN_FILENO, "standard input", scanner);
+    const int descriptor = ::open(log.c_str(), O_RDONLY | O_CLOEXEC);
+    if (descriptor < 0) throw input_error(log + ": " + std::strerror(errno));
+    try {
+        scan(descriptor, log, scanner);
+    } catch (...) {
+        ::close(descriptor);
+        throw;
+    }
+    ::close(descriptor);
+}
+
+// Reads all that can be read before it throws for what could not.
+void print_metrics(const metrics_options& options) {
+    const auto format = options.as_csv ? metrics::output_format::csv : metrics::output_format::json;
+    metrics::record_writer writer(
+        format,
+        [](std::string_view text) {
+            std::cout.write(text.data(), static_cast<std::streamsize>(text.size()));
+        },
+        wanted_records(options.records));
+    metrics::log_scanner scanner([&](const metrics::found_record& found) { writer.write(found); });
+    const std::vector<std::string> logs = options.logs.empty() ? std::vector<std::string>{"-"} : options.logs;
+    std::string failure;
+    for (const std::string& log : logs) {
+        writer.begin_log(logs.size() > 1 ? log : "");
+        try {
+            scan_log(log, scanner);
+        } catch (const input_error& error) {
+            failure += (failure.empty() ? "" : "; ") + std::string(error.what());
+        }
+    }
+    writer.finish();
+    std::cout.flush();
+    if (!failure.empty()) throw input_error(failure);
+    std::cerr << "vorn-lab: " << writer.records() << " records, " << writer.problems() << " problems\n";
+}
+
+}  // namespace
+
+void add_metrics_command(CLI::App& app) {
+    const auto options = std::make_shared<metrics_options>();
+    CLI::App& command = *app.add_subcommand("metrics", "Read and check the metrics records of a log");
+    command
+        .add_option("FILE", options->logs,
+                    "Logs in any form of logcat, or events of this tool; standard input when there is none")
+        ->type_name("");
+    command.add_flag("--csv", options->as_csv, "Print CSV rows instead of JSON Lines");
+    command.add_option("--record", options->records, "Keep to this record (name or schema); may be repeated")
+        ->type_name("NAME")
+        ->allow_extra_args(false);
+    command.add_flag("--list", options->lists_records, "Print all records with their fields, and end");
+    command.footer("For example\n  adb logcat -b all -d | vorn-lab metrics --csv --record \"stress start\"");
+    command.callback([options] {
+        if (options->lists_records) {
+            std::cout << metrics_reference();
+        } else {
+            print_metrics(*options);
+        }
+    });
+}
+
+}  // namespace lab

@@ -1,0 +1,142 @@
+// vorn-lab replay: the daemon over a recorded trace.
+
+#include <CLI/CLI.hpp>
+#include <filesystem>
+#include <iostream>
+#include <memory>
+#include <optional>
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+#include "lab/cli/commands.h"
+#include "lab/cli/progress_bar.h"
+#include "lab/io/distinct_files.h"
+#include "lab/io/error.h"
+#include "lab/recordings/device_root.h"
+#include "lab/recordings/events.h"
+#include "lab/recordings/series.h"
+#include "lab/recordings/trace_course.h"
+#include "lab/report/recorder.h"
+#include "lab/story/event_log.h"
+#include "lab/tally/cost.h"
+
+namespace lab {
+
+namespace {
+
+struct replay_options {
+    std::string trace;
+    std::string root;
+    std::string events;
+    std::string series;
+    std::string report;
+    std::vector<std::string> constants;
+    bool with_samples = false;
+};
+
+trace_reader::constant_columns parse_constants(const std::vector<std::string>& assignments) {
+    trace_reader::constant_columns constants;
+    for (const std::string& assignment : assignments) {
+        const std::size_t equals = assignment.find('=');
+        if (equals == assignment.npos) throw input_error("--set: not COLUMN=TEXT: " + assignment);
+        const auto [entry, is_new] =
+            constants.emplace(assignment.substr(0, equals), assignment.substr(equals + 1));
+        if (!is_new) throw input_error("--set: given twice: " + entry->first);
+    }
+    return constants;
+}
+
+void print_end(const cost& counted, const device_image& image) {
+    std::cout << '\n' << cost_text(counted) << "\nproperties at the end\n";
+    for (const auto& [name, value] : image.properties) std::cout << "  " << name << " = " << value << '\n';
+}
+
+void replay(const replay_options& options) {
+    require_distinct_files(
+        {{"TRACE", options.trace}},
+        {{"--events", options.events}, {"--series", options.series}, {"--report", options.report}});
+    trace_course course(
+        trace_reader(input_file::open(options.trace), parse_constants(options.constants),
+                     [](const std::string& line) { std::cerr << "vorn-lab: " << line << '\n'; }));
+    device_image image;
+    if (!options.root.empty()) image = load_device_root(options.root);
+
+    std::vector<listener*> listeners;
+    std::optional<output_file> events_file;
+    std::optional<event_writer> events;
+    if (!options.events.empty()) {
+        events_file.emplace(options.events);
+        listeners.push_back(&events.emplace(*events_file));
+    }
+    std::optional<output_file> series_file;
+    std::optional<series_writer> series;
+    if (!options.series.empty()) {
+        series_file.emplace(options.series);
+        listeners.push_back(&series.emplace(*series_file, options.with_samples));
+    }
+    std::optional<report_recorder> page;
+    if (!options.report.empty()) {
+        const std::string title = std::filesystem::path(options.trace).stem().string();
+        page.emplace(options.report, report::facts{title, "replay", true, {}}, image);
+        page->listen(listeners);
+    }
+    const bool shows_log = options.events.empty() && options.series != "-" && options.report != "-";
+    event_log log(std::cout);
+    cost counted;
+    if (shows_log) listeners.insert(listeners.end(), {&log, &counted});
+    progress_bar bar;
+    if (!shows_log || ::isatty(STDOUT_FILENO) == 0) listeners.push_back(&bar);
+
+    const auto finish = [&] {
+        log.finish();
+        if (events_file) events_file->finish();
+        if (series_file) series_file->finish();
+        if (page) page->finish();
+    };
+    const auto commit = [&] {
+        if (events_file) events_file->commit();
+        if (series_file) series_file->commit();
+        if (page) page->commit();
+    };
+    try {
+        if (!course.is_empty()) run_session(course, image, listeners);
+    } catch (const daemon_crashed&) {
+        // What led to the crash is worth keeping.
+        finish();
+        commit();
+        throw;
+    }
+    finish();
+    if (!options.root.empty()) save_device_root(options.root, image);
+    commit();
+    if (shows_log) print_end(counted, image);
+}
+
+}  // namespace
+
+void add_replay_command(CLI::App& app) {
+    const auto options = std::make_shared<replay_options>();
+    CLI::App& command = *app.add_subcommand("replay", "Run the daemon over a recorded trace");
+    command.add_option("TRACE", options->trace, "CSV file, one row per cycle; - is standard input")
+        ->required();
+    command
+        .add_option("--root", options->root,
+                    "Directory with the device's files and properties: read before, written after")
+        ->type_name("DIR");
+    command
+        .add_option("--events", options->events,
+                    "Write every visible effect as JSON Lines; - is standard output")
+        ->type_name("FILE");
+    command.add_option("--series", options->series, "Write the daemon's state after every cycle as CSV")
+        ->type_name("FILE");
+    command.add_flag("--samples", options->with_samples, "Add what the daemon saw to the series");
+    command.add_option("--report", options->report, "Write a page that shows what happened and why")
+        ->type_name("FILE");
+    command.add_option("--set", options->constants, "Give a column that the trace lacks a constant value")
+        ->type_name("COLUMN=TEXT")
+        ->allow_extra_args(false);
+    command.callback([options] { replay(*options); });
+}
+
+}  // namespace lab

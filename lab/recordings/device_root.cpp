@@ -1,0 +1,129 @@
+#include "lab/recordings/device_root.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <string_view>
+#include <system_error>
+#include <unistd.h>
+#include <vector>
+
+#include "lab/io/error.h"
+#include "lab/io/input_file.h"
+#include "lab/io/output_file.h"
+#include "lab/io/text.h"
+#include "platform/virtual/device.h"
+
+namespace lab {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr std::string_view FILE_DIRS[] = {virtual_device::DATA_DIR, virtual_device::NVCFG_DIR};
+constexpr std::string_view PROPERTIES_FILE = "properties";
+
+[[noreturn]] void fail(const fs::path& path, const std::error_code& why) {
+    throw input_error(path.string() + ": " + why.message());
+}
+
+// Where a path of the device lies in the directory.
+fs::path host_path(const fs::path& root, std::string_view device_path) {
+    return root / device_path.substr(1);
+}
+
+bool is_subdirectory(const fs::directory_entry& entry) {
+    std::error_code error;
+    return entry.is_directory(error);
+}
+
+// The files of one of the two directories, by name; none when it is missing.
+std::vector<fs::path> files_in(const fs::path& directory) {
+    std::vector<fs::path> found;
+    std::error_code error;
+    fs::directory_iterator each(directory, error);
+    if (error == std::errc::no_such_file_or_directory) return found;
+    if (error) fail(directory, error);
+    for (; each != fs::directory_iterator(); each.increment(error)) {
+        if (!is_subdirectory(*each)) found.push_back(each->path());
+    }
+    if (error) fail(directory, error);
+    return found;
+}
+
+void load_properties(const std::string& path, device_image& image) {
+    const std::string text = read_file(path);
+    std::string_view rest = text;
+    for (int line = 1; !rest.empty(); ++line) {
+        const std::string_view entry = rest.substr(0, rest.find('\n'));
+        rest.remove_prefix(std::min(entry.size() + 1, rest.size()));
+        if (entry.empty()) continue;
+        const std::size_t equals = entry.find('=');
+        if (equals == entry.npos || equals == 0) {
+            throw input_error(path + ":" + std::to_string(line) +
+                              ":1: not a property (name=value): " + for_message(entry));
+        }
+        image.properties[std::string(entry.substr(0, equals))] = entry.substr(equals + 1);
+    }
+}
+
+std::string properties_text(const device_image& image) {
+    std::string text;
+    for (const auto& [name, value] : image.properties) text += name + "=" + value + "\n";
+    return text;
+}
+
+// What is missing of the directory will be made in the part of it that is there.
+void require_writable(fs::path path) {
+    std::error_code error;
+    while (!path.empty() && !fs::exists(path, error)) path = path.parent_path();
+    if (path.empty()) path = ".";
+    if (!fs::is_directory(path, error)) fail(path, std::make_error_code(std::errc::not_a_directory));
+    if (::access(path.c_str(), W_OK) != 0) fail(path, {errno, std::generic_category()});
+}
+
+void remove_vanished(const fs::path& root, std::string_view device_dir, const device_image& image) {
+    for (const fs::path& path : files_in(host_path(root, device_dir))) {
+        if (image.files.contains(std::string(device_dir) + path.filename().string())) continue;
+        std::error_code error;
+        fs::remove(path, error);
+        if (error) fail(path, error);
+    }
+}
+
+}  // namespace
+
+device_image load_device_root(const std::string& directory) {
+    const fs::path root(directory);
+    device_image image;
+    require_writable(root);
+    for (const std::string_view device_dir : FILE_DIRS) {
+        require_writable(host_path(root, device_dir));
+        for (const fs::path& path : files_in(host_path(root, device_dir)))
+            image.files[std::string(device_dir) + path.filename().string()] = read_file(path.string());
+    }
+    const fs::path properties = root / PROPERTIES_FILE;
+    std::error_code error;
+    if (fs::exists(fs::symlink_status(properties, error))) load_properties(properties.string(), image);
+    return image;
+}
+
+void save_device_root(const std::string& directory, const device_image& image) {
+    const fs::path root(directory);
+    for (const std::string_view device_dir : FILE_DIRS) {
+        std::error_code error;
+        fs::create_directories(host_path(root, device_dir), error);
+        if (error) fail(host_path(root, device_dir), error);
+    }
+    std::vector<output_file> staged;
+    for (const auto& [device_path, bytes] : image.files) {
+        staged.emplace_back(host_path(root, device_path).string()).write(bytes);
+        staged.back().finish();
+    }
+    staged.emplace_back((root / PROPERTIES_FILE).string()).write(properties_text(image));
+    staged.back().finish();
+    for (output_file& each : staged) each.commit();
+    for (const std::string_view device_dir : FILE_DIRS) remove_vanished(root, device_dir, image);
+}
+
+}  // namespace lab

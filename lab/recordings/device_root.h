@@ -1,0 +1,22 @@
+// A device's files and properties as a directory of the host:
+//
+//     DIR/mnt/vendor/nvcfg/vorn/*  and  DIR/data/vendor/vorn/*    the files, byte for byte
+//     DIR/properties                                              one name=value a line
+#pragma once
+
+#include <string>
+
+#include "lab/session/session.h"
+
+namespace lab {
+
+// Reads the directory; what is missing of it is empty. Subdirectories are passed over. Throws input_error
+// that names what cannot be read, or could not be written afterwards: better before a long run than after it.
+device_image load_device_root(const std::string& directory);
+
+// Makes the directory hold `image`: missing directories are created, files that are gone are removed.
+// Everything is written aside first and then renamed, so a file is never seen in part, and no file has
+// changed when one cannot be written. Throws input_error that names what cannot be written.
+void save_device_root(const std::string& directory, const device_image& image);
+
+}  // namespace lab

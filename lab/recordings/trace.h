@@ -1,0 +1,119 @@
+// A trace: what a device's sensors read, one row per cycle of the daemon (docs/formats.md).
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "lab/io/csv_reader.h"
+
+namespace lab {
+
+// A column that holds the text of a file on the device.
+struct trace_file {
+    std::string_view column;
+    std::string_view path;
+};
+
+// Sysfs nodes: the cell is the node's text, an empty cell or an absent column a missing node.
+constexpr std::array<trace_file, 11> TRACE_NODES = {{
+    {"voltage_now", "/sys/class/power_supply/battery/voltage_now"},
+    {"temp", "/sys/class/power_supply/battery/temp"},
+    {"charge_counter", "/sys/class/power_supply/battery/charge_counter"},
+    {"cycle_count", "/sys/class/power_supply/battery/cycle_count"},
+    {"capacity", "/sys/class/power_supply/battery/capacity"},
+    {"current_now", "/sys/class/power_supply/battery/current_now"},
+    {"status", "/sys/class/power_supply/battery/status"},
+    {"gm30_ui_soc", "/sys/class/power_supply/battery/device/gm30_ui_soc"},
+    {"cell_vendor_name", "/sys/class/power_supply/battery/device/cell_vendor_name"},
+    {"thermal_zone6_temp", "/sys/class/thermal/thermal_zone6/temp"},
+    {"vbus", "/sys/devices/platform/charger/vbus"},
+}};
+
+// Mock files: the cell is the file's text, an empty cell or an absent column leaves the file as it is.
+constexpr std::array<trace_file, 2> TRACE_MOCK_FILES = {{
+    {"mock_n_day_threshold_sec", "/data/vendor/vorn/mock_n_day_threshold_sec"},
+    {"mock_batt_stress_offset", "/data/vendor/vorn/mock_batt_stress_offset"},
+}};
+
+// Files that the boot loader writes: the cell is the file's bytes in hexadecimal, an empty cell or an absent
+// column leaves the file as it is.
+constexpr std::array<trace_file, 2> TRACE_BOOT_FILES = {{
+    {"batt_precharge_uboottimer", "/data/vendor/vorn/batt_precharge_uboottimer"},
+    {"batt_precharge_ubootflag", "/data/vendor/vorn/batt_precharge_ubootflag"},
+}};
+
+// Cells with a meaning of their own. The last one is for mock files only.
+constexpr std::string_view CELL_EMPTY_FILE = "<empty>";
+constexpr std::string_view CELL_READ_ERROR = "<error>";
+constexpr std::string_view CELL_MISSING_FILE = "<missing>";
+
+// An operation that fails while its row is in effect.
+struct trace_fault {
+    enum class operation : std::uint8_t { open, read, write, property_set };
+    operation what = operation::open;
+    std::string_view target;  // absolute path, or property name
+};
+
+// One row. Its texts stay good until the next row is read.
+struct trace_row {
+    csv_position position;
+    std::int64_t elapsed_s = 0;
+    std::optional<std::int64_t> real_time_s;
+    std::int64_t boot = 1;
+    std::array<std::string_view, TRACE_NODES.size()> nodes;
+    std::array<std::string_view, TRACE_MOCK_FILES.size()> mock_files;
+    std::array<std::string, TRACE_BOOT_FILES.size()> boot_files;  // bytes
+    std::array<bool, TRACE_BOOT_FILES.size()> has_boot_file{};
+    std::vector<trace_fault> faults;
+};
+
+class trace_reader {
+  public:
+    // Reads the header. `constants` gives columns that the file lacks the same text in every row; `warn` is
+    // told, in one line, of each column that has no meaning. Throws input_error.
+    using constant_columns = std::map<std::string, std::string, std::less<>>;
+    trace_reader(input_file file, constant_columns constants, const std::function<void(std::string)>& warn);
+
+    // Reads the next row into `row`; false at the end. Throws input_error "file:line:column: what".
+    bool next(trace_row& row);
+
+    // Lets next() read the row that starts there.
+    void seek(const csv_position& row) { csv_.seek(row); }
+
+    const input_file& file() const { return csv_.file(); }
+
+  private:
+    // Where the text of a column comes from.
+    struct source {
+        static constexpr std::size_t NONE = SIZE_MAX;
+        std::size_t field = NONE;
+        const std::string* constant = nullptr;
+
+        bool is_known() const { return field != NONE || constant != nullptr; }
+    };
+
+    void read_header(const std::function<void(std::string)>& warn);
+    void use_constants();
+    source* find(std::string_view column);
+    std::string_view text(const source& from) const;
+    std::optional<std::int64_t> number(const source& from, std::string_view column) const;
+    void read_faults(std::vector<trace_fault>& faults) const;
+    void read_boot_files(trace_row& row) const;
+    [[noreturn]] void fail(const source& from, const std::string& what) const;
+
+    csv_reader csv_;
+    constant_columns constants_;
+    std::size_t field_count_ = 0;
+    source elapsed_, real_time_, boot_, faults_;
+    std::array<source, TRACE_NODES.size()> nodes_;
+    std::array<source, TRACE_MOCK_FILES.size()> mock_files_;
+    std::array<source, TRACE_BOOT_FILES.size()> boot_files_;
+};
+
+}  // namespace lab

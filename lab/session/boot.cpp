@@ -1,0 +1,173 @@
+#include "lab/session/boot.h"
+
+#include <unistd.h>
+#include <utility>
+
+#include "core/daemon.h"
+#include "lab/session/sampler.h"
+
+namespace lab {
+
+namespace {
+
+using virtual_device::device;
+
+constexpr int CYCLES_PER_PROGRESS = 1 << 15;
+
+// What the callbacks of the device need.
+struct effect_sender {
+    wire::sender& to;
+    const device& on;
+
+    void send(wire::event_numbers what, std::string_view name, std::string_view text) const {
+        what.elapsed_s = on.elapsed_s;
+        what.real_time_s = on.real_time_s;
+        wire::send_event(to, what, name, text);
+    }
+};
+
+void send_log(void* context, int priority, const char* tag, const char* text) {
+    static_cast<effect_sender*>(context)->send({.kind = event_kind::log, .priority = priority}, tag, text);
+}
+
+void send_metric(void* context, int buffer, int priority, const char* tag, const char* text) {
+    static_cast<effect_sender*>(context)->send(
+        {.kind = event_kind::metric, .priority = priority, .buffer = buffer}, tag, text);
+}
+
+void send_property_set(void* context, const char* name, const char* value, int result) {
+    static_cast<effect_sender*>(context)->send({.kind = event_kind::property_set, .result = result}, name,
+                                               value);
+}
+
+void send_write(void* context, const std::string& path, const void* data, std::size_t size,
+                std::ptrdiff_t result) {
+    static_cast<effect_sender*>(context)->send({.kind = event_kind::write, .result = result}, path,
+                                               {static_cast<const char*>(data), size});
+}
+
+void load_image(device& on, const device_image& image) {
+    on = device();
+    for (const auto& [path, bytes] : image.files) on.at(path).put(bytes);
+    for (const auto& [name, value] : image.properties) on.properties[name] = value;
+}
+
+std::size_t size_of_map(const std::map<std::string, std::string>& entries) {
+    std::size_t size = sizeof(std::uint32_t);
+    for (const auto& [key, value] : entries) size += wire::size_of_text(key) + wire::size_of_text(value);
+    return size;
+}
+
+void put_map(wire::sender& to, const std::map<std::string, std::string>& entries) {
+    to.put_number(static_cast<std::uint32_t>(entries.size()));
+    for (const auto& [key, value] : entries) {
+        to.put_text(key);
+        to.put_text(value);
+    }
+}
+
+std::map<std::string, std::string> receive_map(wire::body& from) {
+    std::map<std::string, std::string> entries;
+    for (auto left = from.number<std::uint32_t>(); left > 0; --left) {
+        std::string key(from.text());
+        entries.emplace(std::move(key), from.text());
+    }
+    return entries;
+}
+
+void send_result(wire::sender& to, const device& on, course& what_happens) {
+    boot_result result;
+    for (const virtual_device::file* file : on.state_files()) result.image.files[file->path] = file->bytes;
+    result.image.properties.insert(on.properties.begin(), on.properties.end());
+    result.has_more_boots = what_happens.has_more_boots();
+    result.course_state = what_happens.save();
+
+    to.begin(wire::kind::boot_over, size_of_map(result.image.files) + size_of_map(result.image.properties) +
+                                        wire::size_of_text(result.course_state) + sizeof(bool));
+    put_map(to, result.image.files);
+    put_map(to, result.image.properties);
+    to.put_text(result.course_state);
+    to.put_number(result.has_more_boots);
+    to.end();
+}
+
+void send_number(wire::sender& to, wire::kind what, auto number) {
+    to.begin(what, sizeof number);
+    to.put_number(number);
+    to.end();
+}
+
+void run_cycles(course& what_happens, device& on, boot_wishes wishes, wire::sender& to,
+                wire::shared_state& shared) {
+    sampler nodes(on);
+    cycle after;
+    int until_progress = CYCLES_PER_PROGRESS;
+    while (what_happens.next_cycle(on)) {
+        shared.elapsed_s = on.elapsed_s;
+        shared.source_line = what_happens.source_line();
+        daemon_cycle();
+        if (wishes.cycles) {
+            after.elapsed_s = on.elapsed_s;
+            after.real_time_s = on.real_time_s;
+            after.daemon = read_daemon_columns();
+            if (wishes.samples) after.seen = nodes.read();
+            what_happens.truth(after.truth);
+            wire::send_cycle(to, after);
+        }
+        if (--until_progress == 0) {
+            until_progress = CYCLES_PER_PROGRESS;
+            send_number(to, wire::kind::progress, what_happens.progress());
+            to.flush();
+        }
+    }
+}
+
+void run_course(course& what_happens, device& on, boot_wishes wishes, wire::sender& to,
+                wire::shared_state& shared) {
+    effect_sender effects{to, on};
+    const std::int64_t boot = what_happens.begin_boot(on);
+    if (wishes.events) on.told = {&effects, send_log, send_metric, send_property_set, send_write, nullptr};
+    send_number(to, wire::kind::boot, boot);
+    shared.source_line = what_happens.source_line();
+    daemon_start();
+    shared.is_started = true;
+    run_cycles(what_happens, on, wishes, to, shared);
+    on.told = {};
+    send_result(to, on, what_happens);
+}
+
+void send_failure(wire::sender& to, std::string_view message) {
+    to.begin(wire::kind::failure, wire::size_of_text(message));
+    to.put_text(message);
+    to.end();
+}
+
+}  // namespace
+
+void run_boot(course& what_happens, const device_image& image, boot_wishes wishes, wire::shared_state& shared,
+              int channel) {
+    wire::sender to(shared, channel);
+    try {
+        device& on = virtual_device::the_device();
+        load_image(on, image);
+        run_course(what_happens, on, wishes, to, shared);
+    } catch (const std::exception& thrown) {
+        send_failure(to, thrown.what());
+    } catch (...) {
+        send_failure(to, "unknown error");
+    }
+    to.flush();
+    // Nothing of the parent's that this process holds a copy of may be flushed or destroyed here.
+    ::_exit(0);
+}
+
+boot_result receive_boot_result(wire::body from) {
+    boot_result result;
+    result.image.files = receive_map(from);
+    result.image.properties = receive_map(from);
+    result.course_state = from.text();
+    result.has_more_boots = from.number<bool>();
+    return result;
+}
+
+}  // namespace lab

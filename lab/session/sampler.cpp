@@ -1,0 +1,82 @@
+#include "lab/session/sampler.h"
+
+#include <string>
+
+#include "util/arith.h"
+#include "util/status.h"
+
+namespace lab {
+
+namespace {
+
+using virtual_device::file;
+
+constexpr std::size_t SEEN_SIZE = 15;
+constexpr std::string_view BATTERY_DIR = "/sys/class/power_supply/battery/";
+
+bool is_space(char c) {
+    return c == ' ' || (c >= '\t' && c <= '\r');
+}
+
+bool is_digit(char c) {
+    return c >= '0' && c <= '9';
+}
+
+const file& battery_node(virtual_device::device& on, std::string_view name) {
+    return on.at(std::string(BATTERY_DIR).append(name));
+}
+
+bool is_readable(const file& node) {
+    return node.exists && !node.open_fails && !node.read_fails;
+}
+
+std::optional<std::int32_t> number_in(const file& node) {
+    return is_readable(node) ? node_number(node.bytes) : std::nullopt;
+}
+
+}  // namespace
+
+std::optional<std::int32_t> node_number(std::string_view text) {
+    text = text.substr(0, SEEN_SIZE);
+    while (!text.empty() && is_space(text.front())) text.remove_prefix(1);
+    const bool is_negative = text.starts_with('-');
+    if (is_negative || text.starts_with('+')) text.remove_prefix(1);
+    if (text.empty() || !is_digit(text.front())) return std::nullopt;
+    std::int64_t number = 0;  // of 15 digits at most
+    for (; !text.empty() && is_digit(text.front()); text.remove_prefix(1)) {
+        number = number * 10 + (text.front() - '0');
+    }
+    if (is_negative) number = -number;
+    return arith::low32(number);
+}
+
+std::int32_t node_status(std::string_view text) {
+    text = text.substr(0, SEEN_SIZE);
+    text = text.substr(0, text.find_first_of(std::string_view("\r\n\0", 3)));
+    if (text == "Charging") return STATUS_CHARGING;
+    if (text == "Discharging") return STATUS_DISCHARGING;
+    if (text == "Not charging") return STATUS_NOT_CHARGING;
+    if (text == "Full") return STATUS_FULL;
+    return STATUS_UNKNOWN;
+}
+
+sampler::sampler(virtual_device::device& on)
+    : voltage_(battery_node(on, "voltage_now")),
+      current_(battery_node(on, "current_now")),
+      temperature_(battery_node(on, "temp")),
+      capacity_(battery_node(on, "capacity")),
+      status_(battery_node(on, "status")) {}
+
+sample sampler::read() {
+    if (!is_readable(status_)) {
+        last_status_ = STATUS_UNKNOWN;
+        last_text_.clear();
+    } else if (!status_.bytes.empty() && status_.bytes != last_text_) {
+        last_status_ = node_status(status_.bytes);
+        last_text_ = status_.bytes;
+    }
+    return {number_in(voltage_), number_in(current_), number_in(temperature_), number_in(capacity_),
+            last_status_};
+}
+
+}  // namespace lab

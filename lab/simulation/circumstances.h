@@ -1,0 +1,53 @@
+// What a scenario makes of the world around the daemon at a moment: the phase's conditions, changed by the
+// events that are going on, and the faults of the device. Follows from the time alone, so a boot can begin
+// anywhere; only what happens at the very moment of an event is done once, by cross().
+#pragma once
+
+#include <cstdint>
+
+#include "lab/phone/phone.h"
+#include "lab/scenario/scenario.h"
+#include "lab/scenario/timeline.h"
+#include "lab/simulation/sensor_nodes.h"
+#include "platform/virtual/device.h"
+
+namespace lab {
+
+// Why the daemon's process ends.
+enum class ending : std::uint8_t { none, over, empty, power_cut, reboot, restart };
+
+class circumstances {
+  public:
+    explicit circumstances(const scenario& of) : scenario_(of), timeline_(of) {}
+
+    // Takes everything as it is at `now_s`, the device's faults included.
+    void take(std::int64_t now_s, virtual_device::device& on);
+    // Does what happens exactly at `now_s`. The ending, if any, that an event brings about.
+    ending cross(std::int64_t now_s, virtual_device::device& on) const;
+
+    const conditions& now() const { return now_; }
+    const phone::surroundings& around() const { return around_; }
+    const node_overrides& overrides() const { return overrides_; }
+    std::int64_t next_change_s() const { return next_change_s_; }
+
+    // What the wall clock shows.
+    std::int64_t real_time_s(std::int64_t now_s, std::int64_t since_boot_s) const {
+        return is_clock_lost_ ? since_boot_s : scenario_.start_utc_s + now_s + clock_shift_s_;
+    }
+    // For how long the power is cut by what happens at `now_s`.
+    std::int64_t power_cut_s(std::int64_t now_s) const;
+
+  private:
+    void take_event(const scenario_event& event);
+
+    const scenario& scenario_;
+    timeline timeline_;
+    conditions now_;
+    phone::surroundings around_;
+    node_overrides overrides_{};
+    std::int64_t next_change_s_ = 0;
+    std::int64_t clock_shift_s_ = 0;
+    bool is_clock_lost_ = false;
+};
+
+}  // namespace lab

@@ -1,0 +1,58 @@
+// Checks a scenario's expectations while it runs, from what the daemon shows alone.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "lab/scenario/scenario.h"
+#include "lab/session/session.h"
+
+namespace lab {
+
+class expectation_checker : public listener {
+  public:
+    // `of` must outlive this; `before` is what the device holds at the start.
+    expectation_checker(const scenario& of, device_image before);
+
+    void on_event(const event& what) override;
+    void on_cycle(const cycle& after) override;
+    bool wants_events() const override { return !progress_.empty(); }
+    bool wants_cycles() const override { return !progress_.empty(); }
+    bool wants_samples() const override { return false; }
+
+    // The run is over and left `after`: checks what holds at the end.
+    void finish(const device_image& after);
+
+    // One line each: where, what, expected, found.
+    const std::vector<std::string>& failures() const { return failures_; }
+
+  private:
+    struct progress {
+        std::int64_t count = 0;
+        bool is_done = false;
+        bool is_broken = false;  // a range that holds throughout did not
+        std::string broken_at;
+    };
+
+    void apply(const event& what);
+    void count(const event& what, std::int64_t at_s);
+    void watch_range(const expectation& wanted, progress& so_far, const cycle& after);
+    void check(const expectation& wanted, progress& so_far, const cycle& at);
+    double value_of(const expectation& wanted, const cycle& at) const;
+    void fail(const expectation& wanted, const std::string& found);
+
+    const scenario& scenario_;
+    device_image image_;
+    std::vector<progress> progress_;
+    std::vector<event> pending_;  // of the step under way
+    cycle last_;
+    std::int64_t boot_ = 0;
+    std::int64_t next_due_s_ = 0;
+    bool has_throughout_ = false;
+    bool has_counts_ = false;
+    std::vector<std::string> failures_;
+};
+
+}  // namespace lab

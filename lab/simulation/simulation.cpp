@@ -1,0 +1,42 @@
+#include "lab/simulation/simulation.h"
+
+#include <chrono>
+#include <utility>
+
+#include "lab/recordings/trace_writer.h"
+#include "lab/simulation/expectations.h"
+#include "lab/simulation/simulated_course.h"
+
+namespace lab {
+
+device_image image_at_start(const scenario& of, device_image before) {
+    for (const auto& [path, bytes] : of.files) before.files[path] = bytes;
+    for (const auto& [name, value] : of.properties) before.properties[name] = value;
+    return before;
+}
+
+simulation_result run_simulation(const scenario& of, const device_image& start,
+                                 const std::vector<listener*>& listeners, output_file* trace) {
+    use_time_zone(of.time_zone);
+    const auto begin = std::chrono::steady_clock::now();
+    simulation_result result;
+    result.image = start;
+    simulated_course phone(of);
+    expectation_checker checker(of, start);
+    std::vector<listener*> all = listeners;
+    all.push_back(&checker);
+    all.push_back(&result.counted);
+    if (trace == nullptr) {
+        run_session(phone, result.image, all);
+    } else {
+        trace_writer traced(phone, *trace);
+        run_session(traced, result.image, all);
+    }
+    checker.finish(result.image);
+    result.failures = checker.failures();
+    result.counted.known_span_s = of.duration_s();
+    result.host_s = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+    return result;
+}
+
+}  // namespace lab

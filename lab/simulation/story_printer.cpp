@@ -1,0 +1,73 @@
+#include "lab/simulation/story_printer.h"
+
+#include <algorithm>
+#include <iomanip>
+#include <ostream>
+
+namespace lab {
+
+namespace {
+
+constexpr int WHO_WIDTH = 18;
+constexpr int NUMBER_INDENT = 41;
+
+}  // namespace
+
+story_printer::story_printer(std::ostream& out, const scenario& of, const device_image& start,
+                             bool shows_routine)
+    : out_(out),
+      scenario_(of),
+      shows_routine_(shows_routine),
+      story_([this](const decision& told) { print(told); }, start) {
+    for (const scenario_event& each : of.events) {
+        const std::string again = each.every_s > 0 ? " (every " + duration_text(each.every_s) + ")" : "";
+        happenings_.push_back({each.at_s, each.what + again});
+        if (each.for_s > 0 && each.every_s == 0) {
+            happenings_.push_back({each.at_s + each.for_s, "over: " + each.what});
+        }
+    }
+    std::stable_sort(happenings_.begin(), happenings_.end(),
+                     [](const happening& a, const happening& b) { return a.at_s < b.at_s; });
+    out_ << of.title << " (" << of.file << ")\n"
+         << duration_text(of.duration_s()) << " from " << local_time_text(of.start_utc_s) << ", "
+         << of.time_zone << "\n\n";
+}
+
+void story_printer::on_cycle(const cycle& after) {
+    now_s_ = static_cast<std::int64_t>(after.truth[0]);
+    elapsed_s_ = after.elapsed_s;
+    if (next_happening_ < happenings_.size()) print_happenings(now_s_);
+    story_.on_cycle(after);
+}
+
+void story_printer::finish() {
+    print_happenings(scenario_.duration_s());
+    story_.finish();
+    if (not_shown_ > 0) out_ << "\nand " << not_shown_ << " routine decisions, which --all shows\n";
+}
+
+void story_printer::print_happenings(std::int64_t until_s) {
+    while (next_happening_ < happenings_.size() && happenings_[next_happening_].at_s <= until_s) {
+        const happening& each = happenings_[next_happening_++];
+        print_line(each.at_s, "~", each.what);
+    }
+}
+
+void story_printer::print_line(std::int64_t at_s, const std::string& who, const std::string& what) {
+    out_ << local_time_text(scenario_.start_utc_s + at_s) << "  " << std::left << std::setw(WHO_WIDTH) << who
+         << what << '\n';
+}
+
+// The device's own wall clock may be wrong; the scenario's is not.
+void story_printer::print(const decision& told) {
+    if (told.weight == importance::routine && !shows_routine_) {
+        not_shown_ += 1;
+        return;
+    }
+    print_line(now_s_ - (elapsed_s_ - told.elapsed_s), told.feature, told.sentence);
+    for (const number& each : told.numbers) {
+        out_ << std::string(NUMBER_INDENT, ' ') << each.name << ": " << each.value << '\n';
+    }
+}
+
+}  // namespace lab

@@ -1,0 +1,148 @@
+#include "lab/story/event_log.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <ctime>
+#include <ostream>
+
+#include "lab/io/text.h"
+#include "lab/records/record_text.h"
+#include "platform/android_log.h"
+#include "util/log.h"
+
+namespace lab {
+
+namespace {
+
+constexpr int ELAPSED_WIDTH = 14;
+constexpr std::int64_t SECONDS_PER_DAY = 86400;
+
+std::string format_local_time(std::int64_t utc_s) {
+    const auto time = static_cast<std::time_t>(utc_s);
+    std::tm local{};
+    if (localtime_r(&time, &local) == nullptr) return "wall clock " + std::to_string(utc_s);
+    std::array<char, 64> text;
+    text[std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &local)] = '\0';
+    return text.data();
+}
+
+std::string_view log_kind(std::int32_t priority) {
+    switch (priority) {
+        case ANDROID_LOG_INFO:
+            return "info    ";
+        case ANDROID_LOG_ERROR:
+            return "error   ";
+        default:
+            return "log     ";
+    }
+}
+
+// A log line without what every one of them carries: dashes, the tag, the line feed.
+std::string_view without_decoration(std::string_view text) {
+    const auto drop_start = [&text](std::string_view start) {
+        if (text.starts_with(start)) text.remove_prefix(start.size());
+    };
+    drop_start("--- ");
+    drop_start(LOG_TAG);
+    drop_start(" ");
+    while (text.ends_with('\n') || text.ends_with('-') || text.ends_with(' ')) text.remove_suffix(1);
+    return text;
+}
+
+void describe(std::string& out, const event& what) {
+    switch (what.kind) {
+        case event_kind::log:
+            out.append(log_kind(what.priority));
+            append_utf8(out, without_decoration(what.text));
+            break;
+        case event_kind::metric:
+            out.append("record  ").append(record_name(what.text)).append(" ");
+            append_utf8(out, record_payload(what.text));
+            break;
+        case event_kind::property_set:
+            out.append("set     ").append(what.name).append(" = ");
+            append_utf8(out, what.text);
+            break;
+        case event_kind::write:
+            out.append("write   ").append(what.name).append(" (");
+            append_integer(out, static_cast<std::int64_t>(what.text.size()));
+            out.append(what.text.size() == 1 ? " byte)" : " bytes)");
+            break;
+    }
+    const bool can_fail = what.kind == event_kind::property_set || what.kind == event_kind::write;
+    if (can_fail && what.result < 0) out += " FAILED";
+    std::replace_if(
+        out.begin(), out.end(), [](unsigned char c) { return c < ' '; }, ' ');
+}
+
+std::string padded_elapsed(std::int64_t seconds) {
+    std::string text = format_elapsed(seconds);
+    text.insert(0, text.size() < ELAPSED_WIDTH ? ELAPSED_WIDTH - text.size() : 0, ' ');
+    return text;
+}
+
+}  // namespace
+
+std::string format_elapsed(std::int64_t seconds) {
+    const std::int64_t days = seconds / SECONDS_PER_DAY;
+    const std::int64_t rest = seconds % SECONDS_PER_DAY;
+    if (rest < 0) return std::to_string(seconds) + " s";
+    std::array<char, 64> text;
+    const int h = static_cast<int>(rest / 3600);
+    const int m = static_cast<int>(rest / 60 % 60);
+    const int s = static_cast<int>(rest % 60);
+    if (days > 0) {
+        std::snprintf(text.data(), text.size(), "%lld d %d:%02d:%02d", static_cast<long long>(days), h, m, s);
+    } else {
+        std::snprintf(text.data(), text.size(), "%d:%02d:%02d", h, m, s);
+    }
+    return text.data();
+}
+
+void event_log::begin_boot(const event& first) {
+    finish();
+    has_boot_ = true;
+    boot_ = first.boot;
+    out_ << "boot " << boot_ << ", " << format_local_time(first.real_time_s) << '\n';
+}
+
+void event_log::on_event(const event& what) {
+    if (!has_boot_ || what.boot != boot_) begin_boot(what);
+    elapsed_s_ = what.elapsed_s;
+    text_.clear();
+    describe(text_, what);
+    const auto known = std::find_if(streaks_.begin(), streaks_.end(),
+                                    [this](const streak& each) { return each.text == text_; });
+    if (known != streaks_.end()) {
+        ++known->more;
+        known->last_cycle = cycle_;
+        known->last_elapsed_s = what.elapsed_s;
+        return;
+    }
+    streaks_.push_back({text_, 0, cycle_, what.elapsed_s});
+    out_ << padded_elapsed(what.elapsed_s) << "  " << text_ << '\n';
+}
+
+void event_log::on_cycle(const cycle& after) {
+    const auto is_over = [this](const streak& each) { return each.last_cycle < cycle_; };
+    for (const streak& each : streaks_) {
+        if (is_over(each)) end_streak(each, after.elapsed_s);
+    }
+    std::erase_if(streaks_, is_over);
+    ++cycle_;
+}
+
+void event_log::end_streak(const streak& ended, std::int64_t now_s) {
+    if (ended.more == 0) return;
+    const std::string times = ended.more == 1 ? "once more" : std::to_string(ended.more) + " times more";
+    out_ << padded_elapsed(now_s) << "          " << times << ", until "
+         << format_elapsed(ended.last_elapsed_s) << ": " << ended.text << '\n';
+}
+
+void event_log::finish() {
+    for (const streak& each : streaks_) end_streak(each, elapsed_s_);
+    streaks_.clear();
+}
+
+}  // namespace lab

@@ -1,0 +1,53 @@
+// Events as lines for a person.
+#pragma once
+
+#include <cstdint>
+#include <iosfwd>
+#include <string>
+#include <vector>
+
+#include "lab/session/session.h"
+
+namespace lab {
+
+// "2 d 3:04:05", days left out when there are none.
+std::string format_elapsed(std::int64_t seconds);
+
+// Prints one line per event. An effect that comes back cycle after cycle is printed once and, when it has
+// ended, counted:
+//
+//     boot 1, 2026-01-01 00:00:00
+//         0:00:10  error   file read error /sys/class/power_supply/battery/temp
+//         0:00:20  set     persist.vendor.vorn.toc = 4350
+//         0:05:00          26 times more, until 0:04:30: error   file read error /sys/...
+class event_log : public listener {
+  public:
+    explicit event_log(std::ostream& out) : out_(out) {}
+
+    void on_event(const event& what) override;
+    void on_cycle(const cycle& after) override;
+
+    // Prints the counts of what was still coming back.
+    void finish();
+
+  private:
+    struct streak {
+        std::string text;
+        std::int64_t more = 0;  // times after the first
+        std::int64_t last_cycle = 0;
+        std::int64_t last_elapsed_s = 0;
+    };
+
+    void begin_boot(const event& first);
+    void end_streak(const streak& ended, std::int64_t now_s);
+
+    std::ostream& out_;
+    bool has_boot_ = false;
+    std::int64_t boot_ = 0;
+    std::int64_t elapsed_s_ = 0;
+    std::int64_t cycle_ = 0;
+    std::vector<streak> streaks_;
+    std::string text_;
+};
+
+}  // namespace lab

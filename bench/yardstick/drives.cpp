@@ -88,7 +88,7 @@ lab::phone::phone_parameters phone_of(const drive& of) {
 class phone_in_use {
   public:
     explicit phone_in_use(const drive& of)
-        : drive_(of), cell_(phone_of(of).cell), phone_(phone_of(of), of.ambient_c, SEED) {
+        : drive_(of), cell_(phone_of(of).cell), phone_(phone_of(of), of.ambient_c, {SEED, 0}) {
         around_.ambient_c = of.ambient_c;
         around_.load_w = IDLE_W;
         around_.burst_w = BURST_W;
@@ -97,10 +97,11 @@ class phone_in_use {
 
     sample next(double at_s) {
         plug(at_s);
+        const auto second = static_cast<std::int64_t>(at_s);
         lab::phone::orders orders;
         orders.toc_mv = TOC_MV;
-        phone_.advance(drive_.cycle_s, around_, orders);
-        const lab::phone::readings read = phone_.look(around_);
+        phone_.advance(second, drive_.cycle_s, around_, orders);
+        const lab::phone::readings read = phone_.look(second, around_);
         return {static_cast<std::uint64_t>(at_s),
                 read.voltage_uv + static_cast<std::int32_t>(drive_.voltage_offset_mv * 1000),
                 read.current_ua + static_cast<std::int32_t>(drive_.current_offset_ma * 1000),

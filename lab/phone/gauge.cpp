@@ -9,6 +9,9 @@ namespace {
 
 constexpr std::array<std::int32_t, 3> VBUS_UV{0, 5000000, 9000000};  // none, usb, wall
 
+// Which of a moment's draws is the noise of what.
+enum place : std::size_t { VOLTAGE, CURRENT, TEMPERATURE, SOC };
+
 // To the nearest multiple of a step, away from zero when between two.
 std::int32_t quantised(double value, double step) {
     const double scaled = value / step;
@@ -18,19 +21,19 @@ std::int32_t quantised(double value, double step) {
 
 }  // namespace
 
-readings measure(const gauge_parameters& of, const truth_now& truth, generator& random) {
+readings measure(const gauge_parameters& of, const truth_now& truth, const draws& error) {
     readings read{};
-    const double error_mv = of.voltage_offset_mv + random.noise() * of.voltage_noise_mv;
-    const double error_ma = of.current_offset_ma + random.noise() * of.current_noise_ma;
+    const double error_mv = of.voltage_offset_mv + error.noise(VOLTAGE) * of.voltage_noise_mv;
+    const double error_ma = of.current_offset_ma + error.noise(CURRENT) * of.current_noise_ma;
     read.voltage_uv = quantised(truth.terminal_v * 1e6 + error_mv * 1e3, of.voltage_step_uv);
     read.current_ua = quantised(truth.current_a * 1e6 + error_ma * 1e3, of.current_step_ua);
     read.temperature_decic =
-        quantised((truth.temperature_c + random.noise() * of.temperature_noise_c) * 10, 1);
+        quantised((truth.temperature_c + error.noise(TEMPERATURE) * of.temperature_noise_c) * 10, 1);
     read.zone_mc = quantised(truth.zone_c * 1000, 100);
 
     const double span_pct = of.full_soc_pct - of.empty_soc_pct;
     const double true_pct = (truth.soc * 100 - of.empty_soc_pct) / span_pct * 100;
-    const double shown_pct = true_pct + of.soc_offset_pct + random.noise() * of.soc_noise_pct;
+    const double shown_pct = true_pct + of.soc_offset_pct + error.noise(SOC) * of.soc_noise_pct;
     const bool knows_full = truth.is_held_full && of.soc_offset_pct == 0;
     read.ui_soc = knows_full ? 10000 : quantised(std::clamp(shown_pct, 0.0, 100.0) * 100, 1);
     read.capacity_pct = (read.ui_soc + 50) / 100;

@@ -5,8 +5,8 @@
 
 #include <cstdint>
 
+#include "lab/phone/chance.h"
 #include "lab/phone/charger.h"
-#include "lab/phone/repeatable.h"
 
 namespace lab::phone {
 
@@ -51,6 +51,7 @@ struct readings {
     charge_status status;
 };
 
-readings measure(const gauge_parameters& of, const truth_now& truth, generator& random);
+// `error` has the noise of this moment.
+readings measure(const gauge_parameters& of, const truth_now& truth, const draws& error);
 
 }  // namespace lab::phone

@@ -12,16 +12,16 @@ namespace {
 constexpr double AGEING_STEP_S = 600;
 constexpr double DAY_S = 86400;
 constexpr double LOAD_NOISE = 0.03;  // of the load, standard deviation
-constexpr double PAST_C = 25;        // where a cell spent its age before the start
+constexpr std::int64_t LOAD_SLOT_S = 10;
+constexpr double PAST_C = 25;  // where a cell spent its age before the start
 constexpr double PAST_V = 3.9;
 constexpr double NEAR_TOP_V = 0.06;  // full within this of the highest voltage counts as held full
 
 }  // namespace
 
-model::model(const phone_parameters& parameters, double ambient_c, std::uint64_t seed)
-    : parameters_(parameters), cell_(parameters.cell) {
+model::model(const phone_parameters& parameters, double ambient_c, const chance_key& chance)
+    : parameters_(parameters), chance_(chance), cell_(parameters.cell) {
     state_.cell = cell_.start();
-    state_.random = generator(seed);
     state_.temperature_c = ambient_c;
     if (parameters.age_days > 0) age(state_.ageing, parameters.age_days, PAST_V, PAST_C);
     state_.highest_toc_v = parameters.charger.highest_toc_mv / 1000;
@@ -54,11 +54,17 @@ void model::settle(double step_s, const circuit& during, double current_a, doubl
     state_.unaged_s = 0;
 }
 
-void model::advance(double step_s, const surroundings& around, const orders& given) {
-    const circuit during = cell_.at(state_.cell, state_.ageing.health, state_.temperature_c, step_s);
-    const bool is_burst = around.burst_pct > 0 && state_.random.uniform() * 100 < around.burst_pct;
+// The load keeps for a slot of the clock, so that a daemon that wakes up some seconds later meets the same.
+double model::load_w_at(std::int64_t at_s, const surroundings& around) const {
+    const draws now(chance_, stream::load, at_s / LOAD_SLOT_S);
+    const bool is_burst = now.uniform(0) * 100 < around.burst_pct;
     const double load_w = is_burst ? around.burst_w : around.load_w;
-    state_.load_w = std::max(load_w * (1 + LOAD_NOISE * state_.random.noise()), 0.0);
+    return std::max(load_w * (1 + LOAD_NOISE * now.noise(1)), 0.0);
+}
+
+void model::advance(std::int64_t at_s, double step_s, const surroundings& around, const orders& given) {
+    const circuit during = cell_.at(state_.cell, state_.ageing.health, state_.temperature_c, step_s);
+    state_.load_w = load_w_at(at_s, around);
 
     const charge_request wanted{around.charger, given.toc_mv, given.is_charging_disabled, state_.load_w};
     state_.flow =
@@ -86,7 +92,7 @@ void model::advance_off(double step_s, const surroundings& around) {
     settle(step_s, during, current_a, 0, around);
 }
 
-readings model::look(const surroundings& around) {
+readings model::look(std::int64_t at_s, const surroundings& around) const {
     const bool is_held_full =
         state_.flow.status == charge_status::full && state_.terminal_v > state_.highest_toc_v - NEAR_TOP_V;
     const truth_now truth{
@@ -95,7 +101,7 @@ readings model::look(const surroundings& around) {
         state_.cell.soc,       capacity_mah(),
         state_.throughput_mah, state_.flow.status,
         around.charger,        is_held_full};
-    return measure(parameters_.gauge, truth, state_.random);
+    return measure(parameters_.gauge, truth, draws(chance_, stream::gauge, at_s));
 }
 
 }  // namespace lab::phone

@@ -6,9 +6,9 @@
 
 #include "lab/phone/ageing.h"
 #include "lab/phone/cell.h"
+#include "lab/phone/chance.h"
 #include "lab/phone/charger.h"
 #include "lab/phone/gauge.h"
-#include "lab/phone/repeatable.h"
 #include "lab/phone/thermal.h"
 
 namespace lab::phone {
@@ -56,7 +56,6 @@ struct phone_state {
     cell_state cell;
     ageing_state ageing;
     charger_state charger;
-    generator random;
     double temperature_c = 23;
     double load_w = 0;  // of the last step
     double terminal_v = 0;
@@ -69,10 +68,10 @@ struct phone_state {
 
 class model {
   public:
-    model(const phone_parameters& parameters, double ambient_c, std::uint64_t seed);
+    model(const phone_parameters& parameters, double ambient_c, const chance_key& chance);
 
-    // One step of 1 to 60 seconds with the phone on.
-    void advance(double step_s, const surroundings& around, const orders& given);
+    // One step of 1 to 60 seconds from the simulated second `at_s` on, with the phone on.
+    void advance(std::int64_t at_s, double step_s, const surroundings& around, const orders& given);
     // One step with the phone off: the boot loader charges where a charger is.
     void advance_off(double step_s, const surroundings& around);
 
@@ -83,8 +82,8 @@ class model {
         return static_cast<double>(state_.precharge_s) > parameters_.power.precharge_limit_s;
     }
 
-    // A fresh measurement.
-    readings look(const surroundings& around);
+    // A measurement at that second.
+    readings look(std::int64_t at_s, const surroundings& around) const;
 
     const phone_state& state() const { return state_; }
     void set_state(const phone_state& state) { state_ = state; }
@@ -93,10 +92,12 @@ class model {
     double capacity_mah() const;
 
   private:
+    double load_w_at(std::int64_t at_s, const surroundings& around) const;
     void settle(double step_s, const circuit& during, double current_a, double other_heat_w,
                 const surroundings& around);
 
     phone_parameters parameters_;
+    chance_key chance_;
     cell cell_;
     phone_state state_;
 };

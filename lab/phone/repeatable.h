@@ -1,5 +1,5 @@
-// Mathematics and randomness that give the same bits on every processor and C library: only additions,
-// multiplications, divisions and square roots, which IEEE 754 defines to the last bit, and integers.
+// Mathematics that gives the same bits on every processor and C library: only additions,
+// multiplications, divisions and square roots, which IEEE 754 defines to the last bit.
 #pragma once
 
 #include <array>
@@ -58,48 +58,5 @@ inline double power_4_3(double x) {
         root = next;
     }
 }
-
-// xoshiro256** by D. Blackman and S. Vigna (2018, public domain), seeded by their splitmix64.
-class generator {
-  public:
-    generator() : generator(0) {}
-    explicit generator(std::uint64_t seed) {
-        for (auto& word : state_) {
-            seed += 0x9E3779B97F4A7C15U;
-            std::uint64_t z = seed;
-            z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9U;
-            z = (z ^ (z >> 27)) * 0x94D049BB133111EBU;
-            word = z ^ (z >> 31);
-        }
-    }
-
-    std::uint64_t next() {
-        const std::uint64_t result = std::rotl(state_[1] * 5, 7) * 9;
-        const std::uint64_t t = state_[1] << 17;
-        state_[2] ^= state_[0];
-        state_[3] ^= state_[1];
-        state_[1] ^= state_[2];
-        state_[0] ^= state_[3];
-        state_[2] ^= t;
-        state_[3] = std::rotl(state_[3], 45);
-        return result;
-    }
-
-    // Uniform in [0, 1).
-    double uniform() { return static_cast<double>(next() >> 11) * 0x1.0p-53; }
-
-    // Mean 0, standard deviation 1, within +-3.5: the sum of four 16-bit uniform numbers of one draw.
-    double noise() {
-        const std::uint64_t draw = next();
-        const auto sum = static_cast<double>((draw & 0xFFFF) + ((draw >> 16) & 0xFFFF) +
-                                             ((draw >> 32) & 0xFFFF) + (draw >> 48));
-        constexpr double MEAN = 2 * 65535.0;
-        constexpr double DEVIATION = 37837.0;  // 65536 * sqrt(4 / 12)
-        return (sum - MEAN) / DEVIATION;
-    }
-
-  private:
-    std::uint64_t state_[4];
-};
 
 }  // namespace lab::phone

@@ -146,7 +146,8 @@ scenario read_table(const toml::table& table, const std::string& name) {
     }
     read.start_utc_s = read_start(top);
     constexpr auto most = std::numeric_limits<std::int64_t>::max();
-    read.seed = static_cast<std::uint64_t>(top.integer("seed", 0, most).value_or(1));
+    read.chance.seed = static_cast<std::uint64_t>(top.integer("seed", 0, most).value_or(1));
+    read.chance.phone = static_cast<std::uint64_t>(top.integer("number", 0, most).value_or(0));
     read_phone(top, read);
     read_section(top, "boot_loader", boot_loader_keys, read.phone.power);
     read_section(top, "cell", cell_keys, read.phone.cell);

@@ -101,7 +101,7 @@ struct scenario {
     std::string title;
     std::string time_zone = "UTC";
     std::int64_t start_utc_s = 0;
-    std::uint64_t seed = 1;
+    phone::chance_key chance;
     std::int32_t cycle_s = 10;  // between two cycles of the daemon
     std::string cell_vendor = "ATL";
     phone::phone_parameters phone;

@@ -22,7 +22,7 @@ constexpr double MILLI = 0.001;
 
 simulated_course::simulated_course(const scenario& of)
     : scenario_(of),
-      model_(of.phone, timeline(of).conditions_at(0).ambient_c, of.seed),
+      model_(of.phone, timeline(of).conditions_at(0).ambient_c, of.chance),
       state_{.phone = model_.state()},
       world_(of) {
     static_assert(std::is_trivially_copyable_v<course_state>, "crosses boots as bytes");
@@ -40,7 +40,7 @@ std::int64_t simulated_course::begin_boot(device& on) {
             if (state_.is_over) throw input_error(scenario_.file + ": the phone never starts");
         }
         orders_.read(on);
-        model_.advance(1, world_.around(), orders_.given());  // so that a current flows
+        model_.advance(state_.now_s, 1, world_.around(), orders_.given());  // so that a current flows
     }
     state_.boot += 1;
     state_.boot_start_s = state_.now_s;
@@ -74,7 +74,7 @@ ending simulated_course::advance_awake(device& on) {
         if (state_.now_s >= scenario_.duration_s()) return ending::over;
         const bool asleep = is_asleep();
         const std::int64_t step = step_s(asleep ? ASLEEP_STEP_S : std::min(left_s, AWAKE_STEP_S));
-        model_.advance(static_cast<double>(step), world_.around(), orders_.given());
+        model_.advance(state_.now_s, static_cast<double>(step), world_.around(), orders_.given());
         state_.now_s += step;
         if (!asleep) left_s -= step;
         if (model_.is_empty()) return ending::empty;
@@ -111,7 +111,7 @@ void simulated_course::advance_on(device& on, std::int64_t for_s) {
     while (state_.now_s < end_s) {
         const std::int64_t step =
             std::min({AWAKE_STEP_S, end_s - state_.now_s, world_.next_change_s() - state_.now_s});
-        model_.advance(static_cast<double>(step), world_.around(), orders_.given());
+        model_.advance(state_.now_s, static_cast<double>(step), world_.around(), orders_.given());
         state_.now_s += step;
         if (state_.now_s != world_.next_change_s()) continue;
         cross_change(on);
@@ -192,7 +192,7 @@ void simulated_course::show(device& on) {
     const std::int64_t since_boot_s = state_.now_s - state_.boot_start_s;
     on.elapsed_s = since_boot_s;
     on.real_time_s = world_.real_time_s(state_.now_s, since_boot_s);
-    nodes_.show(model_.look(world_.around()), scenario_.cell_vendor, world_.overrides());
+    nodes_.show(model_.look(state_.now_s, world_.around()), scenario_.cell_vendor, world_.overrides());
 }
 
 std::vector<std::string> simulated_course::truth_names() const {

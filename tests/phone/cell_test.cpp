@@ -180,23 +180,4 @@ TEST(Repeatable, FunctionsAgreeWithTheLibrary) {
     }
 }
 
-TEST(Repeatable, NoiseIsTheSameForASeedAndHasItsMoments) {
-    generator one(7);
-    generator same(7);
-    generator other(8);
-    EXPECT_EQ(one.next(), same.next());
-    EXPECT_NE(one.next(), other.next());
-    double sum = 0;
-    double squares = 0;
-    constexpr int COUNT = 200000;
-    for (int i = 0; i < COUNT; ++i) {
-        const double x = one.noise();
-        ASSERT_LT(std::abs(x), 3.6);
-        sum += x;
-        squares += x * x;
-    }
-    EXPECT_NEAR(sum / COUNT, 0, 0.01);
-    EXPECT_NEAR(squares / COUNT, 1, 0.01);
-}
-
 }  // namespace lab::phone

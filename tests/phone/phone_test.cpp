@@ -23,7 +23,7 @@ phone_parameters with_soc(double soc_pct) {
 }
 
 void run(model& phone, double for_s, const surroundings& around, const orders& given) {
-    for (double t = 0; t < for_s; t += 10) phone.advance(10, around, given);
+    for (std::int64_t t = 0; static_cast<double>(t) < for_s; t += 10) phone.advance(t, 10, around, given);
 }
 
 // Hours until the condition holds; 100 when it never does.
@@ -31,7 +31,7 @@ template <typename Condition>
 double hours_until(model& phone, const surroundings& around, const orders& given, Condition holds) {
     for (int step = 0; step < 36000; ++step) {
         if (holds(phone.state())) return step * 10 / 3600.0;
-        phone.advance(10, around, given);
+        phone.advance(10 * step, 10, around, given);
     }
     return 100;
 }
@@ -43,7 +43,7 @@ bool is_full(const phone_state& state) {
 }  // namespace
 
 TEST(Charger, ChargesAtConstantCurrentThenConstantVoltageThenRests) {
-    model phone(with_soc(20), 23, 1);
+    model phone(with_soc(20), 23, {});
     const surroundings around = on_wall();
     const orders given{4450, false};
     run(phone, 600, around, given);
@@ -78,12 +78,12 @@ TEST(Charger, ChargesAtConstantCurrentThenConstantVoltageThenRests) {
 
 TEST(Charger, DoesWhatTheDaemonAsksFor) {
     const surroundings around = on_wall();
-    model stopped(with_soc(50), 23, 1);
+    model stopped(with_soc(50), 23, {});
     run(stopped, 600, around, {4450, true});
     EXPECT_EQ(stopped.state().flow.status, charge_status::not_charging);
     EXPECT_NEAR(stopped.state().flow.current_a, -0.005, 1e-9);
 
-    model lowered(with_soc(50), 23, 1);
+    model lowered(with_soc(50), 23, {});
     hours_until(lowered, around, {4250, false}, is_full);
     EXPECT_LT(lowered.state().terminal_v, 4.2505);
 
@@ -93,7 +93,7 @@ TEST(Charger, DoesWhatTheDaemonAsksFor) {
     for (const above_top way : {above_top::discharge, above_top::rest}) {
         phone_parameters of = with_soc(98);
         of.charger.above_toc = way;
-        model high(of, 23, 1);
+        model high(of, 23, {});
         run(high, 6 * 3600, busy, {4000, false});
         EXPECT_EQ(high.resting_v() < 4.25, way == above_top::discharge);
         EXPECT_EQ(high.state().flow.status, charge_status::not_charging);
@@ -101,7 +101,7 @@ TEST(Charger, DoesWhatTheDaemonAsksFor) {
 
     phone_parameters deaf = with_soc(50);
     deaf.charger.obeys = false;
-    model ignoring(deaf, 23, 1);
+    model ignoring(deaf, 23, {});
     run(ignoring, 600, around, {4000, true});
     EXPECT_GT(ignoring.state().flow.current_a, 2.9);
 }
@@ -109,8 +109,8 @@ TEST(Charger, DoesWhatTheDaemonAsksFor) {
 TEST(Charger, IsHeldBackByItsSourceTheLoadAndTheTemperature) {
     surroundings around = on_wall();
     const auto current_of = [&](const surroundings& where, double ambient_c, double soc_pct) {
-        model phone(with_soc(soc_pct), ambient_c, 1);
-        phone.advance(10, where, {4450, false});
+        model phone(with_soc(soc_pct), ambient_c, {});
+        phone.advance(0, 10, where, {4450, false});
         return phone.state().flow;
     };
     EXPECT_NEAR(current_of(around, 23, 50).current_a, 3.0, 1e-9);
@@ -132,7 +132,7 @@ TEST(Charger, IsHeldBackByItsSourceTheLoadAndTheTemperature) {
 }
 
 TEST(Phone, LosesToASoftShortWhatItsGaugeDoesNotSee) {
-    model phone(with_soc(60), 23, 1);
+    model phone(with_soc(60), 23, {});
     surroundings around;
     around.load_w = 0;
     around.short_ohm = 4;
@@ -145,7 +145,7 @@ TEST(Phone, LosesToASoftShortWhatItsGaugeDoesNotSee) {
 }
 
 TEST(Phone, IsWarmedByItsSharesOfTheLoadAndOfTheChargersLoss) {
-    model phone(with_soc(50), 23, 1);
+    model phone(with_soc(50), 23, {});
     surroundings around = on_wall();
     around.load_w = 2;
     run(phone, 6 * 3600, around, {4450, true});  // the charger carries the load, nothing else
@@ -158,12 +158,12 @@ TEST(Phone, IsWarmedByItsSharesOfTheLoadAndOfTheChargersLoss) {
 }
 
 TEST(Phone, IsEmptyUnderLoadAndBootsAfterAChargeWhileOff) {
-    model phone(with_soc(2), 23, 1);
+    model phone(with_soc(2), 23, {});
     surroundings around;
     around.load_w = 3;
     EXPECT_LT(hours_until(phone, around, {}, [&](const phone_state&) { return phone.is_empty(); }), 1);
 
-    model deep(with_soc(-1.2), 23, 1);
+    model deep(with_soc(-1.2), 23, {});
     EXPECT_FALSE(deep.can_boot());
     around.charger = charger_kind::wall;
     int steps = 0;
@@ -176,7 +176,7 @@ TEST(Phone, IsEmptyUnderLoadAndBootsAfterAChargeWhileOff) {
 }
 
 TEST(Phone, IsNotOverchargedWhileItIsOff) {
-    model phone(with_soc(90), 23, 1);
+    model phone(with_soc(90), 23, {});
     for (int step = 0; step < 3600; ++step) {
         phone.advance_off(10, on_wall());
         ASSERT_LT(phone.state().terminal_v, 4.4505) << step;
@@ -185,19 +185,19 @@ TEST(Phone, IsNotOverchargedWhileItIsOff) {
 }
 
 TEST(Gauge, ShowsQuantisedNoisyReadingsAroundTheTruth) {
-    model phone(with_soc(60), 23, 1);
+    model phone(with_soc(60), 23, {});
     surroundings around;
     run(phone, 600, around, {});
     double sum_mv = 0;
     for (int i = 0; i < 400; ++i) {
-        const readings read = phone.look(around);
+        const readings read = phone.look(i, around);
         ASSERT_EQ(read.voltage_uv % 1000, 0);
         ASSERT_EQ(read.current_ua % 1000, 0);
         ASSERT_LT(std::abs(read.voltage_uv * 1e-6 - phone.state().terminal_v), 0.005);
         sum_mv += read.voltage_uv * 1e-3;
     }
     EXPECT_NEAR(sum_mv / 400, phone.state().terminal_v * 1000, 0.3);
-    const readings read = phone.look(around);
+    const readings read = phone.look(0, around);
     EXPECT_NEAR(read.ui_soc / 100.0, (phone.state().cell.soc * 100 - 3) / 94 * 100, 0.1);
     EXPECT_EQ(read.capacity_pct, (read.ui_soc + 50) / 100);
     EXPECT_EQ(read.status, charge_status::discharging);
@@ -205,16 +205,16 @@ TEST(Gauge, ShowsQuantisedNoisyReadingsAroundTheTruth) {
     phone_parameters off = with_soc(60);
     off.gauge.voltage_offset_mv = 40;
     off.gauge.current_offset_ma = -70;
-    model miscalibrated(off, 23, 1);
+    model miscalibrated(off, 23, {});
     run(miscalibrated, 600, around, {});
-    const readings wrong = miscalibrated.look(around);
+    const readings wrong = miscalibrated.look(0, around);
     EXPECT_NEAR(wrong.voltage_uv * 1e-3, miscalibrated.state().terminal_v * 1e3 + 40, 5);
     EXPECT_NEAR(wrong.current_ua * 1e-3, miscalibrated.state().flow.current_a * 1e3 - 70, 16);
 
     phone_parameters lying = with_soc(60);
     lying.gauge.soc_offset_pct = 30;
-    model liar(lying, 23, 1);
-    EXPECT_NEAR(liar.look(around).capacity_pct, read.capacity_pct + 30, 1);
+    model liar(lying, 23, {});
+    EXPECT_NEAR(liar.look(0, around).capacity_pct, read.capacity_pct + 30, 1);
 }
 
 }  // namespace lab::phone

@@ -120,7 +120,7 @@ TEST(ScenarioReader, TakesStartFilesAndOverrides) {
     EXPECT_EQ(read.duration_s(), 86400);
     EXPECT_EQ(read.phone.cell.soc_pct, 20.5);
     EXPECT_EQ(read.phone.charger.above_toc, phone::above_top::rest);
-    EXPECT_EQ(read.seed, 9U);
+    EXPECT_EQ(read.chance.seed, 9U);
     const std::string& table = read.files.at("/mnt/vendor/nvcfg/vorn/batt_stress");
     EXPECT_EQ(table.size(), 396U);
     EXPECT_EQ(table.substr(392), std::string("\x00\x00\x20\x40", 4));

@@ -61,7 +61,22 @@ test("it repeats itself for a seed and differs for another", () => {
   const events = (seed) => labMust("simulate", "x.toml", "--set", `seed=${seed}`, "--events", "-");
   assert.ok(events(1) === events(1));
   assert.ok(events(1) !== events(2));
+  assert.ok(events(1) !== labMust("simulate", "x.toml", "--set", "number=1", "--events", "-"), "another phone of that seed");
   assert.match(labRefuses("simulate", "x.toml", "--set", "cell.soc_pct=-1", "--quiet"), /x\.toml/, "it never boots");
+});
+
+test("a reboot changes nothing of what the phone meets later", () => {
+  const scenario = `start = 2026-01-05T06:00:00
+    phase = [{ for = "6 h", burst_mw = 3000, burst_pct = 20 }]`;
+  const seen = ({ true_ma, true_temp_c, voltage_now, current_now, temp }) => [true_ma, true_temp_c, voltage_now, current_now, temp].join();
+  const undisturbed = new Map(cyclesOf(scenario).map((cycle) => [cycle.sim_s, cycle]));
+  const later = (at) => cyclesOf(`${scenario}\nevent = [{ do = "reboot", at = "${at}" }]`).filter(({ sim_s }) => sim_s > 3700);
+  const onTime = later("1 h");
+  assert.ok(onTime.length > 1700);
+  assert.ok(onTime.every((cycle) => seen(cycle) === seen(undisturbed.get(cycle.sim_s))));
+  // Cycles three seconds off the others: the same bursts, nearly the same currents.
+  const late = later("1 h 3 s");
+  assert.ok(late.every(({ sim_s, true_ma }) => Math.abs(true_ma - undisturbed.get(sim_s - 3).true_ma) < 1));
 });
 
 test("no cycle runs while the phone sleeps", () => {

@@ -1,4 +1,5 @@
-// What every fuzzer that runs the daemon does before an input: a new device, a daemon that remembers nothing.
+// What every fuzzer that runs the daemon does before an input: a new device. The daemon forgets what it
+// remembers by itself, in daemon_start.
 #pragma once
 
 #include <cstdio>
@@ -6,16 +7,13 @@
 #include <string_view>
 
 #include "platform/virtual/device.h"
-#include "tests/fault/restart.h"
 #include "tests/fault/watch.h"
 
 namespace fuzz {
 
 inline virtual_device::device& new_device() {
-    static const bool is_first = (setenv("TZ", "America/New_York", 1), fault::remember_daemon_memory(), true);
-    (void)is_first;
-    virtual_device::the_device() = {};
-    fault::restart_daemon();
+    setenv("TZ", "America/New_York", 1);
+    virtual_device::reset_device();
     return virtual_device::the_device();
 }
 

@@ -61,7 +61,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     fault::watch seen;
     seen.expect_all_torn();
     for (int boot = 0; boot < 2; ++boot) {
-        fault::restart_daemon();
         const std::int64_t start_s = now_s + boot * 10 * day_s;
         fault::arrive(device, {0, start_s, 4210, 900, 310, 88, "Charging", ""}, 0);
         daemon_start();

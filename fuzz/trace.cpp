@@ -17,7 +17,6 @@ constexpr int CYCLES_MAX = 2000;  // an input is meant to be small
 void run(lab::trace_course& course, virtual_device::device& device, fault::watch& seen) {
     int cycles = 0;
     do {
-        fault::restart_daemon();
         device.forget_volatile_properties();
         course.begin_boot(device);
         daemon_start();

@@ -44,11 +44,6 @@ void clear_device() {
     device.at(MOCK_OFFSET_PATH).remove();
 }
 
-std::int32_t give_nothing(void* buffer, std::int32_t size) {
-    std::memset(buffer, 0, static_cast<std::size_t>(size));
-    return 0;
-}
-
 std::int32_t write_nowhere(const void*, std::int32_t) {
     return 0;
 }
@@ -56,10 +51,9 @@ std::int32_t write_nowhere(const void*, std::int32_t) {
 void look_at_stress_table(daemon_view& view) {
     static daemon_view* receiver;
     receiver = &view;
-    stress_table__import(give_nothing);
-    stress_table__import(vorn_stress_import);
     view.mock_offset_h = read_mock_stress_offset();
-    stress_table__set_mock_offset(view.mock_offset_h);
+    stress_table__init(view.mock_offset_h);
+    stress_table__import(vorn_stress_import);
     view.stress_hours = calculate_stress_hours();
     view.trip_step = stress_trip_step(view.stress_hours);
     stress_table__export([](const void* table, std::int32_t size) {

@@ -17,7 +17,7 @@ constexpr std::int32_t NO_VENDOR = -1;
 
 struct {
     const batt_info* selected;  // null while there is none
-} s = {};
+} s;
 
 bool is_strictly_falling(const std::int32_t* values, std::int32_t count) {
     for (std::int32_t i = 1; i < count; ++i) {
@@ -73,6 +73,7 @@ const batt_info* choose_batt_info(batt_vendor_table& table, const char* vendor_n
 }
 
 std::int32_t batt_info__init(const char* vendor_name) {
+    s = {};
     s.selected = choose_batt_info(batt_info_vendor_table, vendor_name);
     return s.selected == nullptr ? 1 : 0;
 }

@@ -83,7 +83,6 @@ void export_perm_clients() {
 }
 
 void load_perm_clients(record_import_fn clients_import) {
-    s.perm_toc_clients[0] = {};
     std::uint8_t stored_step = 0;  // stays 0 when the file is empty or its read fails
     if (clients_import(&stored_step, sizeof stored_step) != 0) {
         LOG_ERROR("--- %s CHG_MGR Init Perm Clients failed to initialize, resetting ---\n");
@@ -155,10 +154,10 @@ std::int32_t request_step(kind which, std::uint8_t step, std::int32_t client_id)
 
 void charge_mgr__init(record_import_fn clients_import, record_export_fn clients_export,
                       voltage_get_fn toc_get, voltage_set_fn toc_set) {
+    s = {};
     s.toc_clients_export = clients_export;
     s.toc_prop_set = toc_set;
     load_perm_clients(clients_import);
-    s.temp_toc_clients[0] = {};
     s.toc_mv = toc_get();
     s.boc_enabled = true;
     publish_toc();

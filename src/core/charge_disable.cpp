@@ -42,6 +42,7 @@ bool return_true() {
 }
 
 void charge_disable_init() {
+    s = {};
     s.last_disable_code = NOTHING_PUBLISHED;
 }
 

@@ -36,6 +36,7 @@ std::int64_t seconds_to_reboot_hour(std::tm local) {
 }  // namespace
 
 void reboot_init() {
+    s = {};
     s.reboot_time = NO_REBOOT_S;
     const std::int32_t voltage_mv = read_number_property(STRESS_PROPERTY);
     s.start_stress_prop = voltage_mv == 0 ? FULL_VOLTAGE_MV : voltage_mv;

@@ -15,34 +15,20 @@ constexpr std::int32_t SOC_C_BASE = 10000;
 constexpr tocboc_lookup NO_LOOKUP = {INVALID_VALUE, INVALID_VALUE, INVALID_VALUE, INVALID_VALUE,
                                      INVALID_VALUE};
 
-void reset_record(dyn_soc_record& record) {
+// Everything that starts other than zero.
+void preset_state() {
+    dyn_soc_record& record = s.prev;
     record.soc_c = {0, INVALID_VALUE, SOC_C_BASE};
     record.soc_act = INVALID_VALUE;
     record.soc_smooth = INVALID_VALUE;
     record.soc_ui = INVALID_VALUE;
-    record.landing_state = LANDING_IDLE;
-    record.smoothing_active = false;
-}
-
-void reset_module_state() {
-    s.err_flags = 0;
-    s.num_aborts = 0;
     vorn_queue__init(&s.ocv_queue, OCV_SAMPLES);
     vorn_queue__init(&s.curr_queue, CURR_SAMPLES);
     vorn_queue__init(&s.soc_past_queue, SOC_PAST_SAMPLES);
-    s.i_avg_ma = 0;
-    s.curr_outlier = false;
-    s.good_cycles = 0;
-    s.chg_sts_time = 0;
-    s.last_write_time = 0;
     s.last_daily_metric = INVALID_VALUE;
     s.last_low_metric = INVALID_VALUE;
     s.last_high_metric = INVALID_VALUE;
-    s.written_dcr = 0;
-    s.written_qmax = 0;
     for (auto& slot : s.tocboc_cache) slot = NO_LOOKUP;
-    s.tocboc_changed = false;
-    s.smoother_jump = false;
     s.toc_slope_temp = INVALID_VALUE;
 }
 
@@ -58,15 +44,11 @@ void keep_vendor(const char* vendor) {
     std::memcpy(s.vend, "UNKNOWN", sizeof "UNKNOWN");
 }
 
-}  // namespace dyn_soc
-
-using namespace dyn_soc;
-
-std::int32_t dyn_soc__init(record_import_fn params_import, record_export_fn params_export) {
-    const batt_info* battery = batt_info__get();
+std::int32_t start(const batt_info* battery, record_import_fn params_import, record_export_fn params_export) {
+    s = {};
     if (battery == nullptr) {
         LOG_ERROR("--- %s DYN_SOC error: invalid battery info! ---\n");
-        s.err_flags |= ERR_NO_BATT_INFO;
+        s.err_flags = ERR_NO_BATT_INFO;
         s.dyn_soc_state = STATE_DISABLED;
         return 1;
     }
@@ -74,9 +56,14 @@ std::int32_t dyn_soc__init(record_import_fn params_import, record_export_fn para
     s.params_import = params_import;
     s.params_export = params_export;
     keep_vendor(battery->vendor);
-    reset_record(s.prev);
-    reset_module_state();
+    preset_state();
     load_params();
     s.dyn_soc_state = STATE_FIRST_CYCLE;
     return 0;
+}
+
+}  // namespace dyn_soc
+
+std::int32_t dyn_soc__init(record_import_fn params_import, record_export_fn params_export) {
+    return dyn_soc::start(batt_info__get(), params_import, params_export);
 }

@@ -151,6 +151,9 @@ extern module_state s;
 // The steps. Each works on `curr`, which starts the cycle as a copy of `prev`, so a field that no step has
 // set yet still holds the value of the cycle before.
 
+// What dyn_soc__init does, for any battery; null where no record is valid.
+std::int32_t start(const batt_info* battery, record_import_fn params_import, record_export_fn params_export);
+
 // Keeps the vendor's name for the records: 1 to 15 characters, otherwise "UNKNOWN".
 void keep_vendor(const char* vendor);
 

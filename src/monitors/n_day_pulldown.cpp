@@ -47,11 +47,9 @@ constexpr bool is_due(std::uint64_t watch_s, std::uint32_t mock_threshold_s) {
 }  // namespace
 
 std::int32_t n_day_pulldown_init(std::int32_t volt_thresh_mv, voltage_set_fn client_set) {
-    const std::int32_t result = charge_mgr__register_temp_client_prop(TEMP_CLIENT, client_set);
-    s.nd_state = IDLE;
+    s = {};
     s.volt_thresh_mv = volt_thresh_mv;
-    s.pulldown_flag = 0;
-    return result;
+    return charge_mgr__register_temp_client_prop(TEMP_CLIENT, client_set);
 }
 
 std::uint32_t n_day_pulldown_main(std::uint64_t now_s, std::int32_t status, std::int32_t v_mv,

@@ -100,8 +100,8 @@ void release_when_safe(std::uint64_t now_s, std::int32_t status, std::int32_t te
 }  // namespace
 
 void secondary_thermal_detect_init() {
+    s = {};
     reset();
-    s.thermal_flag = false;
 }
 
 std::int32_t secondary_thermal_detect_main(std::uint64_t now_s, std::int32_t status, std::int32_t temp_c,

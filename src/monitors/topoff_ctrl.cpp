@@ -49,8 +49,8 @@ void set(std::uint64_t now_s, std::uint32_t v_mv) {
 }  // namespace
 
 void topoff_ctrl__init(std::uint32_t reset_margin_mv) {
+    s = {};
     s.reset_margin_mv = reset_margin_mv;
-    s.chg_dis_flag = false;
 }
 
 void topoff_ctrl__update(std::uint64_t now_s, std::uint32_t status, std::uint32_t v_mv,

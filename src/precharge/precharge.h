@@ -20,7 +20,7 @@ std::int32_t precharge_feature_init(flag_get_fn property_get, flag_set_fn proper
                                     value_import_fn counter_import, value_export_fn counter_export,
                                     value_import_fn timer_import, value_export_fn timer_export,
                                     flag_get_fn uboot_flag_import, value_import_fn uboot_timer_import,
-                                    float uvp_discharge_rate, power_off_time_fn power_off_time,
+                                    float uvp_discharge_rate, unseen_hours_fn power_off_time,
                                     std::int32_t last_battery_volt_uv);
 
 // Adds a precharge of `uboot_timer_s` seconds to the lifetime timer and 1 to the lifetime counter; less than

@@ -16,16 +16,21 @@ constexpr float CLOCK_BEHIND_H = -1.0F;                // how unknown offline ho
 constexpr std::int32_t SAMPLE_REFUSED = 2;
 
 struct {
-    record_import_fn stress_import_fn;                   // reads the table's file
-    record_export_fn stress_export_fn;                   // writes it
-    ::power_off_time_fn power_off_time_fn;               // h unseen since its previous call
-    bool offline_retry_pending;                          // the hours before this start are still unknown
-    std::int32_t offline_retry_volt = INVALID_VALUE;     // mV at start-up
-    std::int32_t offline_retry_temp = INVALID_VALUE;     // thousandths of °C at start-up
-    std::uint64_t next_flush_time = FLUSH_PERIOD_S;      // elapsed s; write at a sample > this
-    std::uint64_t next_calc_time = EVALUATION_PERIOD_S;  // elapsed s; evaluate at a sample > this
-    std::uint64_t last_push_time;                        // elapsed s of the previous sample, read or not
+    record_import_fn stress_import_fn;  // reads the table's file
+    record_export_fn stress_export_fn;  // writes it
+    unseen_hours_fn power_off_time_fn;  // h unseen since its previous call
+    bool offline_retry_pending;         // the hours before this start are still unknown
+    std::int32_t offline_retry_volt;    // mV at start-up; INVALID_VALUE = none
+    std::int32_t offline_retry_temp;    // thousandths of °C at start-up; INVALID_VALUE = none
+    std::uint64_t next_flush_time;      // elapsed s; write at a sample > this
+    std::uint64_t next_calc_time;       // elapsed s; evaluate at a sample > this
+    std::uint64_t last_push_time;       // elapsed s of the previous sample, read or not
 } s;
+
+void start_schedule() {
+    s.next_flush_time = FLUSH_PERIOD_S;
+    s.next_calc_time = EVALUATION_PERIOD_S;
+}
 
 bool is_read(std::int32_t voltage_mv, std::int32_t temperature_mc) {
     return voltage_mv != INVALID_VALUE && temperature_mc != INVALID_VALUE;
@@ -86,10 +91,14 @@ void evaluate_trip(std::uint64_t now_s) {
 }  // namespace
 
 std::int32_t stress_feature_init(record_import_fn import_fn, record_export_fn export_fn,
-                                 voltage_set_fn property_set_fn, power_off_time_fn power_off_time,
+                                 voltage_set_fn property_set_fn, unseen_hours_fn power_off_time,
                                  std::int32_t voltage_mv, std::int32_t temperature_mc,
                                  std::uint32_t mock_offset_h) {
-    stress_table__set_mock_offset(mock_offset_h);
+    s = {};
+    s.offline_retry_volt = INVALID_VALUE;
+    s.offline_retry_temp = INVALID_VALUE;
+    start_schedule();
+    stress_table__init(mock_offset_h);
     if (mock_offset_h != 0) LOG_ERROR("%s stress feature mock offset set to %u \n", mock_offset_h);
     s.stress_import_fn = import_fn;
     s.stress_export_fn = export_fn;
@@ -113,8 +122,7 @@ std::int32_t stress_feature_init(record_import_fn import_fn, record_export_fn ex
 
 std::int32_t stress_feature_main(std::uint64_t now_s, std::int32_t voltage_mv, std::int32_t temperature_mc) {
     if (s.last_push_time > now_s) {
-        s.next_calc_time = EVALUATION_PERIOD_S;
-        s.next_flush_time = FLUSH_PERIOD_S;
+        start_schedule();
     }
     s.last_push_time = now_s;
     if (!is_read(voltage_mv, temperature_mc)) return SAMPLE_REFUSED;

@@ -14,7 +14,7 @@
 // device was off are dropped. The first two function values move the table's file, the third publishes the
 // stress trip's voltage. Returns the result of set_sys_stress_trip: 0, 1 or 2.
 std::int32_t stress_feature_init(record_import_fn import_fn, record_export_fn export_fn,
-                                 voltage_set_fn property_set_fn, power_off_time_fn power_off_time,
+                                 voltage_set_fn property_set_fn, unseen_hours_fn power_off_time,
                                  std::int32_t voltage_mv, std::int32_t temperature_mc,
                                  std::uint32_t mock_offset_h);
 

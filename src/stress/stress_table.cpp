@@ -79,16 +79,17 @@ float checked_entry(std::int32_t row, std::int32_t column) {
 
 }  // namespace
 
+void stress_table__init(std::uint32_t mock_offset_h) {
+    s = {};
+    s.stress_mock_offset = mock_offset_h;
+}
+
 std::int32_t stress_table__import(record_import_fn import_fn) {
     return import_fn(s.volt_temp_table, STRESS_TABLE_SIZE);
 }
 
 std::int32_t stress_table__export(record_export_fn export_fn) {
     return export_fn(s.volt_temp_table, STRESS_TABLE_SIZE);
-}
-
-void stress_table__set_mock_offset(std::uint32_t offset_h) {
-    s.stress_mock_offset = offset_h;
 }
 
 void stress_table__add_hours(float hours, std::int32_t voltage_mv, std::int32_t temperature_mc) {

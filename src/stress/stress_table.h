@@ -14,13 +14,14 @@
 constexpr std::int32_t STRESS_TABLE_SIZE = 396;  // bytes of the table and of its file
 constexpr float STRESS_ENTRY_MAX_H = 43800.0F;   // an entry above this (5 years) or below 0 is rejected
 
+// Empties the table and forgets the previous sample. `mock_offset_h` stress hours are added to every result of
+// calculate_stress_hours.
+void stress_table__init(std::uint32_t mock_offset_h);
+
 // Reads the file image over the start of the table, or writes the whole table. The result of the function
 // value: 0 on success, otherwise not opened or not written. A short read leaves the later entries alone.
 std::int32_t stress_table__import(record_import_fn import_fn);
 std::int32_t stress_table__export(record_export_fn export_fn);
-
-// Stress hours added to every result of calculate_stress_hours; 0 until set.
-void stress_table__set_mock_offset(std::uint32_t offset_h);
 
 // Adds hours to the bucket of any voltage (mV) and temperature (thousandths of °C).
 void stress_table__add_hours(float hours, std::int32_t voltage_mv, std::int32_t temperature_mc);

@@ -22,4 +22,4 @@ using flag_get_fn = bool (*)();
 using flag_set_fn = std::int32_t (*)(bool flag);
 
 // Hours that passed unseen since the previous call; INVALID_HOURS when the clocks cannot tell.
-using power_off_time_fn = float (*)();
+using unseen_hours_fn = float (*)();

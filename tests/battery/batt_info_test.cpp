@@ -55,7 +55,6 @@ TEST(BattInfo, JudgesARecord) {
 
 TEST(BattInfo, ChoosesTheNamedVendorOrSubstitutes) {
     test::effects effects;
-    EXPECT_EQ(batt_info__get(), nullptr);
     EXPECT_EQ(batt_info__init("LWN"), 0);
     EXPECT_EQ(batt_info__get(), &batt_LWN);
     EXPECT_EQ(effects.take(), (lines{"log 6 --- vorn Loading battery params for vendor \"LWN\" ---"}));

@@ -119,8 +119,9 @@ TEST_F(Estimator, TriesAFailedWriteAgain) {
 
 TEST(DynSoc, NeedsBatteryParameters) {
     test::effects said;
+    s = {};
     EXPECT_EQ(update({}), DYN_SOC_NOT_INITIALISED);
-    EXPECT_EQ(dyn_soc__init(nullptr, nullptr), 1);
+    EXPECT_EQ(dyn_soc::start(nullptr, nullptr, nullptr), 1);
     EXPECT_EQ(said.take().at(0), "log 6 --- vorn DYN_SOC error: invalid battery info! ---");
     EXPECT_EQ(s.err_flags, ERR_NO_BATT_INFO);
     EXPECT_EQ(update({}), DYN_SOC_NO_RESULT);

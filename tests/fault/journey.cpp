@@ -58,7 +58,6 @@ void journey::after_write(void* self) {
 
 void journey::start(const boot& along, std::size_t first_stop) {
     auto& device = the_device();
-    restart_daemon();
     device.forget_volatile_properties();
     for (const auto& [path, bytes] : along.files) device.at(path).put(bytes);
     const stop& first = along.stops[first_stop];

@@ -132,7 +132,6 @@ class year {
         boot_start_s_ = now_s_ += luck_.between(30, luck_.once_in(4) ? 5 * DAY_S : 600);
         clock_error_s_ = luck_.once_in(10) ? -luck_.between(0, 30 * DAY_S) : 0;
         device.forget_volatile_properties();
-        fault::restart_daemon();
         if (setjmp(power_cut_) != 0) {
             fault::lose_power();
             return;
@@ -214,7 +213,6 @@ class year {
 
 int main(int count, char** arguments) {
     setenv("TZ", "America/New_York", 1);
-    fault::remember_daemon_memory();
     const std::int64_t days = count > 1 ? atol(arguments[1]) : 365;
     const unsigned seed = count > 2 ? static_cast<unsigned>(atol(arguments[2])) : 1;
     if (days < 1) {

@@ -23,7 +23,6 @@
 #include "journey.h"
 #include "platform/os.h"
 #include "platform/properties.h"
-#include "restart.h"
 #include "util/record_index.h"
 
 namespace {
@@ -179,7 +178,6 @@ int main(int count, char** arguments) {
         return 2;
     }
     setenv("TZ", "UTC", 1);
-    remember_daemon_memory();
     const road along = whole_road();
     std::vector<operation> operations;
     std::string must_publish;
@@ -194,13 +192,13 @@ int main(int count, char** arguments) {
             "end:\n%s",
             along.size(), alone.cycles, operations.size(), alone.seen.records().size(), must_publish.c_str());
     }
-    virtual_device::the_device() = {};
+    virtual_device::reset_device();
     printf("the watch sees:\n");
     if (!is_watch_awake()) {
         fprintf(stderr, "the watch does not see what is planted\n");
         return 1;
     }
-    virtual_device::the_device() = {};
+    virtual_device::reset_device();
     if (what == "road") return 0;
 
     std::vector<mishap> all = what == "faults" ? all_faults(operations) : all_cuts(operations);

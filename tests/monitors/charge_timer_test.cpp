@@ -20,7 +20,10 @@ std::int32_t export_result = 0;  // what writing it gives
 
 class ChargeTimer : public testing::Test {
   protected:
-    ChargeTimer() { start(); }
+    ChargeTimer() {
+        failures = export_result = 0;
+        start();
+    }
 
     void start(std::uint32_t margin_pct = 20, std::uint32_t capacity_mah = 7500,
                std::uint32_t base_time_s = 7200) {

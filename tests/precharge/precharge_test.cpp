@@ -26,6 +26,7 @@ std::string bytes_of(std::int32_t value) {
 // The feature with the daemon's own files and property behind it.
 class Precharge : public testing::Test {
   protected:
+    Precharge() { off_hours = 0; }
     std::int32_t start(std::int32_t last_uv = 3400000, float rate_uv = 8.4F) {
         return precharge_feature_init(
             vorn_precharge_property_get, vorn_precharge_property_set, vorn_precharge_counter_import,

@@ -23,6 +23,11 @@ using virtual_device::the_device;
 
 class StressFeature : public testing::Test {
   protected:
+    StressFeature() {
+        off_hours = {};
+        questions = 0;
+    }
+
     // Starts as the daemon does; the lines of the start are then in `lines`.
     std::int32_t start(std::int32_t voltage_mv = 3850, std::int32_t temperature_mc = 24000,
                        std::uint32_t mock_offset_h = 0, record_import_fn import_fn = vorn_stress_import) {
@@ -83,7 +88,7 @@ TEST_F(StressFeature, OfflineHoursAreCreditedAndWrittenAtOnce) {
     the_device().set_fault(stress_file(), &file::write_fails);  // changes nothing
     start(3850, 24000, 0, [](void* buffer, std::int32_t size) {
         static int tried = 0;
-        return ++tried == 2 ? vorn_stress_import(buffer, size) : 1;  // the second attempt succeeds
+        return ++tried % 2 == 0 ? vorn_stress_import(buffer, size) : 1;  // the second attempt succeeds
     });
     EXPECT_THAT(lines, Contains("log 6 vorn stress offline logged hours 10.50 for VT 3850 24000"));
     EXPECT_THAT(lines, Contains("write " + stress_file().path + " 396 bytes failed"));

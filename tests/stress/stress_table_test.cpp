@@ -142,9 +142,9 @@ TEST(StressTable, HoursAreSummedInSinglePrecisionRowByRow) {
     full.fill(43800.0F);
     EXPECT_EQ(hours_of(full), 5061775U);
     // The mock offset is added, and wraps.
-    stress_table__set_mock_offset(20000);
+    stress_table__init(20000);
     EXPECT_EQ(hours_of({}), 20000U);
-    stress_table__set_mock_offset(0xFFFFFFFFU);
+    stress_table__init(0xFFFFFFFFU);
     EXPECT_EQ(hours_of(with({}, 8, 4, 3.0F)), 1U);  // 2 - 1
 }
 
@@ -169,7 +169,7 @@ TEST(StressTable, EntriesThatCannotBeTrueAreReportedAndCleared) {
 // NaN is neither above nor below: it stays, unreported, and the sum it spoils converts to 0 as on Arm.
 TEST(StressTable, NotANumberSpoilsTheSumQuietly) {
     test::effects effects;
-    stress_table__set_mock_offset(5);
+    stress_table__init(5);
     EXPECT_EQ(hours_of(with(with({}, 8, 10, 1000.0F), 0, 0, NOT_A_NUMBER)), 5U);
     EXPECT_THAT(effects.take(), IsEmpty());
     EXPECT_TRUE(std::isnan(table_now()[0]));

@@ -137,4 +137,9 @@ inline device& the_device() {
     return instance;
 }
 
+// Makes it a new one: no file, no property, clocks at zero, nobody listening. References into it end.
+inline void reset_device() {
+    instance = {};
+}
+
 }  // namespace virtual_device

@@ -9,7 +9,7 @@
 
 namespace {
 
-using lab::metrics::output_format;
+using lab::output_format;
 
 constexpr std::size_t LOG_SIZE = 64 << 20;  // bytes
 
@@ -36,9 +36,8 @@ void find_records(benchmark::State& state, output_format format) {
     const std::string log = log_with_records(static_cast<std::uint32_t>(state.range(0)));
     std::size_t written = 0;
     for ([[maybe_unused]] const auto _ : state) {
-        lab::metrics::record_writer writer(format, [&](std::string_view text) { written += text.size(); });
-        lab::metrics::log_scanner scanner(
-            [&](const lab::metrics::found_record& found) { writer.write(found); });
+        lab::record_writer writer(format, [&](std::string_view text) { written += text.size(); });
+        lab::log_scanner scanner([&](const lab::found_record& found) { writer.write(found); });
         for (std::size_t at = 0; at < log.size();) {
             const auto space = scanner.space();
             const std::size_t count = std::min(space.size(), log.size() - at);

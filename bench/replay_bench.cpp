@@ -7,6 +7,7 @@
 #include "lab/recordings/events.h"
 #include "lab/recordings/series.h"
 #include "lab/recordings/trace_course.h"
+#include "lab/session/session.h"
 #include "lab/story/event_log.h"
 
 namespace {

@@ -15,7 +15,7 @@
 
 namespace {
 
-using namespace lab::metrics;
+using namespace lab;
 
 void expect_consistent(const found_record& found) {
     const parsed_record again = parse_record(found.text);

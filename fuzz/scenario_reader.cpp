@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "lab/io/error.h"
+#include "lab/io/time_text.h"
 #include "lab/scenario/scenario.h"
 #include "lab/scenario/timeline.h"
 #include "lab/simulation/simulated_course.h"
@@ -60,6 +61,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     try {
         const lab::scenario read = lab::parse_scenario(text, "x.toml", overrides);
         fuzz::expect(read.duration_s() > 0, "a scenario lasts");
+        const lab::local_zone zone(read.time_zone);
         follow(lab::timeline(read), read.duration_s());
         if (read.duration_s() <= LONGEST_RUN_S) run(read, device);
     } catch (const lab::input_error& refused) {

@@ -34,17 +34,11 @@ struct row {
     double level_pct;
 };
 
-constexpr std::size_t index_of(std::string_view column) {
-    for (std::size_t i = 0; i < lab::TRACE_NODES.size(); ++i) {
-        if (lab::TRACE_NODES[i].column == column) return i;
-    }
-    return lab::TRACE_NODES.size();
-}
-constexpr std::size_t VOLTAGE = index_of("voltage_now");
-constexpr std::size_t CURRENT = index_of("current_now");
-constexpr std::size_t TEMPERATURE = index_of("temp");
-constexpr std::size_t LEVEL = index_of("capacity");
-constexpr std::size_t STATUS = index_of("status");
+constexpr std::size_t VOLTAGE = lab::place_of_node("voltage_now");
+constexpr std::size_t CURRENT = lab::place_of_node("current_now");
+constexpr std::size_t TEMPERATURE = lab::place_of_node("temp");
+constexpr std::size_t LEVEL = lab::place_of_node("capacity");
+constexpr std::size_t STATUS = lab::place_of_node("status");
 
 std::int32_t status_code(std::string_view text) {
     if (text == "Charging") return STATUS_CHARGING;

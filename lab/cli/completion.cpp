@@ -17,7 +17,7 @@ strings words_for(const CLI::Option& of) {
     strings words;
     const std::string name = of.get_positional() ? of.get_name() : of.get_lnames().front();
     if (name == "record") {
-        for (const auto& schema : metrics::schemas()) words.emplace_back(schema.name);
+        for (const auto& schema : schemas()) words.emplace_back(schema.name);
     } else if (name == "FIELD=VALUE") {
         for (const state_place& place : state_places()) words.push_back(place.name() + "=");
     } else if (name == "SHELL") {

@@ -27,18 +27,18 @@ struct metrics_options {
     bool lists_records = false;
 };
 
-std::vector<const metrics::record_schema*> wanted_records(const std::vector<std::string>& names) {
-    std::vector<const metrics::record_schema*> wanted;
+std::vector<const record_schema*> wanted_records(const std::vector<std::string>& names) {
+    std::vector<const record_schema*> wanted;
     for (const std::string& name : names) {
-        const metrics::record_schema* schema = metrics::find_schema_by_name(name);
-        if (schema == nullptr) schema = metrics::find_schema(name);
+        const record_schema* schema = find_schema_by_name(name);
+        if (schema == nullptr) schema = find_schema(name);
         if (schema == nullptr) throw input_error("--record: no record is called " + name + " (see --list)");
         wanted.push_back(schema);
     }
     return wanted;
 }
 
-void scan(int descriptor, const std::string& name, metrics::log_scanner& scanner) {
+void scan(int descriptor, const std::string& name, log_scanner& scanner) {
     for (;;) {
         const auto space = scanner.space();
         const ssize_t count = ::read(descriptor, space.data(), space.size());
@@ -54,7 +54,7 @@ void scan(int descriptor, const std::string& name, metrics::log_scanner& scanner
     scanner.finish();
 }
 
-void scan_log(const std::string& log, metrics::log_scanner& scanner) {
+void scan_log(const std::string& log, log_scanner& scanner) {
     if (log == "-") return scan(STDIN_FILENO, "standard input", scanner);
     const int descriptor = ::open(log.c_str(), O_RDONLY | O_CLOEXEC);
     if (descriptor < 0) throw input_error(log + ": " + std::strerror(errno));
@@ -69,14 +69,14 @@ void scan_log(const std::string& log, metrics::log_scanner& scanner) {
 
 // Reads all that can be read before it throws for what could not.
 void print_metrics(const metrics_options& options) {
-    const auto format = options.as_csv ? metrics::output_format::csv : metrics::output_format::json;
-    metrics::record_writer writer(
+    const auto format = options.as_csv ? output_format::csv : output_format::json;
+    record_writer writer(
         format,
         [](std::string_view text) {
             std::cout.write(text.data(), static_cast<std::streamsize>(text.size()));
         },
         wanted_records(options.records));
-    metrics::log_scanner scanner([&](const metrics::found_record& found) { writer.write(found); });
+    log_scanner scanner([&](const found_record& found) { writer.write(found); });
     const std::vector<std::string> logs = options.logs.empty() ? std::vector<std::string>{"-"} : options.logs;
     std::string failure;
     for (const std::string& log : logs) {

@@ -3,7 +3,7 @@
 
 #include <chrono>
 
-#include "lab/session/session.h"
+#include "lab/session/listener.h"
 
 namespace lab {
 

@@ -60,15 +60,15 @@ std::string name_of(const state_field& field, const state_file& file) {
 
 std::string metrics_reference() {
     std::string out;
-    for (const metrics::record_schema& schema : metrics::schemas()) {
+    for (const record_schema& schema : schemas()) {
         out.append("### ").append(capitalised(schema.words)).append("\n\n");
         out.append(code(schema.id)).append(", version ").append(schema.version).append(". ");
         out.append(schema.when).append("\n\n");
         if (schema.fields().empty()) continue;
         out += "| field | type | unit | meaning |\n|---|---|---|---|\n";
-        for (const metrics::field_schema& field : schema.fields()) {
-            append_row(out, {code(field.name), std::string(metrics::type_name(field.type)),
-                             std::string(field.unit), std::string(field.meaning)});
+        for (const field_schema& field : schema.fields()) {
+            append_row(out, {code(field.name), std::string(type_name(field.type)), std::string(field.unit),
+                             std::string(field.meaning)});
         }
         out += '\n';
     }

@@ -18,6 +18,7 @@
 #include "lab/recordings/series.h"
 #include "lab/recordings/trace_course.h"
 #include "lab/report/recorder.h"
+#include "lab/session/session.h"
 #include "lab/story/event_log.h"
 #include "lab/tally/cost.h"
 

@@ -13,11 +13,13 @@
 #include "lab/cli/progress_bar.h"
 #include "lab/io/distinct_files.h"
 #include "lab/io/error.h"
+#include "lab/io/time_text.h"
 #include "lab/recordings/device_root.h"
 #include "lab/recordings/events.h"
 #include "lab/recordings/series.h"
 #include "lab/report/recorder.h"
 #include "lab/scenario/truth.h"
+#include "lab/session/session.h"
 #include "lab/simulation/simulation.h"
 #include "lab/simulation/story_printer.h"
 #include "lab/tally/worth.h"
@@ -64,7 +66,7 @@ void print_cost(const simulation_result& of) {
 
 // What stays open until all of it is written.
 struct outputs {
-    std::optional<output_file> events_file, series_file, trace_file;
+    std::optional<output_file> events_file, series_file, device_file;
     std::optional<event_writer> events;
     std::optional<series_writer> series;
     std::vector<listener*> listeners;
@@ -78,14 +80,14 @@ struct outputs {
             series_file.emplace(options.series);
             listeners.push_back(&series.emplace(*series_file, options.with_samples, truth_names));
         }
-        if (!options.trace.empty()) trace_file.emplace(options.trace);
+        if (!options.trace.empty()) device_file.emplace(options.trace);
     }
 
     void commit() {
-        for (auto* each : {&events_file, &series_file, &trace_file}) {
+        for (auto* each : {&events_file, &series_file, &device_file}) {
             if (*each) (*each)->finish();
         }
-        for (auto* each : {&events_file, &series_file, &trace_file}) {
+        for (auto* each : {&events_file, &series_file, &device_file}) {
             if (*each) (*each)->commit();
         }
     }
@@ -143,7 +145,7 @@ class scenario_report {
 
 // Whether all expectations hold.
 bool simulate(const scenario& read, const simulate_options& options) {
-    use_time_zone(read.time_zone);  // another one may have been read since
+    const local_zone zone(read.time_zone);  // for what is printed before and after the run, too
     const device_image start =
         image_at_start(read, options.root.empty() ? device_image() : load_device_root(options.root));
     outputs out(options);
@@ -158,7 +160,7 @@ bool simulate(const scenario& read, const simulate_options& options) {
 
     simulation_result result;
     try {
-        result = run_simulation(read, start, out.listeners, out.trace_file ? &*out.trace_file : nullptr);
+        result = run_simulation(read, start, out.listeners, out.device_file ? &*out.device_file : nullptr);
     } catch (const daemon_crashed&) {
         if (printer) printer->finish();
         if (page) page->finish(false);

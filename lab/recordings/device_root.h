@@ -6,7 +6,7 @@
 
 #include <string>
 
-#include "lab/session/session.h"
+#include "lab/session/course.h"
 
 namespace lab {
 

@@ -7,7 +7,7 @@
 #include "lab/io/input_file.h"
 #include "lab/io/output_file.h"
 #include "lab/session/event.h"
-#include "lab/session/session.h"
+#include "lab/session/listener.h"
 
 namespace lab {
 

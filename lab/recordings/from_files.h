@@ -1,12 +1,13 @@
 // from_files: a run told again from the events and the series that it left.
 #pragma once
 
+#include <map>
 #include <string>
 #include <vector>
 
 #include "lab/recordings/events.h"
 #include "lab/recordings/series.h"
-#include "lab/session/session.h"
+#include "lab/session/listener.h"
 
 namespace lab {
 

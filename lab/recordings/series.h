@@ -12,7 +12,7 @@
 #include "lab/io/csv_reader.h"
 #include "lab/io/output_file.h"
 #include "lab/session/cycle.h"
-#include "lab/session/session.h"
+#include "lab/session/listener.h"
 
 namespace lab {
 

@@ -56,14 +56,14 @@ trace_reader::source* trace_reader::find(std::string_view column) {
     if (column == REAL_TIME_COLUMN) return &real_time_;
     if (column == BOOT_COLUMN) return &boot_;
     if (column == FAULTS_COLUMN) return &faults_;
-    for (std::size_t i = 0; i < TRACE_NODES.size(); ++i) {
-        if (column == TRACE_NODES[i].column) return &nodes_[i];
+    for (std::size_t i = 0; i < DEVICE_NODES.size(); ++i) {
+        if (column == DEVICE_NODES[i].name) return &nodes_[i];
     }
-    for (std::size_t i = 0; i < TRACE_MOCK_FILES.size(); ++i) {
-        if (column == TRACE_MOCK_FILES[i].column) return &mock_files_[i];
+    for (std::size_t i = 0; i < MOCK_FILES.size(); ++i) {
+        if (column == MOCK_FILES[i].name) return &mock_files_[i];
     }
-    for (std::size_t i = 0; i < TRACE_BOOT_FILES.size(); ++i) {
-        if (column == TRACE_BOOT_FILES[i].column) return &boot_files_[i];
+    for (std::size_t i = 0; i < BOOT_LOADER_FILES.size(); ++i) {
+        if (column == BOOT_LOADER_FILES[i].name) return &boot_files_[i];
     }
     return nullptr;
 }

@@ -11,42 +11,12 @@
 #include <vector>
 
 #include "lab/io/csv_reader.h"
+#include "lab/session/device_files.h"
 
 namespace lab {
 
-// A column that holds the text of a file on the device.
-struct trace_file {
-    std::string_view column;
-    std::string_view path;
-};
-
-// Sysfs nodes: the cell is the node's text, an empty cell or an absent column a missing node.
-constexpr std::array<trace_file, 11> TRACE_NODES = {{
-    {"voltage_now", "/sys/class/power_supply/battery/voltage_now"},
-    {"temp", "/sys/class/power_supply/battery/temp"},
-    {"charge_counter", "/sys/class/power_supply/battery/charge_counter"},
-    {"cycle_count", "/sys/class/power_supply/battery/cycle_count"},
-    {"capacity", "/sys/class/power_supply/battery/capacity"},
-    {"current_now", "/sys/class/power_supply/battery/current_now"},
-    {"status", "/sys/class/power_supply/battery/status"},
-    {"gm30_ui_soc", "/sys/class/power_supply/battery/device/gm30_ui_soc"},
-    {"cell_vendor_name", "/sys/class/power_supply/battery/device/cell_vendor_name"},
-    {"thermal_zone6_temp", "/sys/class/thermal/thermal_zone6/temp"},
-    {"vbus", "/sys/devices/platform/charger/vbus"},
-}};
-
-// Mock files: the cell is the file's text, an empty cell or an absent column leaves the file as it is.
-constexpr std::array<trace_file, 2> TRACE_MOCK_FILES = {{
-    {"mock_n_day_threshold_sec", "/data/vendor/vorn/mock_n_day_threshold_sec"},
-    {"mock_batt_stress_offset", "/data/vendor/vorn/mock_batt_stress_offset"},
-}};
-
-// Files that the boot loader writes: the cell is the file's bytes in hexadecimal, an empty cell or an absent
-// column leaves the file as it is.
-constexpr std::array<trace_file, 2> TRACE_BOOT_FILES = {{
-    {"batt_precharge_uboottimer", "/data/vendor/vorn/batt_precharge_uboottimer"},
-    {"batt_precharge_ubootflag", "/data/vendor/vorn/batt_precharge_ubootflag"},
-}};
+// A node's cell is its text, an empty cell or an absent column a missing node. A mock file's cell is its text, a boot
+// loader's file's its bytes in hexadecimal; empty or absent, it leaves the file as it is.
 
 // Cells with a meaning of their own. The last one is for mock files only.
 constexpr std::string_view CELL_EMPTY_FILE = "<empty>";
@@ -66,10 +36,10 @@ struct trace_row {
     std::int64_t elapsed_s = 0;
     std::optional<std::int64_t> real_time_s;
     std::int64_t boot = 1;
-    std::array<std::string_view, TRACE_NODES.size()> nodes;
-    std::array<std::string_view, TRACE_MOCK_FILES.size()> mock_files;
-    std::array<std::string, TRACE_BOOT_FILES.size()> boot_files;  // bytes
-    std::array<bool, TRACE_BOOT_FILES.size()> has_boot_file{};
+    std::array<std::string_view, DEVICE_NODES.size()> nodes;
+    std::array<std::string_view, MOCK_FILES.size()> mock_files;
+    std::array<std::string, BOOT_LOADER_FILES.size()> boot_files;  // bytes
+    std::array<bool, BOOT_LOADER_FILES.size()> has_boot_file{};
     std::vector<trace_fault> faults;
 };
 
@@ -111,9 +81,9 @@ class trace_reader {
     constant_columns constants_;
     std::size_t field_count_ = 0;
     source elapsed_, real_time_, boot_, faults_;
-    std::array<source, TRACE_NODES.size()> nodes_;
-    std::array<source, TRACE_MOCK_FILES.size()> mock_files_;
-    std::array<source, TRACE_BOOT_FILES.size()> boot_files_;
+    std::array<source, DEVICE_NODES.size()> nodes_;
+    std::array<source, MOCK_FILES.size()> mock_files_;
+    std::array<source, BOOT_LOADER_FILES.size()> boot_files_;
 };
 
 }  // namespace lab

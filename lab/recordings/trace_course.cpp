@@ -45,8 +45,8 @@ std::int64_t trace_course::begin_boot(device& on) {
     if (!has_row_) throw input_error(reader_.file().name() + ": no row after the header");
     nodes_.clear();
     mock_files_.clear();
-    for (const trace_file& node : TRACE_NODES) nodes_.push_back(&on.at(node.path));
-    for (const trace_file& mock : TRACE_MOCK_FILES) mock_files_.push_back(&on.at(mock.path));
+    for (const device_file& node : DEVICE_NODES) nodes_.push_back(&on.at(node.path));
+    for (const device_file& mock : MOCK_FILES) mock_files_.push_back(&on.at(mock.path));
     boot_ = row_.boot;
     take_row(on, true);
     on.elapsed_s = 0;
@@ -81,8 +81,8 @@ void trace_course::take_row(device& on, bool is_first_of_boot) {
     if (std::exchange(has_faults_, false)) on.clear_faults();
     set_nodes(on);
     set_mock_files(on);
-    for (std::size_t i = 0; i < TRACE_BOOT_FILES.size(); ++i) {
-        if (row_.has_boot_file[i]) on.at(TRACE_BOOT_FILES[i].path).put(row_.boot_files[i]);
+    for (std::size_t i = 0; i < BOOT_LOADER_FILES.size(); ++i) {
+        if (row_.has_boot_file[i]) on.at(BOOT_LOADER_FILES[i].path).put(row_.boot_files[i]);
     }
     set_faults(on);
 }

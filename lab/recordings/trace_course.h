@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "lab/recordings/trace.h"
-#include "lab/session/session.h"
+#include "lab/session/course.h"
 
 namespace lab {
 

@@ -13,14 +13,13 @@ using virtual_device::file;
 
 constexpr std::string_view NEEDS_QUOTES = ",\"\r\n";
 
-const trace_file& kept_file(std::size_t index) {
-    return index < TRACE_MOCK_FILES.size() ? TRACE_MOCK_FILES[index]
-                                           : TRACE_BOOT_FILES[index - TRACE_MOCK_FILES.size()];
+const device_file& kept_file(std::size_t index) {
+    return index < MOCK_FILES.size() ? MOCK_FILES[index] : BOOT_LOADER_FILES[index - MOCK_FILES.size()];
 }
 
 bool is_node(const file& of) {
-    return std::any_of(TRACE_NODES.begin(), TRACE_NODES.end(),
-                       [&](const trace_file& node) { return node.path == of.path; });
+    return std::any_of(DEVICE_NODES.begin(), DEVICE_NODES.end(),
+                       [&](const device_file& node) { return node.path == of.path; });
 }
 
 std::string_view without_line_end(std::string_view text) {
@@ -63,8 +62,8 @@ void trace_writer::write_header() {
     if (has_header_) return;
     has_header_ = true;
     std::string header = "elapsed_s,realtime_s,boot";
-    for (const trace_file& each : TRACE_NODES) header.append(",").append(each.column);
-    for (std::size_t i = 0; i < before_.size(); ++i) header.append(",").append(kept_file(i).column);
+    for (const device_file& each : DEVICE_NODES) header.append(",").append(each.name);
+    for (std::size_t i = 0; i < before_.size(); ++i) header.append(",").append(kept_file(i).name);
     file_.write(header + ",faults\n");
 }
 
@@ -82,7 +81,7 @@ void trace_writer::append_row(device& on) {
     append_integer(row_, on.real_time_s);
     row_ += ',';
     append_integer(row_, boot_);
-    for (const trace_file& each : TRACE_NODES) append_node(on.at(each.path));
+    for (const device_file& each : DEVICE_NODES) append_node(on.at(each.path));
     for (std::size_t i = 0; i < before_.size(); ++i) append_change(on.at(kept_file(i).path), i);
     append_faults(on);
     row_ += '\n';
@@ -116,7 +115,7 @@ void trace_writer::append_change(const file& now, std::size_t index) {
     row_ += ',';
     const file_content& before = before_[index];
     if (now.exists == before.exists && now.bytes == before.bytes) return;
-    const bool is_mock = index < TRACE_MOCK_FILES.size();
+    const bool is_mock = index < MOCK_FILES.size();
     if (!is_mock) {
         append_hex(row_, now.bytes);
     } else if (!now.exists) {

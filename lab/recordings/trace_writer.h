@@ -7,7 +7,7 @@
 
 #include "lab/io/output_file.h"
 #include "lab/recordings/trace.h"
-#include "lab/session/session.h"
+#include "lab/session/course.h"
 
 namespace lab {
 
@@ -49,7 +49,7 @@ class trace_writer : public course {
     bool is_first_ = false;
     std::string row_;
     // As the daemon left them.
-    std::array<file_content, TRACE_MOCK_FILES.size() + TRACE_BOOT_FILES.size()> before_;
+    std::array<file_content, MOCK_FILES.size() + BOOT_LOADER_FILES.size()> before_;
 };
 
 }  // namespace lab

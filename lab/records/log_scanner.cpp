@@ -7,7 +7,7 @@
 
 #include "util/metrics.h"
 
-namespace lab::metrics {
+namespace lab {
 
 namespace {
 
@@ -158,4 +158,4 @@ void log_scanner::hand_over(found_record& found, bool may_have_tail) {
     handle_(found);
 }
 
-}  // namespace lab::metrics
+}  // namespace lab

@@ -14,7 +14,7 @@
 #include "lab/records/logcat_line.h"
 #include "lab/records/record_parser.h"
 
-namespace lab::metrics {
+namespace lab {
 
 // A record and where it was found. Valid during the call that hands it over.
 struct found_record {
@@ -62,4 +62,4 @@ class log_scanner {
     std::uint64_t line_ = 1;  // number of the line at begin_
 };
 
-}  // namespace lab::metrics
+}  // namespace lab

@@ -3,7 +3,7 @@
 #include <array>
 #include <cstddef>
 
-namespace lab::metrics {
+namespace lab {
 
 namespace {
 
@@ -117,4 +117,4 @@ bool is_process_tail(std::string_view rest) {
     return rest.starts_with("  (") && rest.ends_with(')');
 }
 
-}  // namespace lab::metrics
+}  // namespace lab

@@ -13,7 +13,7 @@
 
 #include <string_view>
 
-namespace lab::metrics {
+namespace lab {
 
 struct log_origin {
     std::string_view time;  // as found, date included; empty when the form has none
@@ -32,4 +32,4 @@ std::string_view without_line_tail(std::string_view text);
 // Whether `rest`, which follows a whole record, is what the process form puts there.
 bool is_process_tail(std::string_view rest);
 
-}  // namespace lab::metrics
+}  // namespace lab

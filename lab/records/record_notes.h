@@ -7,7 +7,7 @@
 #include <cstddef>
 #include <string_view>
 
-namespace lab::metrics {
+namespace lab {
 
 constexpr std::size_t MOST_FIELDS = 16;  // in one record, the version left out
 
@@ -188,4 +188,4 @@ inline constexpr record_note thermal_charge_ended = {
      {"curr_max_ma", "mA", "highest current"}}};
 
 }  // namespace note
-}  // namespace lab::metrics
+}  // namespace lab

@@ -5,7 +5,7 @@
 
 #include "util/metrics.h"
 
-namespace lab::metrics {
+namespace lab {
 
 namespace {
 
@@ -168,4 +168,4 @@ parsed_record parse_record(std::string_view text) {
     return out;
 }
 
-}  // namespace lab::metrics
+}  // namespace lab

@@ -11,7 +11,7 @@
 
 #include "lab/records/record_schema.h"
 
-namespace lab::metrics {
+namespace lab {
 
 enum class verdict : std::uint8_t {
     good,
@@ -40,4 +40,4 @@ struct parsed_record {
 // `text` begins with the group. The result points into it.
 parsed_record parse_record(std::string_view text);
 
-}  // namespace lab::metrics
+}  // namespace lab

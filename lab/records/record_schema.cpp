@@ -4,7 +4,7 @@
 
 #include "util/record_index.h"
 
-namespace lab::metrics {
+namespace lab {
 
 namespace {
 
@@ -89,4 +89,4 @@ const record_schema* find_schema_by_name(std::string_view name) {
     return found == std::end(all_schemas) ? nullptr : found;
 }
 
-}  // namespace lab::metrics
+}  // namespace lab

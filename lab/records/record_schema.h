@@ -8,7 +8,7 @@
 
 #include "lab/records/record_notes.h"
 
-namespace lab::metrics {
+namespace lab {
 
 enum class value_type : std::uint8_t { int32, uint32, int64, uint64, real, text };
 
@@ -44,4 +44,4 @@ const record_schema* find_schema(std::string_view id);
 // By name, with underscores or spaces; null when there is none.
 const record_schema* find_schema_by_name(std::string_view name);
 
-}  // namespace lab::metrics
+}  // namespace lab

@@ -19,7 +19,7 @@ constexpr known_record KNOWN_RECORDS[] = {VORN_RECORDS(VORN_KNOWN_RECORD)};
 
 }  // namespace
 
-std::string_view record_schema(std::string_view text) {
+std::string_view record_schema_id(std::string_view text) {
     const auto begin = text.find(':');
     if (begin == std::string_view::npos) return {};
     const auto end = text.find(':', begin + 1);
@@ -28,7 +28,7 @@ std::string_view record_schema(std::string_view text) {
 }
 
 std::string_view record_name(std::string_view text) {
-    const std::string_view schema = record_schema(text);
+    const std::string_view schema = record_schema_id(text);
     for (const known_record& known : KNOWN_RECORDS) {
         if (known.schema == schema) return known.name;
     }

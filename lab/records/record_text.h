@@ -8,7 +8,7 @@
 namespace lab {
 
 // The schema id, for example "n591/2/03330401"; empty when the text is no record.
-std::string_view record_schema(std::string_view text);
+std::string_view record_schema_id(std::string_view text);
 
 // What util/record_index.h calls the record; the schema id of a record not in it, empty when it is no record.
 std::string_view record_name(std::string_view text);

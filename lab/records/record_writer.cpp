@@ -4,7 +4,7 @@
 #include <nlohmann/json.hpp>
 #include <utility>
 
-namespace lab::metrics {
+namespace lab {
 
 namespace {
 
@@ -171,4 +171,4 @@ void record_writer::write_csv(const found_record& found) {
     out_ += '\n';
 }
 
-}  // namespace lab::metrics
+}  // namespace lab

@@ -16,7 +16,7 @@
 
 #include "lab/records/log_scanner.h"
 
-namespace lab::metrics {
+namespace lab {
 
 enum class output_format : std::uint8_t { json, csv };
 
@@ -61,4 +61,4 @@ class record_writer {
     std::uint64_t problems_ = 0;
 };
 
-}  // namespace lab::metrics
+}  // namespace lab

@@ -68,7 +68,7 @@ struct record_text {
 
 // The record's name and its own values in "group:schema:fixed:device values,own values:region".
 std::optional<record_text> parse_record(std::string_view text) {
-    const std::string_view id = record_schema(text);
+    const std::string_view id = record_schema_id(text);
     const auto* known = std::find_if(std::begin(record_names), std::end(record_names),
                                      [id](const record_name& each) { return each.id == id; });
     const std::size_t device_at = text.find(METRICS_DEVICE_PREFIX);

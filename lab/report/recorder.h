@@ -7,7 +7,8 @@
 
 #include "lab/io/output_file.h"
 #include "lab/report/report.h"
-#include "lab/session/session.h"
+#include "lab/session/course.h"
+#include "lab/session/listener.h"
 #include "lab/story/story.h"
 #include "lab/tally/cost.h"
 #include "lab/tally/worth.h"

@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <array>
 
-#include "lab/recordings/trace.h"
+#include "lab/io/time_text.h"
 #include "lab/scenario/reader.h"
 #include "lab/scenario/truth.h"
 #include "lab/session/cycle.h"
+#include "lab/session/device_files.h"
 #include "lab/state/state_layout.h"
-#include "lab/story/story.h"
 #include "util/record_index.h"
 
 namespace lab {
@@ -41,9 +41,9 @@ std::string known_word(toml_section& from, std::string_view key, std::span<const
 }
 
 template <std::size_t N>
-std::vector<std::string_view> columns_of(const std::array<trace_file, N>& files) {
+std::vector<std::string_view> columns_of(const std::array<device_file, N>& files) {
     std::vector<std::string_view> names;
-    for (const auto& each : files) names.push_back(each.column);
+    for (const auto& each : files) names.push_back(each.name);
     return names;
 }
 
@@ -107,12 +107,12 @@ void read_action(toml_section& from, scenario_event& into) {
             break;
         }
         case event_action::node:
-            into.target = known_word(from, "node", columns_of(TRACE_NODES));
+            into.target = known_word(from, "node", columns_of(DEVICE_NODES));
             read_content(from, into);
             into.what = "the node " + into.target + " reads " + content_text(into);
             break;
         case event_action::mock:
-            into.target = known_word(from, "file", columns_of(TRACE_MOCK_FILES));
+            into.target = known_word(from, "file", columns_of(MOCK_FILES));
             read_content(from, into);
             into.what = "the file " + into.target + " is " + content_text(into);
             break;

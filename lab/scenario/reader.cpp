@@ -1,14 +1,14 @@
 #include "lab/scenario/reader.h"
 
 #include <algorithm>
-#include <cstdlib>
-#include <ctime>
 #include <filesystem>
 #include <limits>
+#include <optional>
 
 #include "lab/io/error.h"
 #include "lab/io/input_file.h"
 #include "lab/io/text.h"
+#include "lab/io/time_text.h"
 #include "lab/scenario/keys.h"
 #include "lab/state/state_layout.h"
 
@@ -16,7 +16,6 @@ namespace lab {
 
 namespace {
 
-constexpr char ZONE_DIRECTORY[] = "/usr/share/zoneinfo/";
 constexpr std::int64_t LONGEST_S = 100LL * 365 * 86400;
 constexpr std::array<std::string_view, 9> DAY_NAMES{"sun", "mon", "tue",      "wed",    "thu",
                                                     "fri", "sat", "weekdays", "weekend"};
@@ -139,8 +138,10 @@ scenario read_table(const toml::table& table, const std::string& name) {
     toml_section top(read.file, table, "");
     read.title = top.text("title").value_or(std::filesystem::path(name).stem().string());
     read.time_zone = top.text("time_zone").value_or(read.time_zone);
+    // Every time of day in the file is local time there, so nothing but the title is read before.
+    std::optional<local_zone> zone;
     try {
-        use_time_zone(read.time_zone);
+        zone.emplace(read.time_zone);
     } catch (const input_error& unknown) {
         top.fail(*table.get("time_zone"), unknown.what());
     }
@@ -219,22 +220,6 @@ void read_files(toml_section& top, scenario& into) {
             into.properties[std::string(key.str())] = properties->text_or_number(key.str()).value_or("");
         }
     }
-}
-
-void use_time_zone(const std::string& zone) {
-    const bool is_safe = !zone.empty() && zone.front() != '/' && zone.find("..") == std::string::npos;
-    std::error_code ignored;
-    const bool is_name = is_safe && std::filesystem::is_regular_file(ZONE_DIRECTORY + zone, ignored);
-    // A rule of POSIX, such as CET-1CEST,M3.5.0,M10.5.0/3: letters, then an offset.
-    const auto letters = zone.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz");
-    const bool is_rule =
-        letters != std::string::npos && letters >= 3 && zone.find_first_of("+-0123456789") == letters;
-    if (!is_name && !is_rule && zone != "UTC") {
-        throw input_error("no time zone \"" + zone + "\" on this machine; did you mean a name such as " +
-                          "\"Europe/Berlin\", or a rule such as \"CET-1CEST,M3.5.0,M10.5.0/3\"?");
-    }
-    ::setenv("TZ", zone.c_str(), 1);
-    ::tzset();
 }
 
 scenario parse_scenario(std::string_view text, const std::string& name,

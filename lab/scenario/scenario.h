@@ -123,7 +123,4 @@ scenario parse_scenario(std::string_view text, const std::string& name,
 // The reference of all keys as docs/scenarios.md has it, in Markdown.
 std::string scenario_reference();
 
-// Makes the scenario's zone this process's local time. Throws input_error for a zone that is not known.
-void use_time_zone(const std::string& zone);
-
 }  // namespace lab

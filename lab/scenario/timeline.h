@@ -1,5 +1,6 @@
 // When a scenario's conditions change. Nothing here remembers anything: everything follows from the time, so
-// a boot can begin anywhere.
+// a boot can begin anywhere. Times of day are those of this process's zone (io/time_text.h), so that must be the
+// scenario's.
 //
 //   phases     |-------- phase 1 --------|------ phase 2 ------ ...
 //   daily          07:00    22:00            07:00   22:00

@@ -1,7 +1,7 @@
 // One boot of the daemon in the process that calls: the child's side of a session.
 #pragma once
 
-#include "lab/session/session.h"
+#include "lab/session/course.h"
 #include "lab/session/wire.h"
 
 namespace lab {

@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "lab/session/device_files.h"
 #include "util/arith.h"
 #include "util/status.h"
 
@@ -12,7 +13,6 @@ namespace {
 using virtual_device::file;
 
 constexpr std::size_t SEEN_SIZE = 15;
-constexpr std::string_view BATTERY_DIR = "/sys/class/power_supply/battery/";
 
 bool is_space(char c) {
     return c == ' ' || (c >= '\t' && c <= '\r');
@@ -23,7 +23,7 @@ bool is_digit(char c) {
 }
 
 const file& battery_node(virtual_device::device& on, std::string_view name) {
-    return on.at(std::string(BATTERY_DIR).append(name));
+    return on.at(DEVICE_NODES[place_of_node(name)].path);
 }
 
 bool is_readable(const file& node) {

@@ -13,8 +13,7 @@ using virtual_device::file;
 constexpr double MILLI = 0.001;
 
 std::string path_of_mock(std::string_view column) {
-    return std::string(column == TRACE_MOCK_FILES[0].column ? TRACE_MOCK_FILES[0].path
-                                                            : TRACE_MOCK_FILES[1].path);
+    return std::string(column == MOCK_FILES[0].name ? MOCK_FILES[0].path : MOCK_FILES[1].path);
 }
 
 void set_mock(device& on, const scenario_event& event, bool is_end) {
@@ -48,7 +47,7 @@ void fail_call(device& on, const scenario_event& event) {
 void set_fault(device& on, const scenario_event& event) {
     const bool reads_error = event.reads == text_kind::error;
     if (event.action == event_action::node && reads_error) {
-        on.set_fault(on.at(TRACE_NODES[place_of_node(event.target)].path), &file::read_fails);
+        on.set_fault(on.at(DEVICE_NODES[place_of_node(event.target)].path), &file::read_fails);
     } else if (event.action == event_action::mock && reads_error) {
         on.set_fault(on.at(path_of_mock(event.target)), &file::read_fails);
     } else if (event.action == event_action::fail) {

@@ -4,11 +4,11 @@
 #include <charconv>
 #include <utility>
 
+#include "lab/io/time_text.h"
 #include "lab/records/record_text.h"
 #include "lab/scenario/timeline.h"
 #include "lab/scenario/truth.h"
 #include "lab/state/state_layout.h"
-#include "lab/story/story.h"
 #include "util/record_index.h"
 
 namespace lab {
@@ -108,7 +108,7 @@ void expectation_checker::apply(const event& what) {
 
 void expectation_checker::count(const event& what, std::int64_t at_s) {
     const bool is_log = what.kind == event_kind::log;
-    const auto schema = is_log ? std::string_view() : record_schema(what.text);
+    const auto schema = is_log ? std::string_view() : record_schema_id(what.text);
     for (std::size_t i = 0; i < progress_.size(); ++i) {
         const expectation& wanted = scenario_.expectations[i];
         if (wanted.of != (is_log ? subject::log : subject::record)) continue;

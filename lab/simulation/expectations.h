@@ -7,7 +7,8 @@
 #include <vector>
 
 #include "lab/scenario/scenario.h"
-#include "lab/session/session.h"
+#include "lab/session/course.h"
+#include "lab/session/listener.h"
 
 namespace lab {
 

@@ -6,7 +6,7 @@ namespace lab {
 
 namespace {
 
-// Places in TRACE_NODES.
+// Places in DEVICE_NODES.
 enum place : std::size_t {
     VOLTAGE,
     TEMPERATURE,
@@ -20,18 +20,12 @@ enum place : std::size_t {
     ZONE,
     VBUS,
 };
-static_assert(TRACE_NODES[VBUS].column == "vbus" && TRACE_NODES[STATUS].column == "status" &&
-              TRACE_NODES[VENDOR].column == "cell_vendor_name");
+static_assert(DEVICE_NODES[VBUS].name == "vbus" && DEVICE_NODES[STATUS].name == "status" &&
+              DEVICE_NODES[VENDOR].name == "cell_vendor_name");
 
 constexpr std::int32_t ONLY_VENDOR = 0;  // the vendor's text never changes during a scenario
 
 }  // namespace
-
-std::size_t place_of_node(std::string_view column) {
-    std::size_t place = 0;
-    while (TRACE_NODES[place].column != column) ++place;
-    return place;
-}
 
 void put_line(virtual_device::file& into, std::string_view text) {
     into.put(text);
@@ -39,7 +33,7 @@ void put_line(virtual_device::file& into, std::string_view text) {
 }
 
 void sensor_nodes::find(virtual_device::device& on) {
-    for (std::size_t i = 0; i < nodes_.size(); ++i) nodes_[i] = {&on.at(TRACE_NODES[i].path), std::nullopt};
+    for (std::size_t i = 0; i < nodes_.size(); ++i) nodes_[i] = {&on.at(DEVICE_NODES[i].path), std::nullopt};
 }
 
 // Most readings are the same from one cycle to the next; only what changes is written.

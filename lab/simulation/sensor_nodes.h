@@ -9,17 +9,14 @@
 #include <string_view>
 
 #include "lab/phone/gauge.h"
-#include "lab/recordings/trace.h"
 #include "lab/scenario/scenario.h"
+#include "lab/session/device_files.h"
 #include "platform/virtual/device.h"
 
 namespace lab {
 
-// The events that make a node read something else, by its place in TRACE_NODES; null for most.
-using node_overrides = std::array<const scenario_event*, TRACE_NODES.size()>;
-
-// The place in TRACE_NODES of the node with this column.
-std::size_t place_of_node(std::string_view column);
+// The events that make a node read something else, by its place in DEVICE_NODES; null for most.
+using node_overrides = std::array<const scenario_event*, DEVICE_NODES.size()>;
 
 // A node's or mock file's text, with the line end that the kernel gives it.
 void put_line(virtual_device::file& into, std::string_view text);
@@ -41,7 +38,7 @@ class sensor_nodes {
     void put_text(std::size_t place, std::int32_t number, std::string_view text);
     void put_override(node& into, const scenario_event& event);
 
-    std::array<node, TRACE_NODES.size()> nodes_;
+    std::array<node, DEVICE_NODES.size()> nodes_;
 };
 
 }  // namespace lab

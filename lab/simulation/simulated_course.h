@@ -14,7 +14,7 @@
 
 #include "lab/scenario/scenario.h"
 #include "lab/scenario/truth.h"
-#include "lab/session/session.h"
+#include "lab/session/course.h"
 #include "lab/simulation/circumstances.h"
 #include "lab/simulation/daemon_orders.h"
 #include "lab/simulation/sensor_nodes.h"

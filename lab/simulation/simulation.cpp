@@ -3,7 +3,9 @@
 #include <chrono>
 #include <utility>
 
+#include "lab/io/time_text.h"
 #include "lab/recordings/trace_writer.h"
+#include "lab/session/session.h"
 #include "lab/simulation/expectations.h"
 #include "lab/simulation/simulated_course.h"
 
@@ -17,7 +19,7 @@ device_image image_at_start(const scenario& of, device_image before) {
 
 simulation_result run_simulation(const scenario& of, const device_image& start,
                                  const std::vector<listener*>& listeners, output_file* trace) {
-    use_time_zone(of.time_zone);
+    const local_zone zone(of.time_zone);
     const auto begin = std::chrono::steady_clock::now();
     simulation_result result;
     result.image = start;

@@ -7,7 +7,8 @@
 
 #include "lab/io/output_file.h"
 #include "lab/scenario/scenario.h"
-#include "lab/session/session.h"
+#include "lab/session/course.h"
+#include "lab/session/listener.h"
 #include "lab/tally/cost.h"
 
 namespace lab {

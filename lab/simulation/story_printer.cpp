@@ -4,6 +4,8 @@
 #include <iomanip>
 #include <ostream>
 
+#include "lab/io/time_text.h"
+
 namespace lab {
 
 namespace {

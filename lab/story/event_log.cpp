@@ -1,12 +1,10 @@
 #include "lab/story/event_log.h"
 
 #include <algorithm>
-#include <array>
-#include <cstdio>
-#include <ctime>
 #include <ostream>
 
 #include "lab/io/text.h"
+#include "lab/io/time_text.h"
 #include "lab/records/record_text.h"
 #include "platform/android_log.h"
 #include "util/log.h"
@@ -16,16 +14,6 @@ namespace lab {
 namespace {
 
 constexpr int ELAPSED_WIDTH = 14;
-constexpr std::int64_t SECONDS_PER_DAY = 86400;
-
-std::string format_local_time(std::int64_t utc_s) {
-    const auto time = static_cast<std::time_t>(utc_s);
-    std::tm local{};
-    if (localtime_r(&time, &local) == nullptr) return "wall clock " + std::to_string(utc_s);
-    std::array<char, 64> text;
-    text[std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &local)] = '\0';
-    return text.data();
-}
 
 std::string_view log_kind(std::int32_t priority) {
     switch (priority) {
@@ -77,34 +65,18 @@ void describe(std::string& out, const event& what) {
 }
 
 std::string padded_elapsed(std::int64_t seconds) {
-    std::string text = format_elapsed(seconds);
+    std::string text = elapsed_text(seconds);
     text.insert(0, text.size() < ELAPSED_WIDTH ? ELAPSED_WIDTH - text.size() : 0, ' ');
     return text;
 }
 
 }  // namespace
 
-std::string format_elapsed(std::int64_t seconds) {
-    const std::int64_t days = seconds / SECONDS_PER_DAY;
-    const std::int64_t rest = seconds % SECONDS_PER_DAY;
-    if (rest < 0) return std::to_string(seconds) + " s";
-    std::array<char, 64> text;
-    const int h = static_cast<int>(rest / 3600);
-    const int m = static_cast<int>(rest / 60 % 60);
-    const int s = static_cast<int>(rest % 60);
-    if (days > 0) {
-        std::snprintf(text.data(), text.size(), "%lld d %d:%02d:%02d", static_cast<long long>(days), h, m, s);
-    } else {
-        std::snprintf(text.data(), text.size(), "%d:%02d:%02d", h, m, s);
-    }
-    return text.data();
-}
-
 void event_log::begin_boot(const event& first) {
     finish();
     has_boot_ = true;
     boot_ = first.boot;
-    out_ << "boot " << boot_ << ", " << format_local_time(first.real_time_s) << '\n';
+    out_ << "boot " << boot_ << ", " << local_time_text(first.real_time_s) << '\n';
 }
 
 void event_log::on_event(const event& what) {
@@ -136,8 +108,8 @@ void event_log::on_cycle(const cycle& after) {
 void event_log::end_streak(const streak& ended, std::int64_t now_s) {
     if (ended.more == 0) return;
     const std::string times = ended.more == 1 ? "once more" : std::to_string(ended.more) + " times more";
-    out_ << padded_elapsed(now_s) << "          " << times << ", until "
-         << format_elapsed(ended.last_elapsed_s) << ": " << ended.text << '\n';
+    out_ << padded_elapsed(now_s) << "          " << times << ", until " << elapsed_text(ended.last_elapsed_s)
+         << ": " << ended.text << '\n';
 }
 
 void event_log::finish() {

@@ -6,12 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "lab/session/session.h"
+#include "lab/session/listener.h"
 
 namespace lab {
-
-// "2 d 3:04:05", days left out when there are none.
-std::string format_elapsed(std::int64_t seconds);
 
 // Prints one line per event. An effect that comes back cycle after cycle is printed once and, when it has
 // ended, counted:

@@ -3,10 +3,10 @@
 #include <charconv>
 #include <cstdarg>
 #include <cstdio>
-#include <ctime>
 #include <utility>
 
 #include "core/sys_properties.h"
+#include "lab/io/time_text.h"
 #include "lab/records/record_text.h"
 #include "lab/story/story_step.h"
 #include "util/record_index.h"
@@ -32,7 +32,7 @@ std::string text_of(const char* format, ...) {
 
 std::string_view step::record(std::string_view schema_id) const {
     for (const auto& each : records) {
-        if (record_schema(each) == schema_id) return each;
+        if (record_schema_id(each) == schema_id) return each;
     }
     return {};
 }
@@ -245,25 +245,6 @@ void story::finish() {
             return;
         }
     }
-}
-
-std::string local_time_text(std::int64_t real_time_s) {
-    const auto time = static_cast<std::time_t>(real_time_s);
-    std::tm local{};
-    char text[32];
-    if (localtime_r(&time, &local) == nullptr) return "-";
-    if (std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &local) == 0) return "-";
-    return text;
-}
-
-std::string duration_text(std::int64_t seconds) {
-    using story_parts::text_of;
-    const auto part = [](std::int64_t value) { return static_cast<long long>(value); };
-    if (seconds < 0) return "-" + duration_text(-seconds);
-    if (seconds < 60) return text_of("%lld s", part(seconds));
-    if (seconds < 3600) return text_of("%lld min %lld s", part(seconds / 60), part(seconds % 60));
-    if (seconds < 86400) return text_of("%lld h %lld min", part(seconds / 3600), part(seconds % 3600 / 60));
-    return text_of("%lld d %lld h", part(seconds / 86400), part(seconds % 86400 / 3600));
 }
 
 }  // namespace lab

@@ -7,32 +7,12 @@
 #include <functional>
 #include <memory>
 #include <string>
-#include <vector>
 
-#include "lab/session/session.h"
+#include "lab/session/course.h"
+#include "lab/session/listener.h"
+#include "lab/story/decision.h"
 
 namespace lab {
-
-enum class importance : std::uint8_t {
-    action,   // the daemon changed something outside itself: the charge voltage, charging, a reboot
-    finding,  // it started, noticed something, or could not do something
-    routine,  // expected bookkeeping: an evaluation every 48 hours, the end of a charge period
-};
-
-struct number {
-    std::string name;
-    std::string value;  // with its unit, for example "12004 h"
-};
-
-struct decision {
-    std::int64_t boot = 1;
-    std::int64_t elapsed_s = 0;    // since this boot's daemon start
-    std::int64_t real_time_s = 0;  // the device's wall clock, UTC seconds since 1970
-    importance weight = importance::routine;
-    std::string feature;   // who decided: "battery stress", "n-day pulldown", "charge timer", ...
-    std::string sentence;  // what and why, a whole sentence; times of day are local time of this process (TZ)
-    std::vector<number> numbers;  // what decided it
-};
 
 // Tells each decision as soon as its cycle is over (a start-up counts with its first cycle), in order.
 // Remembers across boots since when a voltage is lowered or charging is stopped, and who asked. What fails
@@ -57,11 +37,5 @@ class story : public listener {
     struct told_so_far;
     std::unique_ptr<told_so_far> state_;
 };
-
-// Local date and time of this process's zone: "2026-03-02 07:00:10"; "-" when it has no local time.
-std::string local_time_text(std::int64_t real_time_s);
-
-// Two units at most: "7 d 0 h", "3 h 20 min", "45 s".
-std::string duration_text(std::int64_t seconds);
 
 }  // namespace lab

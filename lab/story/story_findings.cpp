@@ -2,6 +2,7 @@
 
 #include <array>
 
+#include "lab/io/time_text.h"
 #include "lab/records/record_text.h"
 #include "lab/story/story_step.h"
 #include "stress/stress_trip.h"
@@ -44,7 +45,7 @@ void tell_stress(const step& now, std::vector<decision>& told) {
             "Keeps the lowered voltage although the stress hours call for less");
     }
     for (const std::string& rejected : now.records) {
-        if (record_schema(rejected) != record::stress_entry_rejected_id) continue;
+        if (record_schema_id(rejected) != record::stress_entry_rejected_id) continue;
         auto& each = add(told, now, importance::finding, "battery stress",
                          "Dropped a bucket of the lifetime histogram that cannot be true");
         each.numbers.push_back(

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "lab/io/time_text.h"
 #include "lab/records/record_text.h"
 #include "lab/story/story_step.h"
 #include "stress/stress_bands.h"

@@ -9,7 +9,8 @@
 #include <string_view>
 #include <vector>
 
-#include "lab/story/story.h"
+#include "lab/session/cycle.h"
+#include "lab/story/decision.h"
 
 namespace lab::story_parts {
 

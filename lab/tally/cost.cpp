@@ -4,7 +4,7 @@
 #include <cstdarg>
 #include <cstdio>
 
-#include "lab/story/story.h"
+#include "lab/io/time_text.h"
 
 namespace lab {
 

@@ -5,7 +5,7 @@
 #include <map>
 #include <string>
 
-#include "lab/session/session.h"
+#include "lab/session/listener.h"
 
 namespace lab {
 

@@ -7,7 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "lab/session/session.h"
+#include "lab/session/course.h"
+#include "lab/session/listener.h"
 #include "lab/tally/run_clock.h"
 
 namespace lab {

@@ -10,9 +10,9 @@
 #include "lab/records/log_scanner.h"
 #include "lab/records/record_parser.h"
 
-using lab::metrics::log_scanner;
-using lab::metrics::parse_record;
-using lab::metrics::verdict;
+using lab::log_scanner;
+using lab::parse_record;
+using lab::verdict;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -70,7 +70,7 @@ std::string replaced(std::string text, const std::string& old, const std::string
 }
 
 // How many fields the parser found good; they are the first ones, and as they were printed.
-std::size_t good_fields(const lab::metrics::parsed_record& record, const sample_record& printed) {
+std::size_t good_fields(const lab::parsed_record& record, const sample_record& printed) {
     std::size_t good = 0;
     for (; good < printed.values.size() && record.values[good].data() != nullptr; ++good)
         EXPECT_EQ(record.values[good], printed.values[good]);
@@ -87,7 +87,7 @@ TEST(RecordParser, ReadsBackEveryRecordWholeOrCut) {
         SCOPED_TRACE(text);
         const auto whole = parse_record(text);
         EXPECT_EQ(whole.result, verdict::good) << whole.detail;
-        ASSERT_EQ(whole.schema, &lab::metrics::schemas()[i]);
+        ASSERT_EQ(whole.schema, &lab::schemas()[i]);
         EXPECT_EQ(whole.schema->name, samples[i].name);
         EXPECT_EQ(good_fields(whole, samples[i]), whole.schema->field_count);
         EXPECT_EQ(whole.rest, "");
@@ -134,7 +134,7 @@ TEST(RecordParser, SaysWhatIsWrong) {
         const std::string text = replaced(good, each.old, each.put);
         SCOPED_TRACE(text);
         const auto record = parse_record(text);
-        EXPECT_EQ(lab::metrics::words(record.result), lab::metrics::words(each.result));
+        EXPECT_EQ(lab::words(record.result), lab::words(each.result));
         EXPECT_THAT(record.detail, HasSubstr(each.detail));
         EXPECT_EQ(std::count_if(record.values.begin(), record.values.end(),
                                 [](std::string_view value) { return value.data() != nullptr; }),
@@ -157,8 +157,8 @@ TEST(RecordParser, TakesRealNumbersAsTheyArePrintedAndNothingElse) {
 // A CSV column has one unit for all records that share it.
 TEST(RecordSchema, GivesAFieldNameOneUnit) {
     std::map<std::string_view, std::string_view> units;
-    for (const auto& schema : lab::metrics::schemas()) {
-        EXPECT_EQ(lab::metrics::find_schema_by_name(schema.words), &schema);
+    for (const auto& schema : lab::schemas()) {
+        EXPECT_EQ(lab::find_schema_by_name(schema.words), &schema);
         for (const auto& field : schema.fields()) {
             const auto [known, is_new] = units.emplace(field.name, field.unit);
             EXPECT_EQ(known->second, field.unit) << schema.name << "." << field.name;
@@ -172,7 +172,7 @@ namespace {
 std::vector<std::string> scan(std::string_view log, std::size_t block_size = 1 << 20) {
     std::vector<std::string> finds;
     log_scanner scanner(
-        [&](const lab::metrics::found_record& found) {
+        [&](const lab::found_record& found) {
             std::string text = std::to_string(found.line) + " " + std::string(found.origin.time) + " " +
                                std::string(found.origin.pid) + " ";
             if (found.is_event)

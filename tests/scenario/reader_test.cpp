@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "lab/io/error.h"
+#include "lab/io/time_text.h"
 #include "lab/scenario/scenario.h"
 #include "lab/scenario/timeline.h"
 #include "lab/scenario/toml_section.h"
@@ -134,6 +135,7 @@ TEST(Timeline, FollowsDailyPatternsOverAClockChange) {
         "daily = [{ at = \"22:00\", load_mw = 3 }, { at = \"06:00\", load_mw = 2, days = \"sun\" }]\n"
         "[[phase]]\nfor = \"1 h\"\nload_mw = 5\n",
         "x.toml");
+    const local_zone zone(read.time_zone);
     const timeline times(read);
     const auto load_at = [&](std::int64_t at_s) { return times.conditions_at(at_s).load_mw; };
     EXPECT_EQ(load_at(0), 3);  // since yesterday, 22:00
@@ -155,6 +157,7 @@ TEST(Timeline, KnowsWhenEventsBeginAndEnd) {
                                              "[[event]]\ndo = \"restart\"\nat = 120\n"
                                              "[[event]]\ndo = \"clock_lost\"\nat = 130\n",
                                          "x.toml");
+    const local_zone zone(read.time_zone);
     const timeline times(read);
     std::vector<std::int64_t> changes;
     for (std::int64_t at_s = 0; at_s < 200;) changes.push_back(at_s = times.next_change(at_s));

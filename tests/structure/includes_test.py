@@ -20,6 +20,22 @@ REACH = {
     'dyn_soc': 'battery charge_mgr util',
     'core': 'battery charge_mgr dyn_soc monitors precharge stress util platform',
 }
+# The same for the rooms of lab/. All of them may see the daemon's headers; nobody sees lab/ from below.
+LAB_REACH = {
+    'io': '',
+    'phone': '',
+    'records': '',
+    'session': 'io',
+    'state': 'io',
+    'recordings': 'io session',
+    'story': 'io records session',
+    'tally': 'io session state',
+    'scenario': 'io phone session state',
+    'report': 'io records session state story tally',
+    'simulation': 'io phone recordings records scenario session state story tally',
+    'cli': 'io recordings records report scenario session simulation state story tally',
+    'main.cpp': 'cli',
+}
 # Of the seam, the floors above see these three and none of its implementations.
 SEAM = ['platform/android_log.h', 'platform/os.h', 'platform/properties.h']
 # Standard headers that neither allocate nor throw nor write to a stream.
@@ -68,6 +84,33 @@ def faults(path, text):
     return found
 
 
+def faults_of_lab(path, text):
+    """The arrows of a file of lab/ (its path relative to that) that leave its room for one it may not see."""
+    reach = LAB_REACH.get(folder_of(path), '').split()
+    return [f'{path}: may not include {match[2]}' for match in map(INCLUDE.match, text.split('\n'))
+            if match and match[2].startswith('lab/') and folder_of(match[2][4:]) not in [folder_of(path), *reach]]
+
+
+def circle_in(arrows):
+    """Names along a circle in {name: names}; nothing when there is none."""
+    done = set()
+
+    def walk(name, road):
+        if name in road:
+            return road[road.index(name):]
+        if name in done:
+            return []
+        circle = next(filter(None, (walk(each, [*road, name]) for each in arrows.get(name, ()))), [])
+        done.add(name)
+        return circle
+
+    return next(filter(None, (walk(name, []) for name in arrows)), [])
+
+
+def unit_of(path):
+    return path.rpartition('.')[0]  # a .cpp and its .h are one
+
+
 def sources(folder):
     return [path for path in (PROJECT / folder).rglob('*') if path.suffix in ('.h', '.cpp')]
 
@@ -108,6 +151,21 @@ class Includes(unittest.TestCase):
                 ('platform/virtual/platform.cpp', '#include "platform/virtual/device.h"\n#include <map>\n#if 1'),
                 ('stress/trip.cpp', '// a new table\nLOG("try again");')]:
             self.assertEqual([], faults(path, text))
+
+    def test_rooms_of_the_lab_stand_on_floors(self):
+        self.assertEqual([], circle_in({room: reach.split() for room, reach in LAB_REACH.items()}))
+        arrows = {}
+        for path in sources('lab'):
+            text, path = path.read_text(), path.relative_to(PROJECT / 'lab').as_posix()
+            self.assertEqual([], faults_of_lab(path, text))
+            includes = {unit_of(match[2][4:]) for match in map(INCLUDE.match, text.split('\n'))
+                        if match and match[2].startswith('lab/')}
+            arrows.setdefault(unit_of(path), set()).update(includes - {unit_of(path)})
+        self.assertGreater(len(arrows), 50)
+        self.assertEqual([], circle_in(arrows))
+        self.assertEqual(['b', 'c'], circle_in({'a': ['b'], 'b': ['c'], 'c': ['b']}))
+        self.assertEqual(1, len(faults_of_lab('session/boot.cpp', '#include "lab/story/story.h"')))
+        self.assertEqual(1, len(faults_of_lab('attic/new.cpp', '#include "lab/io/text.h"')))
 
     def test_no_source_file_is_too_long_to_be_read(self):
         for path in sources('src') + sources('lab'):

@@ -161,7 +161,7 @@ def sampling_table(lab, curve):
         thinned.write_text(''.join(line for i, line in enumerate(trace)
                                    if i == 0 or is_taken(int(line.split(',', 1)[0]))))
         root = lab.directory / name.replace(' ', '_')
-        lab.run('replay', thinned, '--root', root, '--series', lab.directory / 'thinned.series', '--events',
+        lab.run('replay', thinned, '--save-root', root, '--series', lab.directory / 'thinned.series', '--events',
                 lab.directory / 'thinned.events')
         table = root / 'mnt/vendor/nvcfg/vorn/batt_stress'
         hours = struct.unpack(f'<{ROWS * COLUMNS}f', table.read_bytes())

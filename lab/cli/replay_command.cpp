@@ -1,6 +1,9 @@
 // vorn-lab replay: the daemon over a recorded trace.
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cctype>
+#include <cstdlib>
 #include <filesystem>
 #include <iostream>
 #include <memory>
@@ -13,6 +16,7 @@
 #include "lab/cli/progress_bar.h"
 #include "lab/io/distinct_files.h"
 #include "lab/io/error.h"
+#include "lab/io/time_text.h"
 #include "lab/recordings/device_root.h"
 #include "lab/recordings/events.h"
 #include "lab/recordings/series.h"
@@ -20,6 +24,7 @@
 #include "lab/report/recorder.h"
 #include "lab/session/session.h"
 #include "lab/story/event_log.h"
+#include "lab/story/story_lines.h"
 #include "lab/tally/cost.h"
 
 namespace lab {
@@ -29,11 +34,14 @@ namespace {
 struct replay_options {
     std::string trace;
     std::string root;
+    std::string save_root;
     std::string events;
     std::string series;
     std::string report;
     std::vector<std::string> constants;
     bool with_samples = false;
+    bool shows_log = false;
+    bool shows_routine = false;
 };
 
 trace_reader::constant_columns parse_constants(const std::vector<std::string>& assignments) {
@@ -48,12 +56,32 @@ trace_reader::constant_columns parse_constants(const std::vector<std::string>& a
     return constants;
 }
 
+// An unknown zone would count as UTC without a word. Other forms than a plain name are the C library's to know.
+std::string zone_of_process() {
+    const char* const set = std::getenv("TZ");
+    if (set == nullptr || *set == '\0') return "this machine's time zone";
+    const std::string zone = set;
+    const bool is_name = std::ranges::all_of(
+        zone, [](unsigned char c) { return std::isalpha(c) != 0 || c == '/' || c == '_'; });
+    if (is_name && zone.front() != '/') local_zone{zone};
+    return zone;
+}
+
+void print_head(const trace_course& course, const std::string& zone) {
+    std::cout << course.source_name() << '\n'
+              << (course.has_wall_clock()
+                      ? "wall clock of the trace"
+                      : "the trace has no wall clock: it counts from 2026-01-01 00:00 UTC")
+              << ", " << zone << "\n\n";
+}
+
 void print_end(const cost& counted, const device_image& image) {
     std::cout << '\n' << cost_text(counted) << "\nproperties at the end\n";
     for (const auto& [name, value] : image.properties) std::cout << "  " << name << " = " << value << '\n';
 }
 
 void replay(const replay_options& options) {
+    const std::string zone = zone_of_process();
     require_distinct_files(
         {{"TRACE", options.trace}},
         {{"--events", options.events}, {"--series", options.series}, {"--report", options.report}});
@@ -62,6 +90,7 @@ void replay(const replay_options& options) {
                      [](const std::string& line) { std::cerr << "vorn-lab: " << line << '\n'; }));
     device_image image;
     if (!options.root.empty()) image = load_device_root(options.root);
+    if (!options.save_root.empty()) require_savable_root(options.save_root);
 
     std::vector<listener*> listeners;
     std::optional<output_file> events_file;
@@ -82,15 +111,23 @@ void replay(const replay_options& options) {
         page.emplace(options.report, report::facts{title, "replay", true, {}}, image);
         page->listen(listeners);
     }
-    const bool shows_log = options.events.empty() && options.series != "-" && options.report != "-";
+    const bool is_silent = !options.events.empty() || options.series == "-" || options.report == "-";
     event_log log(std::cout);
+    story_lines lines(std::cout, options.shows_routine);
+    story told([&](const decision& what) { lines.tell(what, local_time_text(what.real_time_s)); }, image);
     cost counted;
-    if (shows_log) listeners.insert(listeners.end(), {&log, &counted});
+    if (!is_silent) {
+        if (!options.shows_log) print_head(course, zone);
+        listener* const printer = options.shows_log ? static_cast<listener*>(&log) : &told;
+        listeners.insert(listeners.end(), {printer, &counted});
+    }
     progress_bar bar;
-    if (!shows_log || ::isatty(STDOUT_FILENO) == 0) listeners.push_back(&bar);
+    if (is_silent || ::isatty(STDOUT_FILENO) == 0) listeners.push_back(&bar);
 
     const auto finish = [&] {
         log.finish();
+        told.finish();
+        lines.finish();
         if (events_file) events_file->finish();
         if (series_file) series_file->finish();
         if (page) page->finish();
@@ -109,9 +146,9 @@ void replay(const replay_options& options) {
         throw;
     }
     finish();
-    if (!options.root.empty()) save_device_root(options.root, image);
+    if (!options.save_root.empty()) save_device_root(options.save_root, image);
     commit();
-    if (shows_log) print_end(counted, image);
+    if (!is_silent) print_end(counted, image);
 }
 
 }  // namespace
@@ -123,7 +160,9 @@ void add_replay_command(CLI::App& app) {
         ->required();
     command
         .add_option("--root", options->root,
-                    "Directory with the device's files and properties: read before, written after")
+                    "Directory with the device's files and properties at the start; never changed")
+        ->type_name("DIR");
+    command.add_option("--save-root", options->save_root, "Keep there what the device holds at the end")
         ->type_name("DIR");
     command
         .add_option("--events", options->events,
@@ -137,6 +176,9 @@ void add_replay_command(CLI::App& app) {
     command.add_option("--set", options->constants, "Give a column that the trace lacks a constant value")
         ->type_name("COLUMN=TEXT")
         ->allow_extra_args(false);
+    command.add_flag("--log", options->shows_log,
+                     "Print every log line, record and write instead of the story");
+    command.add_flag("--all", options->shows_routine, "Show routine decisions too");
     command.callback([options] { replay(*options); });
 }
 

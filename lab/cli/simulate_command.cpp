@@ -33,6 +33,7 @@ const std::vector<std::string> truth_names(truth_column_names.begin(), truth_col
 struct simulate_options {
     std::vector<std::string> files;
     std::string root;
+    std::string save_root;
     std::string events;
     std::string series;
     std::string trace;
@@ -46,10 +47,11 @@ struct simulate_options {
 
 void check(const simulate_options& options) {
     if (options.files.empty()) throw input_error("simulate: no scenario file");
-    const bool has_output = !options.root.empty() || !options.events.empty() || !options.series.empty() ||
-                            !options.trace.empty() || !options.report.empty();
+    const bool has_output = !options.root.empty() || !options.save_root.empty() || !options.events.empty() ||
+                            !options.series.empty() || !options.trace.empty() || !options.report.empty();
     if (has_output && options.files.size() > 1) {
-        throw input_error("--root, --events, --series, --trace and --report take one scenario at a time");
+        throw input_error(
+            "--root, --save-root, --events, --series, --trace and --report take one scenario at a time");
     }
     require_distinct_files({{"FILE", options.files.front()}}, {{"--events", options.events},
                                                                {"--series", options.series},
@@ -148,6 +150,7 @@ bool simulate(const scenario& read, const simulate_options& options) {
     const local_zone zone(read.time_zone);  // for what is printed before and after the run, too
     const device_image start =
         image_at_start(read, options.root.empty() ? device_image() : load_device_root(options.root));
+    if (!options.save_root.empty()) require_savable_root(options.save_root);
     outputs out(options);
     std::optional<scenario_report> page;
     if (!options.report.empty()) page.emplace(options.report, read, start).listen(out.listeners);
@@ -173,7 +176,7 @@ bool simulate(const scenario& read, const simulate_options& options) {
         print_cost(result);
     }
     if (!options.trace.empty()) save_trace_root(options.trace, start);
-    if (!options.root.empty()) save_device_root(options.root, result.image);
+    if (!options.save_root.empty()) save_device_root(options.save_root, result.image);
     if (page) page->finish(true);
     out.commit();
     if (page) page->commit();
@@ -235,7 +238,9 @@ void add_simulate_command(CLI::App& app) {
     command.add_flag("--samples", options->with_samples, "Add what the daemon saw to the series");
     command
         .add_option("--root", options->root,
-                    "Directory with the device's files and properties: read before, written after")
+                    "Directory with the device's files and properties at the start; never changed")
+        ->type_name("DIR");
+    command.add_option("--save-root", options->save_root, "Keep there what the device holds at the end")
         ->type_name("DIR");
     command
         .add_option("--set", options->overrides, "Replace what the scenario says, such as cell.soc_pct=20")

@@ -32,12 +32,39 @@ fs::path host_path(const fs::path& root, std::string_view device_path) {
     return root / device_path.substr(1);
 }
 
-bool is_subdirectory(const fs::directory_entry& entry) {
+fs::file_status status_of(const fs::path& path) {
     std::error_code error;
-    return entry.is_directory(error);
+    const fs::file_status status = fs::symlink_status(path, error);
+    if (status.type() == fs::file_type::none) fail(path, error);
+    return status;
 }
 
-// The files of one of the two directories, by name; none when it is missing.
+// A link could lead to what is no part of the evidence, and reading a pipe would wait for ever.
+void require_regular_file(const fs::path& path) {
+    const fs::file_status status = status_of(path);
+    if (fs::is_regular_file(status)) return;
+    if (fs::is_directory(status)) fail(path, std::make_error_code(std::errc::is_a_directory));
+    throw input_error(path.string() +
+                      (fs::is_symlink(status) ? ": a symbolic link" : ": not a regular file") +
+                      ", which a device root must not hold");
+}
+
+// Every step of the way down to it, as far as it is there, is a directory and no link.
+void require_plain_way(const fs::path& root, std::string_view device_dir) {
+    fs::path path = root;
+    for (const fs::path& step : fs::path(device_dir.substr(1))) {
+        if (step.empty()) continue;
+        path /= step;
+        const fs::file_status status = status_of(path);
+        if (!fs::exists(status)) return;
+        if (!fs::is_directory(status)) {
+            if (fs::is_symlink(status)) require_regular_file(path);
+            fail(path, std::make_error_code(std::errc::not_a_directory));
+        }
+    }
+}
+
+// The files of one of the two directories; none when it is missing.
 std::vector<fs::path> files_in(const fs::path& directory) {
     std::vector<fs::path> found;
     std::error_code error;
@@ -45,10 +72,29 @@ std::vector<fs::path> files_in(const fs::path& directory) {
     if (error == std::errc::no_such_file_or_directory) return found;
     if (error) fail(directory, error);
     for (; each != fs::directory_iterator(); each.increment(error)) {
-        if (!is_subdirectory(*each)) found.push_back(each->path());
+        if (fs::is_directory(status_of(each->path()))) continue;
+        require_regular_file(each->path());
+        found.push_back(each->path());
     }
     if (error) fail(directory, error);
+    std::ranges::sort(found);
     return found;
+}
+
+// A folder that is something else must not start a device that holds nothing. An empty one is such a device.
+void require_device_root(const fs::path& root) {
+    std::error_code error;
+    const fs::directory_iterator first(root, error);
+    if (error) fail(root, error);
+    const auto holds = [&](std::string_view device_path) {
+        return fs::exists(status_of(host_path(root, device_path).parent_path()));  // without the last slash
+    };
+    const bool is_one = holds(virtual_device::DATA_DIR) || holds(virtual_device::NVCFG_DIR) ||
+                        fs::exists(status_of(root / PROPERTIES_FILE));
+    if (is_one || first == fs::directory_iterator()) return;
+    throw input_error(
+        root.string() +
+        ": not a device root: none of mnt/vendor/nvcfg/vorn, data/vendor/vorn and properties is in it");
 }
 
 void load_properties(const std::string& path, device_image& image) {
@@ -95,17 +141,34 @@ void remove_vanished(const fs::path& root, std::string_view device_dir, const de
 
 device_image load_device_root(const std::string& directory) {
     const fs::path root(directory);
+    require_device_root(root);
     device_image image;
-    require_writable(root);
     for (const std::string_view device_dir : FILE_DIRS) {
-        require_writable(host_path(root, device_dir));
+        require_plain_way(root, device_dir);
         for (const fs::path& path : files_in(host_path(root, device_dir)))
             image.files[std::string(device_dir) + path.filename().string()] = read_file(path.string());
     }
     const fs::path properties = root / PROPERTIES_FILE;
-    std::error_code error;
-    if (fs::exists(fs::symlink_status(properties, error))) load_properties(properties.string(), image);
+    if (fs::exists(status_of(properties))) {
+        require_regular_file(properties);
+        load_properties(properties.string(), image);
+    }
     return image;
+}
+
+void require_savable_root(const std::string& directory) {
+    const fs::path root(directory);
+    std::error_code error;
+    if (fs::exists(root, error)) require_device_root(root);
+    require_writable(root);
+    for (const std::string_view device_dir : FILE_DIRS) {
+        require_plain_way(root, device_dir);
+        require_writable(host_path(root, device_dir));
+        for (const fs::path& path : files_in(host_path(root, device_dir))) {
+            if (::access(path.c_str(), W_OK) != 0) fail(path, {errno, std::generic_category()});
+        }
+    }
+    if (fs::exists(status_of(root / PROPERTIES_FILE))) require_regular_file(root / PROPERTIES_FILE);
 }
 
 void save_device_root(const std::string& directory, const device_image& image) {

@@ -10,9 +10,14 @@
 
 namespace lab {
 
-// Reads the directory; what is missing of it is empty. Subdirectories are passed over. Throws input_error
-// that names what cannot be read, or could not be written afterwards: better before a long run than after it.
+// Reads the directory, which is somebody's evidence and stays as it is. It must exist; what is missing of it is
+// empty, subdirectories of the two are passed over. Throws input_error that names what cannot be read, a link or
+// special file where a file should be, and a folder that holds other things than a device.
 device_image load_device_root(const std::string& directory);
+
+// Throws the input_error that save_device_root() would throw later, as far as that can be told: better before a
+// long run than after it.
+void require_savable_root(const std::string& directory);
 
 // Makes the directory hold `image`: missing directories are created, files that are gone are removed.
 // Everything is written aside first and then renamed, so a file is never seen in part, and no file has

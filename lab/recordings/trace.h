@@ -57,6 +57,7 @@ class trace_reader {
     void seek(const csv_position& row) { csv_.seek(row); }
 
     const input_file& file() const { return csv_.file(); }
+    bool has_wall_clock() const { return real_time_.is_known(); }
 
   private:
     // Where the text of a column comes from.

@@ -22,6 +22,8 @@ class trace_course : public course {
     // Whether the trace has no row, and so no boot either.
     bool is_empty() const { return !has_row_ && !is_started_; }
 
+    bool has_wall_clock() const { return reader_.has_wall_clock(); }
+
     // Throws input_error when the trace is empty.
     std::int64_t begin_boot(virtual_device::device& device) override;
     bool next_cycle(virtual_device::device& device) override;

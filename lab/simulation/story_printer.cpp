@@ -1,25 +1,17 @@
 #include "lab/simulation/story_printer.h"
 
 #include <algorithm>
-#include <iomanip>
 #include <ostream>
 
 #include "lab/io/time_text.h"
 
 namespace lab {
 
-namespace {
-
-constexpr int WHO_WIDTH = 18;
-constexpr int NUMBER_INDENT = 41;
-
-}  // namespace
-
 story_printer::story_printer(std::ostream& out, const scenario& of, const device_image& start,
                              bool shows_routine)
     : out_(out),
       scenario_(of),
-      shows_routine_(shows_routine),
+      lines_(out, shows_routine),
       story_([this](const decision& told) { print(told); }, start) {
     for (const scenario_event& each : of.events) {
         const std::string again = each.every_s > 0 ? " (every " + duration_text(each.every_s) + ")" : "";
@@ -45,31 +37,23 @@ void story_printer::on_cycle(const cycle& after) {
 void story_printer::finish() {
     print_happenings(scenario_.duration_s());
     story_.finish();
-    if (not_shown_ > 0) out_ << "\nand " << not_shown_ << " routine decisions, which --all shows\n";
+    lines_.finish();
 }
 
 void story_printer::print_happenings(std::int64_t until_s) {
     while (next_happening_ < happenings_.size() && happenings_[next_happening_].at_s <= until_s) {
         const happening& each = happenings_[next_happening_++];
-        print_line(each.at_s, "~", each.what);
+        lines_.line(time_text(each.at_s), "~", each.what);
     }
 }
 
-void story_printer::print_line(std::int64_t at_s, const std::string& who, const std::string& what) {
-    out_ << local_time_text(scenario_.start_utc_s + at_s) << "  " << std::left << std::setw(WHO_WIDTH) << who
-         << what << '\n';
+std::string story_printer::time_text(std::int64_t at_s) const {
+    return local_time_text(scenario_.start_utc_s + at_s);
 }
 
 // The device's own wall clock may be wrong; the scenario's is not.
 void story_printer::print(const decision& told) {
-    if (told.weight == importance::routine && !shows_routine_) {
-        not_shown_ += 1;
-        return;
-    }
-    print_line(now_s_ - (elapsed_s_ - told.elapsed_s), told.feature, told.sentence);
-    for (const number& each : told.numbers) {
-        out_ << std::string(NUMBER_INDENT, ' ') << each.name << ": " << each.value << '\n';
-    }
+    lines_.tell(told, time_text(now_s_ - (elapsed_s_ - told.elapsed_s)));
 }
 
 }  // namespace lab

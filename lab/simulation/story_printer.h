@@ -4,12 +4,14 @@
 
 #include <cstdint>
 #include <iosfwd>
+#include <string>
 #include <vector>
 
 #include "lab/scenario/scenario.h"
 #include "lab/session/course.h"
 #include "lab/session/listener.h"
 #include "lab/story/story.h"
+#include "lab/story/story_lines.h"
 
 namespace lab {
 
@@ -31,17 +33,16 @@ class story_printer : public listener {
     void print_happenings(std::int64_t until_s);
     void print(const decision& told);
     // A moment of the scenario as the zone's wall clock shows it.
-    void print_line(std::int64_t at_s, const std::string& who, const std::string& what);
+    std::string time_text(std::int64_t at_s) const;
 
     std::ostream& out_;
     const scenario& scenario_;
-    bool shows_routine_;
+    story_lines lines_;
     story story_;
     std::vector<happening> happenings_;  // in the order of their times
     std::size_t next_happening_ = 0;
     std::int64_t now_s_ = 0;  // of the cycle last heard of
     std::int64_t elapsed_s_ = 0;
-    std::int64_t not_shown_ = 0;  // routine decisions
 };
 
 }  // namespace lab

@@ -81,7 +81,6 @@ void event_log::begin_boot(const event& first) {
 
 void event_log::on_event(const event& what) {
     if (!has_boot_ || what.boot != boot_) begin_boot(what);
-    elapsed_s_ = what.elapsed_s;
     text_.clear();
     describe(text_, what);
     const auto known = std::find_if(streaks_.begin(), streaks_.end(),
@@ -93,27 +92,34 @@ void event_log::on_event(const event& what) {
         return;
     }
     streaks_.push_back({text_, 0, cycle_, what.elapsed_s});
-    out_ << padded_elapsed(what.elapsed_s) << "  " << text_ << '\n';
+    news_ += padded_elapsed(what.elapsed_s) + "  " + text_ + '\n';
 }
 
-void event_log::on_cycle(const cycle& after) {
+// What is over ended in the cycle before, so its count comes before the news of this one.
+void event_log::on_cycle(const cycle& /*after*/) {
     const auto is_over = [this](const streak& each) { return each.last_cycle < cycle_; };
     for (const streak& each : streaks_) {
-        if (is_over(each)) end_streak(each, after.elapsed_s);
+        if (is_over(each)) end_streak(each);
     }
     std::erase_if(streaks_, is_over);
+    print_news();
     ++cycle_;
 }
 
-void event_log::end_streak(const streak& ended, std::int64_t now_s) {
+void event_log::end_streak(const streak& ended) {
     if (ended.more == 0) return;
     const std::string times = ended.more == 1 ? "once more" : std::to_string(ended.more) + " times more";
-    out_ << padded_elapsed(now_s) << "          " << times << ", until " << elapsed_text(ended.last_elapsed_s)
-         << ": " << ended.text << '\n';
+    out_ << padded_elapsed(ended.last_elapsed_s) << "          " << times << ": " << ended.text << '\n';
+}
+
+void event_log::print_news() {
+    out_ << news_;
+    news_.clear();
 }
 
 void event_log::finish() {
-    for (const streak& each : streaks_) end_streak(each, elapsed_s_);
+    print_news();
+    for (const streak& each : streaks_) end_streak(each);
     streaks_.clear();
 }
 

@@ -16,7 +16,7 @@ namespace lab {
 //     boot 1, 2026-01-01 00:00:00
 //         0:00:10  error   file read error /sys/class/power_supply/battery/temp
 //         0:00:20  set     persist.vendor.vorn.toc = 4350
-//         0:05:00          26 times more, until 0:04:30: error   file read error /sys/...
+//         0:04:30          26 times more: error   file read error /sys/...
 class event_log : public listener {
   public:
     explicit event_log(std::ostream& out) : out_(out) {}
@@ -36,15 +36,16 @@ class event_log : public listener {
     };
 
     void begin_boot(const event& first);
-    void end_streak(const streak& ended, std::int64_t now_s);
+    void end_streak(const streak& ended);
+    void print_news();
 
     std::ostream& out_;
     bool has_boot_ = false;
     std::int64_t boot_ = 0;
-    std::int64_t elapsed_s_ = 0;
     std::int64_t cycle_ = 0;
     std::vector<streak> streaks_;
     std::string text_;
+    std::string news_;  // lines of this cycle, not yet printed
 };
 
 }  // namespace lab

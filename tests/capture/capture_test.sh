@@ -48,7 +48,7 @@ expect "one sample" "$(without_times <one.csv)" "$expected"
 # The daemon reads the same from the replay as it would from the nodes.
 mkdir -p root/data/vendor/vorn
 printf '20000\n' >root/data/vendor/vorn/mock_batt_stress_offset
-"$lab" replay one.csv --root root --events events.jsonl
+"$lab" replay one.csv --root root --save-root root --events events.jsonl
 expect "the short reads" "$(grep -c 'file read error' events.jsonl)" 5
 expect "the test file that is not there" "$(grep -o 'stress_hours=[0-9]*' events.jsonl)" "stress_hours=0"
 expect "the other one" "$(cat root/data/vendor/vorn/mock_n_day_threshold_sec)" 60

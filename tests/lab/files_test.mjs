@@ -13,7 +13,7 @@ const DATA = "data/vendor/vorn/";
 
 test("a device root is made where there is none, and taken over where there is one", () => {
   put("t.csv", TRACE);
-  labMust("replay", "t.csv", "--root", "a/b", "--events", "e");
+  labMust("replay", "t.csv", "--save-root", "a/b", "--events", "e");
   assert.equal(get(`a/b/${NVCFG}last_datetime`).length, 8);
   assert.match(get("a/b/properties"), /^persist\.vendor\.vorn\.toc=4450$/m);
 
@@ -23,7 +23,7 @@ test("a device root is made where there is none, and taken over where there is o
   put(`a/b/${DATA}sub/dir`, "not the device's");
   put("a/b/other", "not the device's");
   put("a/b/properties", "persist.x=a=b\n\npersist.y=\nvolatile=1"); // an empty line, no line end
-  labMust("replay", "t.csv", "--root", "a/b", "--events", "e");
+  labMust("replay", "t.csv", "--root", "a/b", "--save-root", "a/b", "--events", "e");
   const properties = get("a/b/properties").split("\n");
   for (const line of ["persist.x=a=b", "persist.y=", "persist.vendor.vorn.toc=4350"]) assert.ok(properties.includes(line), line);
   assert.ok(!properties.includes("volatile=1"));
@@ -38,13 +38,13 @@ test("what is gone from the device goes from its root, and all stays when one fi
   put("t.csv", "elapsed_s,mock_batt_stress_offset\n0,\n10,<missing>\n");
   put(`root/${DATA}mock_batt_stress_offset`, "5\n");
   put(`root/${DATA}toc_clients`, "\x02");
-  labMust("replay", "t.csv", "--root", "root", "--events", "e");
+  labMust("replay", "t.csv", "--root", "root", "--save-root", "root", "--events", "e");
   assert.ok(!existsSync(at(`root/${DATA}mock_batt_stress_offset`)));
   assert.equal(get(`root/${DATA}toc_clients`), "\x02");
 
   put(`broken/${DATA}toc_clients`, "\x0b");
   mkdirSync(at("broken/properties"));
-  assert.match(labRefuses("replay", "t.csv", "--root", "broken", "--events", "e"), /broken\/properties: Is a directory/);
+  assert.match(labRefuses("replay", "t.csv", "--save-root", "broken", "--events", "e"), /broken\/properties: Is a directory/);
   assert.equal(get(`broken/${DATA}toc_clients`), "\x0b");
   assert.ok(!existsSync(at("broken/mnt")));
 });
@@ -55,10 +55,13 @@ test("a device root that cannot be read is named", () => {
   put("root/properties", "a=1\nnonsense\n");
   put("broken/data/vendor/vorn", "a file in place of the directory");
   mkdirSync(at(`dangling/${DATA}`), { recursive: true });
+  put("flat/toc_clients", "\x02");
   symlinkSync("nowhere", at(`dangling/${DATA}link`));
-  for (const [root, message] of [["file", "file: Not a directory"], ["file/", "file: Not a directory"],
-    ["file/not/there", "file: Not a directory"], ["root", "root/properties:2:1: not a property (name=value): nonsense"],
-    ["broken", "broken/data/vendor/vorn: Not a directory"], ["dangling", `dangling/${DATA}link: No such file or directory`]]) {
+  for (const [root, message] of [["file", "file: Not a directory"], ["file/", "file/: Not a directory"],
+    ["file/not/there", "file/not/there: Not a directory"], ["root", "root/properties:2:1: not a property (name=value): nonsense"],
+    ["broken", "broken/data/vendor/vorn: Not a directory"], ["dangling", `dangling/${DATA}link: a symbolic link, which a device root must not hold`],
+    ["nowhere", "nowhere: No such file or directory"],
+    ["flat", "flat: not a device root: none of mnt/vendor/nvcfg/vorn, data/vendor/vorn and properties is in it"]]) {
     assert.equal(labRefuses("replay", "t.csv", "--root", root, "--events", "e"), `vorn-lab: ${message}\n`);
   }
 });

@@ -2,7 +2,7 @@
 // node --test state_command_test.mjs, with VORN_LAB as the program.
 
 import assert from "node:assert/strict";
-import { cpSync, mkdirSync, rmSync, symlinkSync } from "node:fs";
+import { mkdirSync, rmSync, symlinkSync } from "node:fs";
 import { test } from "node:test";
 import { at, get, lab, labMust, labRefuses, put } from "../support/lab.mjs";
 
@@ -183,8 +183,7 @@ test("goes round through the daemon", () => {
     "last_datetime=2026-01-01T00:00:00Z");
   const rows = Array.from({ length: 7301 }, (_, i) => `${i * 10},4000000,250,0,50,Charging\n`);
   put("trace.csv", `elapsed_s,voltage_now,temp,current_now,capacity,status\n${rows.join("")}`);
-  cpSync(at("root"), at("after"), { recursive: true });
-  labMust("replay", "trace.csv", "--root", "after");
+  labMust("replay", "trace.csv", "--root", "root", "--save-root", "after");
   assert.deepEqual(show("after").top_of_charge, { step: 9, voltage_mv: 4000 });
   assert.ok(show("after").stress.total_hours > 519.9, "the hours of the run are there too");
   const changes = labMust("state", "diff", "root", "after");

@@ -3,7 +3,6 @@
 
 import assert from "node:assert/strict";
 import { spawnSync } from "node:child_process";
-import { cpSync } from "node:fs";
 import { test } from "node:test";
 import { at, get, lab, labMust, labRefuses, put } from "../support/lab.mjs";
 
@@ -42,10 +41,9 @@ phone = { off_ua = 200000 }
 
 test("a trace of it replays to the same events, cycles and device", () => {
   put("x.toml", TROUBLES);
-  labMust("state", "set", "simulated", "batt_stress[8][8]=900", "batt_stress[8][9]=123.456");
-  cpSync(at("simulated"), at("replayed"), { recursive: true });
-  labMust("simulate", "x.toml", "--root", "simulated", "--events", "e1", "--series", "s1", "--trace", "t.csv");
-  const { status, stderr } = lab("replay", "t.csv", "--root", "replayed", "--events", "e2", "--series", "s2");
+  labMust("state", "set", "start", "batt_stress[8][8]=900", "batt_stress[8][9]=123.456");
+  labMust("simulate", "x.toml", "--root", "start", "--save-root", "simulated", "--events", "e1", "--series", "s1", "--trace", "t.csv");
+  const { status, stderr } = lab("replay", "t.csv", "--root", "start", "--save-root", "replayed", "--events", "e2", "--series", "s2");
   assert.deepEqual([status, stderr], [0, ""]);
   assert.ok(get("e1").split("\n").length > 500);
   assert.ok(get("s1").split("\n").some((line) => line.startsWith("5,")), "five boots");

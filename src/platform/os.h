@@ -9,7 +9,12 @@
 
 namespace os {
 
-// The three ways the daemon opens a file. Each returns a descriptor, or -1.
+// Makes the process fit to run the daemon; to be called first, and once. False, said in the log, when it must not
+// run: another instance does.
+bool begin_process();
+
+// The three ways the daemon opens a file. Each returns a descriptor, or -1. None ever waits. Outside /sys only a
+// regular file can be opened: a link, a directory, a FIFO or a device fails as if it could not be.
 int open_to_read(const char* path);            // must exist
 int open_to_read_or_create(const char* path);  // created empty, mode 0444, when missing
 int open_to_write(const char* path);           // read and write, created with mode 0644, never truncated
@@ -30,6 +35,7 @@ std::int64_t wall_time_s();
 // Breaks `utc_s` (seconds since 1970) down into local time. False when it cannot.
 bool local_time(std::int64_t utc_s, std::tm& local);
 
+// Ends the cycle.
 void sleep_s(unsigned seconds);
 
 }  // namespace os

@@ -30,12 +30,17 @@ for check in __stack_chk_fail __vsnprintf_chk; do
 done
 if echo "$symbols" | grep -q '^_ZTI'; then fail "there is type information of a class"; fi
 
+# Indirect jumps may land only where a landing pad stands: at the head of the daemon's functions.
+readelf -h "$vorn" | grep -q AArch64 && pad='bti|paciasp' || pad=endbr64
+"${OBJDUMP:-objdump}" -d --no-show-raw-insn "$vorn" | grep -A1 -E '^[0-9a-f]+ <_Z12daemon_cyclev>:' | grep -qE "$pad" ||
+    fail "no landing pad at daemon_cycle"
+
 # A daemon that polls needs no more than this. What it lacks counts: no timer or alarm that could wake a device, no
 # wake lock (which takes an ioctl or a kept descriptor), no thread, no process, no network, no heap.
-files='open read write close access rename unlink mkdir'
+files='open read write close access fstat rename unlink mkdir flock dup2 poll'
 times='sleep clock_gettime time difftime localtime_r mktime'
-texts='snprintf vsnprintf dprintf strcmp strncmp strcspn strlen strnlen memcpy memset memmove exp getpid'
-start_and_checks='__libc_start_main __errno_location __stack_chk_fail __snprintf_chk __vsnprintf_chk __dprintf_chk'
+texts='snprintf vsnprintf strcmp strncmp strncpy strcspn strlen strnlen memcpy memset memmove exp getpid signal'
+start_and_checks='__libc_start_main __errno_location __stack_chk_fail __snprintf_chk __vsnprintf_chk __strncpy_chk'
 if echo "$dynamic" | grep -q '(NEEDED)'; then # a static one brings more along than its own
     imports=$(readelf -W --dyn-syms "$vorn" | awk '$7 == "UND" && $5 == "GLOBAL" { sub("@.*", "", $8); print $8 }')
     [ -n "$imports" ] || fail "it imports nothing"

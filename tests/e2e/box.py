@@ -88,6 +88,10 @@ class Process:
         size = dict(re.findall(r'^(\w+):\s*(\d+) kB', (self._proc / 'smaps_rollup').read_text(), re.M))
         return int(size['Rss']), int(size['Private_Clean']) + int(size['Private_Dirty'])
 
+    def standard_descriptors(self):
+        """What 0, 1 and 2 lead to."""
+        return [(self._proc / 'fd' / str(number)).readlink().as_posix() for number in range(3)]
+
     def descriptors(self):
         """Those beyond the standard ones that stay open: there at each of several looks."""
         looks = []

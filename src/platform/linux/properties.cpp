@@ -34,7 +34,7 @@ path property_file(const char* name, const char* suffix) {
 
 // Bytes read, or 0 when there is nothing to be read.
 std::size_t read_value(const char* name, char* value) {
-    const int descriptor = open(property_file(name, "").text, O_RDONLY | O_CLOEXEC);
+    const int descriptor = open(property_file(name, "").text, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW);
     if (descriptor < 0) return 0;
     const ssize_t count = read(descriptor, value, PROPERTY_VALUE_MAX - 1);
     close(descriptor);
@@ -42,7 +42,8 @@ std::size_t read_value(const char* name, char* value) {
 }
 
 bool write_whole(const char* file, const char* value) {
-    const int descriptor = open(file, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    const int descriptor =
+        open(file, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW, 0644);
     if (descriptor < 0) return false;
     const std::size_t length = strlen(value);
     const ssize_t count = write(descriptor, value, length);
@@ -66,9 +67,7 @@ int property_set(const char* name, const char* value) {
     if (strlen(value) >= PROPERTY_VALUE_MAX) return -1;
     mkdir(directory_of(name), 0755);  // fails when it is there, which is well
     const path aside = property_file(name, ".new");
-    if (!write_whole(aside.text, value)) {
-        unlink(aside.text);
-        return -1;
-    }
-    return rename(aside.text, property_file(name, "").text);
+    if (write_whole(aside.text, value) && rename(aside.text, property_file(name, "").text) == 0) return 0;
+    unlink(aside.text);
+    return -1;
 }

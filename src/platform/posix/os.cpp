@@ -2,12 +2,39 @@
 
 #include "platform/os.h"
 
+#include <cerrno>
+#include <cstring>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace os {
 
 namespace {
+
+// A node of the kernel is what the kernel says it is; it may be reached by a link and need not be a regular file.
+constexpr char NODE_DIR[] = "/sys/";
+
+bool is_node(const char* path) {
+    return strncmp(path, NODE_DIR, sizeof NODE_DIR - 1) == 0;
+}
+
+bool is_regular(int descriptor) {
+    struct stat found = {};
+    return ::fstat(descriptor, &found) == 0 && S_ISREG(found.st_mode);
+}
+
+// Others may write in the directories of the other files. Whatever stands there must not make the daemon wait (a
+// FIFO without a writer stops an open for good), take a terminal, or lead it to somebody else's file.
+int open_safely(const char* path, int flags, mode_t mode) {
+    flags |= O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
+    if (is_node(path)) return ::open(path, flags, mode);
+    const int descriptor = ::open(path, flags | O_NOFOLLOW, mode);
+    if (descriptor < 0 || is_regular(descriptor)) return descriptor;
+    ::close(descriptor);
+    errno = EINVAL;
+    return -1;
+}
 
 std::int64_t clock_seconds(clockid_t clock) {
     timespec now = {};
@@ -18,15 +45,15 @@ std::int64_t clock_seconds(clockid_t clock) {
 }  // namespace
 
 int open_to_read(const char* path) {
-    return ::open(path, O_RDONLY | O_CLOEXEC);
+    return open_safely(path, O_RDONLY, 0);
 }
 
 int open_to_read_or_create(const char* path) {
-    return ::open(path, O_RDONLY | O_CREAT | O_CLOEXEC, 0444);
+    return open_safely(path, O_RDONLY | O_CREAT, 0444);
 }
 
 int open_to_write(const char* path) {
-    return ::open(path, O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+    return open_safely(path, O_RDWR | O_CREAT, 0644);
 }
 
 std::ptrdiff_t read(int descriptor, void* buffer, std::size_t size) {
@@ -60,10 +87,6 @@ std::int64_t wall_time_s() {
 bool local_time(std::int64_t utc_s, std::tm& local) {
     const auto time = static_cast<std::time_t>(utc_s);
     return ::localtime_r(&time, &local) != nullptr;
-}
-
-void sleep_s(unsigned seconds) {
-    ::sleep(seconds);
 }
 
 }  // namespace os

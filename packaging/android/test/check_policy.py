@@ -25,13 +25,18 @@ LINKS = [
 # What a file is used for, by where it lies, and the directories passed on the way to it.
 FILE_RIGHTS = {
     '/sys/': {'open', 'read'},
-    '/data/vendor/vorn/': {'create', 'open', 'read'},
-    '/mnt/vendor/nvcfg/vorn/': {'create', 'open', 'read', 'write'},
+    '/data/vendor/vorn/batt_': {'getattr', 'open', 'read'},
+    '/data/vendor/vorn/mock_': {'create', 'getattr', 'open', 'read'},
+    '/mnt/vendor/nvcfg/vorn/': {'create', 'getattr', 'open', 'read', 'write'},
 }
+# The files of the former layout, whose names are put together when they are looked for.
+FORMER_FILES = ('vorn_data_file', 'file', {'getattr', 'open', 'read'})
+DATA_WAY = [('system_data_root_file', 'dir', {'search'}), ('vendor_data_file', 'dir', {'search'}),
+            ('vorn_data_file', 'dir', {'add_name', 'search', 'write'})]
 WAY = {
     '/sys/': [('sysfs', 'dir', {'search'}), ('sysfs', 'lnk_file', {'read'})],
-    '/data/vendor/vorn/': [('system_data_root_file', 'dir', {'search'}), ('vendor_data_file', 'dir', {'search'}),
-                           ('vorn_data_file', 'dir', {'add_name', 'search', 'write'})],
+    '/data/vendor/vorn/batt_': DATA_WAY,
+    '/data/vendor/vorn/mock_': DATA_WAY,
     '/mnt/vendor/nvcfg/vorn/': [('tmpfs', 'dir', {'search'}), ('mnt_vendor_file', 'dir', {'search'}),
                                 ('vorn_nvcfg_file', 'dir', {'add_name', 'search', 'write'})],
 }
@@ -48,6 +53,10 @@ WIDER = [
     'allow vorn sysfs:file { open read };',
     'allow vorn vorn_battery_node:file write;',
     'allow vorn vorn_data_file:file write;',
+    'allow vorn vorn_boot_file:file create;',
+    'allow vorn vorn_mock_file:file write;',
+    'allow hal_health_default vorn_mock_file:file write;',
+    'allow hal_health_default vorn_data_file:dir add_name;',
     'allow vorn vorn_nvcfg_file:file unlink;',
     'allow vorn vorn_nvcfg_file:file execute;',
     'allow vorn vendor_data_file:dir { add_name write };',
@@ -95,7 +104,10 @@ def contexts(path):
 
 def label(path):
     if not path.startswith('/sys/'):
-        found = [kind for pattern, kind in contexts(POLICY / 'file_contexts') if re.fullmatch(pattern, path)]
+        lines = contexts(POLICY / 'file_contexts')
+        # A line for this very path wins over a pattern.
+        found = [kind for name, kind in lines if name == path] or [
+            kind for pattern, kind in lines if re.fullmatch(pattern, path)]
     else:
         for link, target in LINKS:
             if path.startswith(link):
@@ -114,7 +126,7 @@ def needed(paths, properties):
     def add(kind, class_name, names):
         rights.setdefault((kind, class_name), set()).update(names)
 
-    for right in STARTING:
+    for right in [*STARTING, FORMER_FILES]:
         add(*right)
     for path in paths:
         root = next((root for root in FILE_RIGHTS if path.startswith(root)), None)

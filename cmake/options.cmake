@@ -24,6 +24,12 @@ target_compile_options(vorn_daemon_options INTERFACE $<$<CXX_COMPILER_ID:GNU>:-W
 # other's way.
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 target_compile_options(vorn_daemon_options INTERFACE -fstack-protector-strong -fstack-clash-protection)
+# Indirect jumps land only where one may, returns go only where they came from, where the processor checks it.
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "aarch64|arm64")
+    target_compile_options(vorn_daemon_options INTERFACE -mbranch-protection=standard)
+else()
+    target_compile_options(vorn_daemon_options INTERFACE -fcf-protection)
+endif()
 if(NOT VORN_SANITIZE)
     target_compile_options(vorn_daemon_options INTERFACE
         $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE> $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=3>)

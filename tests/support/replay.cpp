@@ -55,6 +55,10 @@ trace_rows::trace_rows()
            {"status", "Discharging"},
            {"cell_vendor_name", "ATL"},
            {"realtime_s", ""},
+           {"mock_n_day_threshold_sec", ""},
+           {"mock_batt_stress_offset", ""},
+           {"batt_precharge_uboottimer", ""},
+           {"batt_precharge_ubootflag", ""},
            {"faults", ""}},
       csv_("boot,elapsed_s") {
     for (const auto& [column, value] : now_) csv_ += "," + column;
@@ -99,15 +103,21 @@ const lab::cycle& replay_result::at(std::int64_t elapsed_s) const {
     throw std::out_of_range("no cycle at " + std::to_string(elapsed_s));
 }
 
-replay_result replay(const std::string& csv, const replay_options& options) {
+lab::device_image replay(const std::string& csv, const replay_options& options,
+                         const std::vector<lab::listener*>& listeners) {
     ::setenv("TZ", options.time_zone.c_str(), 1);
     ::tzset();
     lab::trace_course course(lab::trace_reader(lab::input_file::from_text(csv, "trace.csv"),
                                                options.constants, [](const std::string&) {}));
+    lab::device_image image = options.start;
+    lab::run_session(course, image, listeners);
+    return image;
+}
+
+replay_result replay(const std::string& csv, const replay_options& options) {
     replay_result result;
-    result.image = options.start;
     collector listener(result);
-    lab::run_session(course, result.image, {&listener});
+    result.image = replay(csv, options, {&listener});
     return result;
 }
 

@@ -63,7 +63,9 @@ struct replay_result {
     const lab::cycle& at(std::int64_t elapsed_s) const;
 };
 
-// Throws what lab::run_session throws.
+// Throws what lab::run_session throws. The listeners hear it; what the device keeps is given back.
+lab::device_image replay(const std::string& csv, const replay_options& options,
+                         const std::vector<lab::listener*>& listeners);
 replay_result replay(const std::string& csv, const replay_options& options = {});
 inline replay_result replay(const trace_rows& rows, const replay_options& options = {}) {
     return replay(rows.csv(), options);

@@ -7,21 +7,16 @@
 #include <filesystem>
 #include <iostream>
 #include <memory>
-#include <optional>
 #include <string>
 #include <unistd.h>
 #include <vector>
 
 #include "lab/cli/commands.h"
+#include "lab/cli/outputs.h"
 #include "lab/cli/progress_bar.h"
-#include "lab/io/distinct_files.h"
 #include "lab/io/error.h"
 #include "lab/io/time_text.h"
-#include "lab/recordings/device_root.h"
-#include "lab/recordings/events.h"
-#include "lab/recordings/series.h"
 #include "lab/recordings/trace_course.h"
-#include "lab/report/recorder.h"
 #include "lab/session/session.h"
 #include "lab/story/event_log.h"
 #include "lab/story/story_lines.h"
@@ -33,13 +28,8 @@ namespace {
 
 struct replay_options {
     std::string trace;
-    std::string root;
-    std::string save_root;
-    std::string events;
-    std::string series;
-    std::string report;
     std::vector<std::string> constants;
-    bool with_samples = false;
+    output_options outputs;
     bool shows_log = false;
     bool shows_routine = false;
 };
@@ -82,39 +72,18 @@ void print_end(const cost& counted, const device_image& image) {
 
 void replay(const replay_options& options) {
     const std::string zone = zone_of_process();
-    require_distinct_files(
-        {{"TRACE", options.trace}},
-        {{"--events", options.events}, {"--series", options.series}, {"--report", options.report}});
     trace_course course(
         trace_reader(input_file::open(options.trace), parse_constants(options.constants),
                      [](const std::string& line) { std::cerr << "vorn-lab: " << line << '\n'; }));
-    device_image image;
-    if (!options.root.empty()) image = load_device_root(options.root);
-    if (!options.save_root.empty()) require_savable_root(options.save_root);
-
+    const device_image start = image_in_root(options.outputs);
+    const std::string title = std::filesystem::path(options.trace).stem().string();
+    outputs files(options.outputs, {"TRACE", options.trace}, {title, "replay", true, {}}, start);
     std::vector<listener*> listeners;
-    std::optional<output_file> events_file;
-    std::optional<event_writer> events;
-    if (!options.events.empty()) {
-        events_file.emplace(options.events);
-        listeners.push_back(&events.emplace(*events_file));
-    }
-    std::optional<output_file> series_file;
-    std::optional<series_writer> series;
-    if (!options.series.empty()) {
-        series_file.emplace(options.series);
-        listeners.push_back(&series.emplace(*series_file, options.with_samples));
-    }
-    std::optional<report_recorder> page;
-    if (!options.report.empty()) {
-        const std::string title = std::filesystem::path(options.trace).stem().string();
-        page.emplace(options.report, report::facts{title, "replay", true, {}}, image);
-        page->listen(listeners);
-    }
-    const bool is_silent = !options.events.empty() || options.series == "-" || options.report == "-";
+    files.listen(listeners);
+    const bool is_silent = !options.outputs.events.empty() || options.outputs.is_on_standard_output();
     event_log log(std::cout);
     story_lines lines(std::cout, options.shows_routine);
-    story told([&](const decision& what) { lines.tell(what, local_time_text(what.real_time_s)); }, image);
+    story told([&](const decision& what) { lines.tell(what, local_time_text(what.real_time_s)); }, start);
     cost counted;
     if (!is_silent) {
         if (!options.shows_log) print_head(course, zone);
@@ -124,30 +93,21 @@ void replay(const replay_options& options) {
     progress_bar bar;
     if (is_silent || ::isatty(STDOUT_FILENO) == 0) listeners.push_back(&bar);
 
-    const auto finish = [&] {
+    const auto finish_printing = [&] {
         log.finish();
         told.finish();
         lines.finish();
-        if (events_file) events_file->finish();
-        if (series_file) series_file->finish();
-        if (page) page->finish();
     };
-    const auto commit = [&] {
-        if (events_file) events_file->commit();
-        if (series_file) series_file->commit();
-        if (page) page->commit();
-    };
+    device_image image = start;
     try {
         if (!course.is_empty()) run_session(course, image, listeners);
     } catch (const daemon_crashed&) {
-        // What led to the crash is worth keeping.
-        finish();
-        commit();
+        finish_printing();
+        files.keep(nullptr);  // what led to the crash is worth keeping
         throw;
     }
-    finish();
-    if (!options.save_root.empty()) save_device_root(options.save_root, image);
-    commit();
+    finish_printing();
+    files.keep(&image);
     if (!is_silent) print_end(counted, image);
 }
 
@@ -158,21 +118,7 @@ void add_replay_command(CLI::App& app) {
     CLI::App& command = *app.add_subcommand("replay", "Run the daemon over a recorded trace");
     command.add_option("TRACE", options->trace, "CSV file, one row per cycle; - is standard input")
         ->required();
-    command
-        .add_option("--root", options->root,
-                    "Directory with the device's files and properties at the start; never changed")
-        ->type_name("DIR");
-    command.add_option("--save-root", options->save_root, "Keep there what the device holds at the end")
-        ->type_name("DIR");
-    command
-        .add_option("--events", options->events,
-                    "Write every visible effect as JSON Lines; - is standard output")
-        ->type_name("FILE");
-    command.add_option("--series", options->series, "Write the daemon's state after every cycle as CSV")
-        ->type_name("FILE");
-    command.add_flag("--samples", options->with_samples, "Add what the daemon saw to the series");
-    command.add_option("--report", options->report, "Write a page that shows what happened and why")
-        ->type_name("FILE");
+    add_output_options(command, options->outputs);
     command.add_option("--set", options->constants, "Give a column that the trace lacks a constant value")
         ->type_name("COLUMN=TEXT")
         ->allow_extra_args(false);

@@ -2,9 +2,9 @@
 
 #include <CLI/CLI.hpp>
 #include <filesystem>
-#include <fstream>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "lab/cli/commands.h"
@@ -24,33 +24,36 @@ struct report_options {
     std::string title;
 };
 
-// The two files are easily given the wrong way round.
 void check(const report_options& options) {
     require_distinct_files({{"EVENTS", options.events}, {"SERIES", options.series}},
                            {{"--output", options.output}});
     if (options.events == "-" && options.series == "-")
         throw input_error("EVENTS and SERIES: both from standard input");
-    if (options.series != "-" && std::ifstream(options.series).peek() == '{')
-        throw input_error(options.series + ": holds events, where the series should be (EVENTS comes first)");
+}
+
+// The two files are easily given the wrong way round.
+series_reader open_series(const std::string& path) {
+    input_file file = input_file::open(path);
+    char first = 0;
+    if (file.read(0, &first, 1) == 1 && first == '{')
+        throw input_error(file.name() + ": holds events, where the series should be (EVENTS comes first)");
+    return series_reader(std::move(file));
 }
 
 void write_report(const report_options& options) {
     check(options);
-    series_reader series(input_file::open(options.series));
+    series_reader series = open_series(options.series);
     const bool has_samples = series.has_samples();
-    // Standard input can be read only once.
-    const bool needs_clocks = !has_samples && options.events != "-";
-    const boot_clocks clocks =
-        needs_clocks ? boot_clocks(event_reader(input_file::open(options.events))) : boot_clocks();
-
+    event_reader events(input_file::open(options.events));
+    const boot_clocks clocks = has_samples ? boot_clocks() : boot_clocks(events);
     const std::string title =
         options.title.empty() ? std::filesystem::path(options.events).stem().string() : options.title;
     report_recorder recorder(options.output, {title, "files", has_samples, series.truth_names()}, {});
     std::vector<listener*> listeners;
     recorder.listen(listeners);
-    tell_from_files(event_reader(input_file::open(options.events)), std::move(series), clocks, listeners);
+    tell_from_files(std::move(events), std::move(series), clocks, listeners);
     recorder.finish();
-    recorder.commit();
+    recorder.file().commit();
 }
 
 }  // namespace

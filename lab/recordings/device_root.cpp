@@ -10,7 +10,6 @@
 
 #include "lab/io/error.h"
 #include "lab/io/input_file.h"
-#include "lab/io/output_file.h"
 #include "lab/io/text.h"
 #include "platform/virtual/device.h"
 
@@ -128,9 +127,9 @@ void require_writable(fs::path path) {
     if (::access(path.c_str(), W_OK) != 0) fail(path, {errno, std::generic_category()});
 }
 
-void remove_vanished(const fs::path& root, std::string_view device_dir, const device_image& image) {
+void remove_vanished(const fs::path& root, std::string_view device_dir, const std::set<std::string>& kept) {
     for (const fs::path& path : files_in(host_path(root, device_dir))) {
-        if (image.files.contains(std::string(device_dir) + path.filename().string())) continue;
+        if (kept.contains(std::string(device_dir) + path.filename().string())) continue;
         std::error_code error;
         fs::remove(path, error);
         if (error) fail(path, error);
@@ -171,22 +170,24 @@ void require_savable_root(const std::string& directory) {
     if (fs::exists(status_of(root / PROPERTIES_FILE))) require_regular_file(root / PROPERTIES_FILE);
 }
 
-void save_device_root(const std::string& directory, const device_image& image) {
-    const fs::path root(directory);
+staged_device_root::staged_device_root(const std::string& directory, const device_image& image)
+    : root_(directory) {
     for (const std::string_view device_dir : FILE_DIRS) {
         std::error_code error;
-        fs::create_directories(host_path(root, device_dir), error);
-        if (error) fail(host_path(root, device_dir), error);
+        fs::create_directories(host_path(root_, device_dir), error);
+        if (error) fail(host_path(root_, device_dir), error);
     }
-    std::vector<output_file> staged;
     for (const auto& [device_path, bytes] : image.files) {
-        staged.emplace_back(host_path(root, device_path).string()).write(bytes);
-        staged.back().finish();
+        files_.emplace_back(host_path(root_, device_path).string()).write(bytes);
+        kept_.insert(device_path);
     }
-    staged.emplace_back((root / PROPERTIES_FILE).string()).write(properties_text(image));
-    staged.back().finish();
-    for (output_file& each : staged) each.commit();
-    for (const std::string_view device_dir : FILE_DIRS) remove_vanished(root, device_dir, image);
+    files_.emplace_back((root_ / PROPERTIES_FILE).string()).write(properties_text(image));
+    for (output_file& each : files_) each.finish();
+}
+
+void staged_device_root::commit() {
+    for (output_file& each : files_) each.commit();
+    for (const std::string_view device_dir : FILE_DIRS) remove_vanished(root_, device_dir, kept_);
 }
 
 }  // namespace lab

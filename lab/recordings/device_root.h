@@ -4,8 +4,12 @@
 //     DIR/properties                                              one name=value a line
 #pragma once
 
+#include <filesystem>
+#include <set>
 #include <string>
+#include <vector>
 
+#include "lab/io/output_file.h"
 #include "lab/session/course.h"
 
 namespace lab {
@@ -15,13 +19,22 @@ namespace lab {
 // special file where a file should be, and a folder that holds other things than a device.
 device_image load_device_root(const std::string& directory);
 
-// Throws the input_error that save_device_root() would throw later, as far as that can be told: better before a
+// Throws the input_error that staged_device_root would throw later, as far as that can be told: better before a
 // long run than after it.
 void require_savable_root(const std::string& directory);
 
-// Makes the directory hold `image`: missing directories are created, files that are gone are removed.
-// Everything is written aside first and then renamed, so a file is never seen in part, and no file has
-// changed when one cannot be written. Throws input_error that names what cannot be written.
-void save_device_root(const std::string& directory, const device_image& image);
+// Makes the directory hold `image`, in two steps. The first writes everything aside, missing directories included,
+// and changes no file; the second renames, so a file is never seen in part, and removes the files that are gone. Both
+// throw input_error that names what cannot be written. Move only.
+class staged_device_root {
+  public:
+    staged_device_root(const std::string& directory, const device_image& image);
+    void commit();
+
+  private:
+    std::filesystem::path root_;
+    std::vector<output_file> files_;
+    std::set<std::string> kept_;  // paths on the device
+};
 
 }  // namespace lab

@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string_view>
+#include <utility>
 
 #include "lab/io/error.h"
 #include "lab/io/text.h"
@@ -72,9 +73,15 @@ class members {
     std::int64_t number(const char* key) const {
         const json& value = at(key);
         if (!value.is_number_integer()) throw std::string(key) + " is not a whole number";
+        if (value.is_number_unsigned() && !std::in_range<std::int64_t>(value.get<std::uint64_t>()))
+            throw key + (" is out of range: " + value.dump());
         return value.get<std::int64_t>();
     }
-    std::int32_t small_number(const char* key) const { return static_cast<std::int32_t>(number(key)); }
+    std::int32_t small_number(const char* key) const {
+        const std::int64_t value = number(key);
+        if (!std::in_range<std::int32_t>(value)) throw key + (" is out of range: " + std::to_string(value));
+        return static_cast<std::int32_t>(value);
+    }
     const std::string& text(const char* key) const {
         const json& value = at(key);
         if (!value.is_string()) throw std::string(key) + " is not a text";
@@ -190,6 +197,12 @@ bool event_reader::next_line(std::string& line) {
             return !line.empty();
         }
     }
+}
+
+void event_reader::rewind() {
+    buffer_.clear();
+    at_ = 0;
+    offset_ = line_ = 0;
 }
 
 bool event_reader::next(event& what) {

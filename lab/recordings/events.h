@@ -35,6 +35,9 @@ class event_reader {
     // is; keys that no event has are passed over. Throws input_error "file:line:column: what".
     bool next(event& what);
 
+    // Lets next() begin with the first event again.
+    void rewind();
+
     std::int64_t line() const { return line_; }  // of the event last read
 
   private:

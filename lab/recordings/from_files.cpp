@@ -52,7 +52,7 @@ class teller {
 
 }  // namespace
 
-boot_clocks::boot_clocks(event_reader events) {
+boot_clocks::boot_clocks(event_reader& events) {
     for (event each; events.next(each);) {
         std::int64_t written_s = 0;
         if (each.kind != event_kind::write || !each.name.ends_with(TIME_FILE)) continue;
@@ -60,6 +60,7 @@ boot_clocks::boot_clocks(event_reader events) {
         std::memcpy(&written_s, each.text.data(), sizeof written_s);
         if (written_s >= EARLIEST_S) start_s_.try_emplace(each.boot, written_s - each.elapsed_s);
     }
+    events.rewind();
 }
 
 std::int64_t boot_clocks::real_time_s(std::int64_t boot, std::int64_t elapsed_s) const {

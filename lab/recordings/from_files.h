@@ -16,8 +16,8 @@ namespace lab {
 class boot_clocks {
   public:
     boot_clocks() = default;
-    // Reads all events, and takes from each boot the first time it wrote down.
-    explicit boot_clocks(event_reader events);
+    // Reads all events and takes from each boot the first time it wrote down. `events` then begins anew.
+    explicit boot_clocks(event_reader& events);
 
     // The wall clock, UTC seconds, so long after the start of that boot; 0 when it is not known.
     std::int64_t real_time_s(std::int64_t boot, std::int64_t elapsed_s) const;

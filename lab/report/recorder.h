@@ -15,8 +15,8 @@
 
 namespace lab {
 
-// Opens the file at once, so that one that cannot be written is found out before the run; the file appears whole
-// at commit(). Throws input_error that names it.
+// Opens the file at once, so that one that cannot be written is found out before the run. Throws input_error that
+// names it.
 class report_recorder {
   public:
     report_recorder(const std::string& path, report::facts about, const device_image& before);
@@ -24,9 +24,10 @@ class report_recorder {
     // Adds what must hear the run.
     void listen(std::vector<listener*>& listeners);
 
-    // The run is over: makes the page. To be called once, before commit(); `compared` when the run was made twice.
+    // The run is over: makes the page. To be called once; `compared` when the run was made twice.
     void finish(const std::optional<comparison>& compared = {});
-    void commit() { file_.commit(); }
+    // Whoever has all files of a run commits them.
+    output_file& file() { return file_; }
 
   private:
     output_file file_;

@@ -85,14 +85,36 @@ test("an output appears whole or not at all, through links too, with the mode th
   }
 });
 
-// The second boot reads the trace again from its own row on, which what only flows does not offer.
-test("input and output may be pipes", () => {
+// The second boot reads the trace again from its own row on, and a report its events twice, which what only flows does
+// not offer.
+test("what works with a file works with a pipe", () => {
   put("t.csv", TRACE);
-  const events = labMust("replay", "t.csv", "--events", "-");
-  assert.equal(labWith(TRACE, "replay", "-", "--events", "-").stdout, events);
-  const piped = spawnSync("sh", ["-c", 'mkfifo p; cat p & "$0" replay t.csv --events p; wait', process.env.VORN_LAB],
-    { cwd: at("."), encoding: "utf8", env: { ...process.env, TZ: "Europe/Berlin" } });
-  assert.equal(piped.stdout, events);
+  put("x.toml", '[[phase]]\nfor = "1 h"\nload_mw = 300\n');
+  labMust("replay", "t.csv", "--events", "e", "--series", "s");
+  const piped = (script) => spawnSync("bash", ["-c", script, process.env.VORN_LAB],
+    { cwd: at("."), encoding: "utf8", env: { ...process.env, TZ: "Europe/Berlin" } }).stdout;
+  for (const [words, script] of [
+    [["replay", "t.csv", "--events", "-"], 'cat t.csv | "$0" replay - --events -'],
+    [["replay", "t.csv", "--events", "-"], '"$0" replay <(cat t.csv) --events >(cat)  | cat'],
+    [["simulate", "x.toml", "--series", "-"], '"$0" simulate <(cat x.toml) --series -'],
+    [["report", "e", "s", "--title", "x", "-o", "-"], '"$0" report <(cat e) s --title x -o -'],
+    [["report", "e", "s", "--title", "x", "-o", "-"], 'cat s | "$0" report e - --title x -o -'],
+    [["metrics", "e"], '"$0" metrics <(cat e)']]) {
+    const fromFile = labMust(...words);
+    assert.ok(fromFile.length > 100, words);
+    assert.equal(piped(script), fromFile, script);
+  }
   assert.equal(labRefuses("replay", "none", "--events", "-"), "vorn-lab: none: No such file or directory\n");
   assert.equal(labRefuses("replay", ".", "--events", "-"), "vorn-lab: .: Is a directory\n");
+});
+
+test("when one file of a run cannot be kept, the root is as it was", () => {
+  put("t.csv", TRACE);
+  put("x.toml", '[[phase]]\nfor = "1 h"\nload_mw = 300\n');
+  put(`root/${DATA}toc_clients`, "\x02");
+  for (const words of [["replay", "t.csv"], ["simulate", "x.toml"]]) {
+    assert.match(lab(...words, "--save-root", "root", "--events", "/dev/full", "--series", "s").stderr, /full: No space left/);
+    assert.ok(!existsSync(at("s")) && !existsSync(at("root/properties")), words);
+    assert.deepEqual(readdirSync(at(`root/${DATA}`)), ["toc_clients"]);
+  }
 });

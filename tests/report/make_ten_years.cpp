@@ -112,6 +112,6 @@ int main(int argc, char** argv) {
     getrusage(RUSAGE_SELF, &used);
     std::printf("%ld\n", used.ru_maxrss / 1024);
     recorder.finish();
-    recorder.commit();
+    recorder.file().commit();
     return 0;
 }

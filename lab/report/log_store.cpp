@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <string>
 
+#include "lab/story/effect_text.h"
+
 namespace lab {
 
 namespace {
@@ -65,14 +67,14 @@ std::string without_numbers(std::string_view text, std::string& numbers) {
 
 void log_store::add(std::int64_t t, const event& what) {
     line added{t, {}};
-    const std::size_t number = shape_for(what, without_marks(line_of(what)), added.numbers);
+    const std::size_t number = shape_for(what, without_marks(effect_text(what)), added.numbers);
     const std::size_t bytes = added.numbers.size();
     lines_.add(number, std::move(added), bytes);
 }
 
 std::size_t log_store::shape_for(const event& what, const std::string& text, std::string& numbers) {
-    const feature of = feature_of(what);
-    const std::string kind = {static_cast<char>(what.kind), static_cast<char>(of)};
+    const feature whose = feature_of(what);
+    const std::string kind = {static_cast<char>(what.kind), static_cast<char>(whose)};
     std::string shape_text = without_numbers(text, numbers);
     auto known = shape_numbers_.find(kind + shape_text);
     if (known == shape_numbers_.end() && shapes_.size() >= MAX_SHAPES) {
@@ -82,7 +84,7 @@ std::size_t log_store::shape_for(const event& what, const std::string& text, std
     }
     if (known != shape_numbers_.end()) return known->second;
     shape_numbers_.emplace(kind + shape_text, shapes_.size());
-    shapes_.push_back({what.kind, of, std::move(shape_text)});
+    shapes_.push_back({what.kind, whose, std::move(shape_text)});
     return shapes_.size() - 1;
 }
 

@@ -9,9 +9,9 @@
 #include <unordered_map>
 #include <vector>
 
-#include "lab/report/log_line.h"
 #include "lab/report/thinned_list.h"
 #include "lab/session/event.h"
+#include "lab/story/features.h"
 
 namespace lab {
 
@@ -28,7 +28,7 @@ class log_store {
 
     struct shape {
         event_kind kind = event_kind::log;
-        feature of = feature::core;
+        feature whose = feature::core;
         std::string text;
     };
     struct line {

@@ -138,7 +138,7 @@ json log_json(const log_store& log) {
         const auto& each = log.shapes()[i];
         const auto& count = log.lines().groups()[i];
         shapes.push_back({{"kind", KIND_NAMES[static_cast<std::size_t>(each.kind)]},
-                          {"feature", feature_names[static_cast<std::size_t>(each.of)].key},
+                          {"feature", key_of(each.whose)},
                           {"text", each.text},
                           {"seen", count.seen},
                           {"kept", count.kept}});
@@ -187,7 +187,10 @@ json cost_json(const cost& of) {
 
 json features_json() {
     json features = json::object();
-    for (const auto& each : feature_names) features[std::string(each.key)] = each.title;
+    for (std::size_t i = 0; i < FEATURE_COUNT; ++i) {
+        const auto which = static_cast<feature>(i);
+        features[std::string(key_of(which))] = title_of(which);
+    }
     return features;
 }
 

@@ -5,7 +5,7 @@
 
 #include "lab/io/text.h"
 #include "lab/io/time_text.h"
-#include "lab/records/record_text.h"
+#include "lab/story/effect_text.h"
 #include "platform/android_log.h"
 #include "util/log.h"
 
@@ -26,7 +26,7 @@ std::string_view log_kind(std::int32_t priority) {
     }
 }
 
-// A log line without what every one of them carries: dashes, the tag, the line feed.
+// A log line without what every one of them carries: dashes and the tag.
 std::string_view without_decoration(std::string_view text) {
     const auto drop_start = [&text](std::string_view start) {
         if (text.starts_with(start)) text.remove_prefix(start.size());
@@ -34,34 +34,23 @@ std::string_view without_decoration(std::string_view text) {
     drop_start("--- ");
     drop_start(LOG_TAG);
     drop_start(" ");
-    while (text.ends_with('\n') || text.ends_with('-') || text.ends_with(' ')) text.remove_suffix(1);
+    while (text.ends_with('-') || text.ends_with(' ')) text.remove_suffix(1);
     return text;
 }
 
-void describe(std::string& out, const event& what) {
+std::string log_line(const event& what) {
+    const std::string text = on_one_line(effect_text(what));
     switch (what.kind) {
         case event_kind::log:
-            out.append(log_kind(what.priority));
-            append_utf8(out, without_decoration(what.text));
-            break;
+            return std::string(log_kind(what.priority)).append(without_decoration(text));
         case event_kind::metric:
-            out.append("record  ").append(record_name(what.text)).append(" ");
-            append_utf8(out, record_payload(what.text));
-            break;
+            return "record  " + text;
         case event_kind::property_set:
-            out.append("set     ").append(what.name).append(" = ");
-            append_utf8(out, what.text);
-            break;
+            return "set     " + text;
         case event_kind::write:
-            out.append("write   ").append(what.name).append(" (");
-            append_integer(out, static_cast<std::int64_t>(what.text.size()));
-            out.append(what.text.size() == 1 ? " byte)" : " bytes)");
-            break;
+            return "write   " + text;
     }
-    const bool can_fail = what.kind == event_kind::property_set || what.kind == event_kind::write;
-    if (can_fail && what.result < 0) out += " FAILED";
-    std::replace_if(
-        out.begin(), out.end(), [](unsigned char c) { return c < ' '; }, ' ');
+    return text;
 }
 
 std::string padded_elapsed(std::int64_t seconds) {
@@ -81,8 +70,7 @@ void event_log::begin_boot(const event& first) {
 
 void event_log::on_event(const event& what) {
     if (!has_boot_ || what.boot != boot_) begin_boot(what);
-    text_.clear();
-    describe(text_, what);
+    text_ = log_line(what);
     const auto known = std::find_if(streaks_.begin(), streaks_.end(),
                                     [this](const streak& each) { return each.text == text_; });
     if (known != streaks_.end()) {

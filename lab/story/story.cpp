@@ -44,10 +44,10 @@ std::string_view step::log_with(std::string_view words) const {
     return {};
 }
 
-decision& add(std::vector<decision>& told, const step& now, importance weight, std::string feature,
+decision& add(std::vector<decision>& told, const step& now, importance weight, std::string_view who,
               std::string sentence) {
     told.push_back(
-        {now.boot, now.elapsed_s, now.real_time_s, weight, std::move(feature), std::move(sentence), {}});
+        {now.boot, now.elapsed_s, now.real_time_s, weight, std::string(who), std::move(sentence), {}});
     return told.back();
 }
 
@@ -116,7 +116,8 @@ void story::told_so_far::begin_step(const event& what) {
 
 void story::told_so_far::take_property(const event& what) {
     if (what.result != 0) {
-        sightings.push_back({"set " + what.name, "core", "Could not set the property " + what.name, 60});
+        sightings.push_back(
+            {"set " + what.name, feature::core, "Could not set the property " + what.name, 60});
         return;
     }
     if (what.name == TOC_PROPERTY) now.toc_mv = millivolts(what.text);
@@ -138,9 +139,14 @@ void story::told_so_far::take_log(const event& what) {
 void story::told_so_far::note(const sighting& seen) {
     auto& what = going[seen.key];
     if (what.count == 0) {
-        what = {seen.feature, seen.sentence, now.real_time_s, 0, 0, seen.hold_s, 0, 0};
-        tell(
-            {now.boot, now.elapsed_s, now.real_time_s, importance::finding, seen.feature, seen.sentence, {}});
+        what = {seen.who, seen.sentence, now.real_time_s, 0, 0, seen.hold_s, 0, 0};
+        tell({now.boot,
+              now.elapsed_s,
+              now.real_time_s,
+              importance::finding,
+              std::string(name_of(seen.who)),
+              seen.sentence,
+              {}});
     }
     what.last_real_time_s = now.real_time_s;
     what.last_elapsed_s = now.elapsed_s;
@@ -166,7 +172,8 @@ void story::told_so_far::close_conditions(std::int64_t boot, std::int64_t elapse
             continue;
         }
         if (what.count > 1) {
-            decision end{boot, elapsed_s, real_time_s, importance::finding, what.feature, "", {}};
+            decision end{boot, elapsed_s, real_time_s, importance::finding, std::string(name_of(what.who)),
+                         "",   {}};
             end.sentence = (all && goes_on ? "Still at the end: " : "Over: ") + what.sentence + " (" +
                            std::to_string(what.count) + " times from " +
                            local_time_text(what.first_real_time_s) + " to " +
@@ -212,7 +219,7 @@ void story::on_event(const event& what) {
         case event_kind::write:
             if (what.result < 0) {
                 state.sightings.push_back(
-                    {"write " + what.name, "core", "Could not write " + what.name, SLOW_HOLD_S});
+                    {"write " + what.name, feature::core, "Could not write " + what.name, SLOW_HOLD_S});
             } else {
                 // What can be written was only not there yet when it was read.
                 std::erase_if(state.sightings, [&](const sighting& seen) { return seen.path == what.name; });

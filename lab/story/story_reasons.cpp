@@ -10,16 +10,14 @@
 #include "stress/stress_table.h"
 #include "stress/stress_trip.h"
 #include "util/record_index.h"
+#include "util/status.h"
 
 namespace lab::story_parts {
 
 namespace {
 
-constexpr char STRESS[] = "battery stress";
-constexpr char PULLDOWN[] = "n-day pulldown";
-constexpr char CHARGE_TIMER[] = "charge timer";
-constexpr char THERMAL[] = "secondary thermal";
-constexpr char PRECHARGE[] = "precharge";
+const std::string STRESS(name_of(feature::stress));
+const std::string PULLDOWN(name_of(feature::pulldown));
 constexpr std::size_t BUCKETS_NAMED = 5;
 constexpr int BLOCK_SAMPLES = 6;  // of the secondary thermal detector
 
@@ -123,9 +121,9 @@ void tell_raised(const step& now, memory& about, std::vector<decision>& told) {
 }
 
 std::string feature_of_value(const std::string& value) {
-    if (value == "charge_timer") return CHARGE_TIMER;
-    if (value == "secondary_thermal") return THERMAL;
-    if (value == "precharge_timer") return PRECHARGE;
+    if (value == "charge_timer") return std::string(name_of(feature::charge_timer));
+    if (value == "secondary_thermal") return std::string(name_of(feature::thermal));
+    if (value == "precharge_timer") return std::string(name_of(feature::precharge));
     return value;
 }
 
@@ -183,7 +181,7 @@ void explain_release(const step& now, decision& told) {
         told.sentence += ": the charger has been away for a minute";
     } else if (!cooled.empty()) {
         told.numbers.push_back({"battery", std::to_string(record_integer(cooled, "batt_temp_c")) + " °C"});
-        const bool unplugged = now.seen.status == 2;
+        const bool unplugged = now.seen.status == STATUS_DISCHARGING;
         told.sentence += unplugged ? ": the charger is away" : ": the battery has cooled to 33 °C or below";
     } else if (now.is_start_up) {
         told.sentence += ": a start of the daemon drops what it had raised";
@@ -261,7 +259,7 @@ void tell_charging(const step& now, memory& about, std::vector<decision>& told) 
 
 void tell_start(const step& now, const memory& about, std::vector<decision>& told) {
     const std::int32_t toc_mv = about.toc_mv.value_or(0);
-    auto& start = add(told, now, importance::finding, "core",
+    auto& start = add(told, now, importance::finding, feature::core,
                       text_of("Started (boot %lld)", static_cast<long long>(now.boot)));
     std::string voltage = text_of("%d mV", toc_mv);
     if (toc_mv < FULL_VOLTAGE_MV) {
@@ -291,17 +289,18 @@ void tell_reboot(const step& now, memory& about, std::vector<decision>& told) {
         const auto words = scheduled.substr(scheduled.find("Scheduled"));
         std::sscanf(std::string(words).c_str(), "Scheduled reboot at %lu sec, now=%lu", &at_s, &now_s);
         const auto wait_s = static_cast<std::int64_t>(at_s - now_s);
-        auto& plan = add(told, now, importance::action, "core",
+        auto& plan = add(told, now, importance::action, feature::core,
                          "Scheduled a reboot for " + local_time_text(now.real_time_s + wait_s) +
                              ", because the permanent top-of-charge voltage changed");
         plan.numbers.push_back({"from now", duration_text(wait_s)});
     }
     if (!now.log_with("Failed local time to schedule reboot").empty()) {
-        add(told, now, importance::finding, "core", "Reboots at once: there is no local time to wait for");
+        add(told, now, importance::finding, feature::core,
+            "Reboots at once: there is no local time to wait for");
     }
     if (now.did_reboot && about.rebooted_in_boot != now.boot) {
         about.rebooted_in_boot = now.boot;
-        add(told, now, importance::action, "core", "Rebooted the device");
+        add(told, now, importance::action, feature::core, "Rebooted the device");
     }
 }
 

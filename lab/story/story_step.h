@@ -7,10 +7,12 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "lab/session/cycle.h"
 #include "lab/story/decision.h"
+#include "lab/story/features.h"
 
 namespace lab::story_parts {
 
@@ -52,7 +54,7 @@ struct memory {
 
 // Something that goes on from cycle to cycle until it stops.
 struct condition {
-    std::string feature;
+    feature who = feature::core;
     std::string sentence;
     std::int64_t first_real_time_s = 0;
     std::int64_t last_real_time_s = 0;
@@ -63,7 +65,7 @@ struct condition {
 };
 struct sighting {
     std::string key;
-    std::string feature;
+    feature who;
     std::string sentence;
     std::int64_t hold_s;
     std::string path = {};  // of a file that could not be opened
@@ -88,8 +90,12 @@ std::string last_voltage_text(std::string_view precharge_event);
 // The five buckets that brought most of the stress hours.
 std::vector<number> heaviest_buckets(std::string_view stress_table);
 
-decision& add(std::vector<decision>& told, const step& now, importance weight, std::string feature,
+decision& add(std::vector<decision>& told, const step& now, importance weight, std::string_view who,
               std::string sentence);
+inline decision& add(std::vector<decision>& told, const step& now, importance weight, feature who,
+                     std::string sentence) {
+    return add(told, now, weight, name_of(who), std::move(sentence));
+}
 
 [[gnu::format(printf, 1, 2)]] std::string text_of(const char* format, ...);
 

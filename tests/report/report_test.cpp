@@ -7,11 +7,11 @@
 #include <limits>
 #include <random>
 
-#include "lab/report/log_line.h"
 #include "lab/report/log_store.h"
 #include "lab/report/thinned_list.h"
 #include "lab/report/thinned_series.h"
 #include "lab/report/zone.h"
+#include "lab/story/effect_text.h"
 #include "lab/tally/run_clock.h"
 
 namespace {
@@ -130,7 +130,7 @@ TEST(LogLine, WordsEachKindOfEvent) {
          feature::charge_timer, "/mnt/vendor/nvcfg/vorn/charge_failures, 4 bytes: 020000fe (failed)"},
     };
     for (const row& each : rows) {
-        EXPECT_EQ(lab::line_of(each.what), each.line);
+        EXPECT_EQ(lab::effect_text(each.what), each.line);
         EXPECT_EQ(static_cast<int>(lab::feature_of(each.what)), static_cast<int>(each.whose)) << each.line;
     }
 }

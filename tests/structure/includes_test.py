@@ -31,7 +31,7 @@ LAB_REACH = {
     'story': 'io records session',
     'tally': 'io session state',
     'scenario': 'io phone session state',
-    'report': 'io records session state story tally',
+    'report': 'io session state story tally',
     'simulation': 'io phone recordings records scenario session state story tally',
     'cli': 'io recordings records report scenario session simulation state story tally',
     'main.cpp': 'cli',

@@ -6,7 +6,7 @@
 #include "charge_mgr/charge_mgr.h"
 #include "core/persistent_files.h"
 #include "core/sys_properties.h"
-#include "lab/report/log_line.h"
+#include "lab/story/effect_text.h"
 
 namespace test {
 
@@ -50,7 +50,7 @@ std::string short_record(std::string_view text) {
     lab::event record;
     record.kind = lab::event_kind::metric;
     record.text = text;
-    return lab::line_of(record);
+    return lab::effect_text(record);
 }
 
 void start_charge_mgr() {

@@ -43,7 +43,7 @@ void start_estimator() {
     batt_info__init("ATL");
     charge_mgr__init(
         read_nothing, write_nothing, [] { return 4450; }, [](std::int32_t) { return 0; });
-    dyn_soc__init(read_nothing, write_nothing);
+    (void)dyn_soc__init(read_nothing, write_nothing);
 }
 
 void dyn_soc_update(benchmark::State& state) {

@@ -43,7 +43,7 @@ void start(const char* vendor, std::int32_t toc_mv, const cell& known) {
     charge_mgr__init([](void*, std::int32_t) { return 1; }, write_nothing, [] { return given.toc_mv; },
                      [](std::int32_t) { return 1; });
     dyn_soc::s = {};
-    dyn_soc__init(
+    (void)dyn_soc__init(
         [](void* buffer, std::int32_t size) {
             std::memcpy(buffer, given.params, std::min(static_cast<std::size_t>(size), sizeof given.params));
             return 0;
@@ -53,19 +53,19 @@ void start(const char* vendor, std::int32_t toc_mv, const cell& known) {
 
 bool update(const sample& seen) {
     return dyn_soc__update(seen.elapsed_s, seen.voltage_uv, seen.current_ua, seen.temperature_decic,
-                           INVALID_VALUE, seen.status, INVALID_VALUE) == DYN_SOC_UPDATED;
+                           INVALID_VALUE, seen.status, INVALID_VALUE) == RESULT_DONE;
 }
 
 double soc_pct() {
-    return dyn_soc::s.prev.soc_scal / 1000.0;
+    return dyn_soc::s.prev.soc_scal.value / 1000.0;
 }
 
 double shown_pct() {
-    return dyn_soc::s.prev.soc_smooth / 1000.0;
+    return dyn_soc::s.prev.soc_smooth.value / 1000.0;
 }
 
 cell learnt() {
-    return {dyn_soc::s.prev.dcr / 10.0, static_cast<double>(dyn_soc::s.prev.qmax)};
+    return {dyn_soc::s.prev.dcr.value / 10.0, static_cast<double>(dyn_soc::s.prev.qmax.value)};
 }
 
 }  // namespace estimator

@@ -53,10 +53,10 @@ void look_at_stress_table(daemon_view& view) {
     receiver = &view;
     view.mock_offset_h = read_mock_stress_offset();
     stress_table__init(view.mock_offset_h);
-    stress_table__import(vorn_stress_import);
+    (void)stress_table__import(vorn_stress_import);  // not opened: the table stays empty
     view.stress_hours = calculate_stress_hours();
     view.trip_step = stress_trip_step(view.stress_hours);
-    stress_table__export([](const void* table, std::int32_t size) {
+    (void)stress_table__export([](const void* table, std::int32_t size) {
         static_assert(sizeof receiver->hours == STRESS_TABLE_SIZE);
         std::memcpy(receiver->hours.data(), table, static_cast<std::size_t>(size));
         return 0;
@@ -68,9 +68,9 @@ void look_at_parameters(daemon_view& view) {
     dyn_soc::s.written_dcr = 0;
     dyn_soc::s.written_qmax = 0;
     dyn_soc::load_params();
-    view.resistance = dyn_soc::s.prev.dcr;
+    view.resistance = dyn_soc::s.prev.dcr.value;
     view.takes_resistance = dyn_soc::s.written_dcr != 0;
-    view.capacity_c = dyn_soc::s.prev.qmax;
+    view.capacity_c = dyn_soc::s.prev.qmax.value;
     view.takes_capacity = dyn_soc::s.written_qmax != 0;
     const dyn_soc::dyn_soc_record& taken = dyn_soc::s.prev;
     view.filters = {taken.dcr_num.whole, taken.dcr_den.whole, taken.qmax_num.whole, taken.qmax_den.whole};
@@ -99,7 +99,7 @@ daemon_view ask_daemon(const stored_state& state) {
     look_at_parameters(view);
     for (const state_file& kind : state_files) {
         if (kind.size == sizeof(std::int32_t))
-            view.numbers[kind.name] = import_value(std::string(kind.path).c_str());
+            view.numbers[kind.name] = import_value({std::string(kind.path).c_str(), sizeof(std::int32_t)});
     }
     view.boot_flag = vorn_uboot_flag_import();
     clear_device();
@@ -116,7 +116,7 @@ std::int32_t voltage_of_step(std::int32_t step) {
             return 0;
         },
         write_nowhere, no_voltage, set_no_voltage);
-    charge_mgr__register_perm_client_prop(STRESS_TRIP_CLIENT, [](std::int32_t client_mv) {
+    (void)charge_mgr__register_perm_client_prop(STRESS_TRIP_CLIENT, [](std::int32_t client_mv) {
         voltage_mv = client_mv;
         return 0;
     });

@@ -49,26 +49,26 @@ const batt_info* choose_batt_info(batt_vendor_table& table, const char* vendor_n
     const batt_info* first_valid = nullptr;
     for (const batt_info* record : table) {
         if (!is_batt_info_valid(record)) {
-            LOG_ERROR("--- %s Error: Invalid battery params for vendor \"%s\"! ---\n", record->vendor);
+            LOG_ERROR("Error: Invalid battery params for vendor \"%s\"! ---\n", record->vendor);
         } else if (first_valid == nullptr) {
             first_valid = record;
         }
     }
     if (first_valid == nullptr) {
-        LOG_ERROR("--- %s FATAL ERROR: No valid battery params found! ---\n");
+        LOG_ERROR("FATAL ERROR: No valid battery params found! ---\n");
         return nullptr;
     }
 
     const std::int32_t named = find_vendor(table, vendor_name);
     if (named == NO_VENDOR) {
-        LOG_ERROR("--- %s Error: No battery params found for vendor \"%s\" ---\n", vendor_name);
+        LOG_ERROR("Error: No battery params found for vendor \"%s\" ---\n", vendor_name);
     } else if (!is_batt_info_valid(table[named])) {
-        LOG_ERROR("--- %s Error: Battery params for vendor \"%s\" are invalid! ---\n", vendor_name);
+        LOG_ERROR("Error: Battery params for vendor \"%s\" are invalid! ---\n", vendor_name);
     } else {
-        LOG_ERROR("--- %s Loading battery params for vendor \"%s\" ---\n", vendor_name);
+        LOG_ERROR("Loading battery params for vendor \"%s\" ---\n", vendor_name);
         return table[named];
     }
-    LOG_ERROR("--- %s Substituting battery params with vendor \"%s\" ---\n", first_valid->vendor);
+    LOG_ERROR("Substituting battery params with vendor \"%s\" ---\n", first_valid->vendor);
     return first_valid;
 }
 

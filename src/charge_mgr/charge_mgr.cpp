@@ -9,11 +9,10 @@
 namespace {
 
 constexpr std::int32_t BOT_OF_CHARGE_MV = 3400;
-constexpr std::int32_t MAX_TOC_MV = 4450;  // step 0: no derating
 constexpr std::int32_t STEP_MV = 50;
 constexpr std::uint8_t STEP_COUNT = 10;   // a step is valid when it is less than this
 constexpr std::int32_t CLIENT_COUNT = 1;  // of each kind; the only valid id is 0
-static_assert(MAX_TOC_MV - (STEP_COUNT - 1) * STEP_MV > BOT_OF_CHARGE_MV);
+static_assert(FULL_TOC_MV - (STEP_COUNT - 1) * STEP_MV > BOT_OF_CHARGE_MV);
 
 struct toc_client {
     std::uint8_t step;        // derating step now requested, 0 to 9
@@ -44,7 +43,7 @@ constexpr bool is_client(std::int32_t client_id) {
 }
 
 constexpr std::int32_t toc_from_step(std::uint8_t step) {
-    return step < STEP_COUNT ? MAX_TOC_MV - STEP_MV * step : INVALID_VALUE;
+    return step < STEP_COUNT ? FULL_TOC_MV - STEP_MV * step : INVALID_VALUE;
 }
 
 // The most restrictive request wins, and the larger step is the lower voltage.
@@ -63,29 +62,29 @@ std::uint8_t combined_step() {
 std::int32_t publish_toc() {
     const std::int32_t toc_mv = toc_from_step(combined_step());
     if (toc_mv == INVALID_VALUE) {  // steps are checked on their way in, so this is the last line of defence
-        LOG_ERROR("--- %s CHG_MGR New ToC setting is invalid ---\n");
-        return CHARGE_MGR_NOT_APPLIED;
+        LOG_ERROR("CHG_MGR New ToC setting is invalid ---\n");
+        return RESULT_FAILED;
     }
-    LOG_INFO("--- %s CHG_MGR New ToC setting: v=%d ---\n", toc_mv);
+    LOG_INFO("CHG_MGR New ToC setting: v=%d ---\n", toc_mv);
     const std::int32_t result = s.toc_prop_set(toc_mv);
-    if (result == 0) s.toc_mv = toc_mv;
+    if (result == RESULT_DONE) s.toc_mv = toc_mv;
     return result;
 }
 
 void export_perm_clients() {
     const std::uint8_t step = s.perm_toc_clients[0].step;
     const std::int32_t status = s.toc_clients_export(&step, sizeof step);
-    if (status != 0) {
-        LOG_ERROR("--- %s CHG_MGR error: failed to export persistent clients: status=%d ---\n", status);
+    if (status != RESULT_DONE) {
+        LOG_ERROR("CHG_MGR error: failed to export persistent clients: status=%d ---\n", status);
     } else {
-        LOG_INFO("--- %s CHG_MGR: exported persistent toc clients ---\n");
+        LOG_INFO("CHG_MGR: exported persistent toc clients ---\n");
     }
 }
 
 void load_perm_clients(record_import_fn clients_import) {
     std::uint8_t stored_step = 0;  // stays 0 when the file is empty or its read fails
-    if (clients_import(&stored_step, sizeof stored_step) != 0) {
-        LOG_ERROR("--- %s CHG_MGR Init Perm Clients failed to initialize, resetting ---\n");
+    if (clients_import(&stored_step, sizeof stored_step) != RESULT_DONE) {
+        LOG_ERROR("CHG_MGR Init Perm Clients failed to initialize, resetting ---\n");
     } else if (stored_step < STEP_COUNT) {
         s.perm_toc_clients[0].step = stored_step;
     } else {
@@ -98,31 +97,30 @@ std::int32_t step_of(kind which, std::int32_t client_id) {
 }
 
 void log_unknown_client(kind which, std::int32_t client_id) {
-    LOG_ERROR("--- %s CHG_MGR error: %s toc client ID out of bounds: id=%d ---\n", word_for(which),
-              client_id);
+    LOG_ERROR("CHG_MGR error: %s toc client ID out of bounds: id=%d ---\n", word_for(which), client_id);
 }
 
 // Brings the client's property in line with its step.
 std::int32_t init_client_prop(const toc_client& client) {
     const std::int32_t toc_mv = toc_from_step(client.step);
     if (toc_mv == INVALID_VALUE) {
-        LOG_ERROR("--- %s CHG_MGR ToC is invalid cannot set client prop: step=%d, ---\n", client.step);
-        return CHARGE_MGR_NOT_APPLIED;
+        LOG_ERROR("CHG_MGR ToC is invalid cannot set client prop: step=%d, ---\n", client.step);
+        return RESULT_FAILED;
     }
     return client.prop_set(toc_mv);
 }
 
 std::int32_t register_client(kind which, std::int32_t client_id, voltage_set_fn client_set) {
-    if (client_set == nullptr) return CHARGE_MGR_BAD_ARGUMENT;
+    if (client_set == nullptr) return RESULT_REFUSED;
     if (!is_client(client_id)) {
         log_unknown_client(which, client_id);
-        return CHARGE_MGR_BAD_ARGUMENT;
+        return RESULT_REFUSED;
     }
     toc_client& client = clients_of(which)[client_id];
     client.prop_set = client_set;
     const std::int32_t result = init_client_prop(client);
-    if (result != 0) {
-        LOG_ERROR("--- %s CHG_MGR Register %s client: Failed to initialize property step=%d, %s_id=%d ---\n",
+    if (result != RESULT_DONE) {
+        LOG_ERROR("CHG_MGR Register %s client: Failed to initialize property step=%d, %s_id=%d ---\n",
                   word_for(which), client.step, word_for(which), client_id);
         return result;
     }
@@ -132,22 +130,22 @@ std::int32_t register_client(kind which, std::int32_t client_id, voltage_set_fn 
 std::int32_t request_step(kind which, std::uint8_t step, std::int32_t client_id) {
     if (!is_client(client_id)) {
         log_unknown_client(which, client_id);
-        return CHARGE_MGR_BAD_ARGUMENT;
+        return RESULT_REFUSED;
     }
     if (step >= STEP_COUNT) {
-        LOG_ERROR("--- %s CHG_MGR error: toc derating step out of bounds: id=%d ---\n", step);
-        return CHARGE_MGR_BAD_ARGUMENT;
+        LOG_ERROR("CHG_MGR error: toc derating step out of bounds: id=%d ---\n", step);
+        return RESULT_REFUSED;
     }
     toc_client& client = clients_of(which)[client_id];
-    if (step == client.step) return CHARGE_MGR_DONE;
+    if (step == client.step) return RESULT_DONE;
 
-    LOG_INFO("--- %s CHG_MGR New ToC request: step=%d, %s_id=%d ---\n", step, word_for(which), client_id);
-    if (client.prop_set == nullptr) return CHARGE_MGR_NOT_APPLIED;
-    if (client.prop_set(toc_from_step(step)) != 0) return CHARGE_MGR_NOT_APPLIED;
+    LOG_INFO("CHG_MGR New ToC request: step=%d, %s_id=%d ---\n", step, word_for(which), client_id);
+    if (client.prop_set == nullptr) return RESULT_FAILED;
+    if (client.prop_set(toc_from_step(step)) != RESULT_DONE) return RESULT_FAILED;
     client.step = step;
-    publish_toc();  // a failure is put right by the next accepted change
+    (void)publish_toc();  // a failure is put right by the next accepted change
     if (which == kind::perm) export_perm_clients();
-    return CHARGE_MGR_DONE;
+    return RESULT_DONE;
 }
 
 }  // namespace
@@ -160,8 +158,8 @@ void charge_mgr__init(record_import_fn clients_import, record_export_fn clients_
     load_perm_clients(clients_import);
     s.toc_mv = toc_get();
     s.boc_enabled = true;
-    publish_toc();
-    LOG_ERROR("--- %s CHG_MGR Initial ToC/BoC settings: toc_mv=%d, boc_mv=%d ---\n", s.toc_mv,
+    (void)publish_toc();  // a failure shows in the voltage that the next line logs
+    LOG_ERROR("CHG_MGR Initial ToC/BoC settings: toc_mv=%d, boc_mv=%d ---\n", s.toc_mv,
               charge_mgr__get_bot_of_charge_mv());
 }
 

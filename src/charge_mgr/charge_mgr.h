@@ -11,12 +11,14 @@
 
 #include <cstdint>
 
+#include "util/results.h"
 #include "util/wiring.h"
 
-// What the registrations and requests return. A registration may also return what a property setter gave.
-constexpr std::int32_t CHARGE_MGR_DONE = 0;          // or there was nothing to do
-constexpr std::int32_t CHARGE_MGR_NOT_APPLIED = 1;   // no client property, or it could not be set
-constexpr std::int32_t CHARGE_MGR_BAD_ARGUMENT = 2;  // no such client or step, or no setter
+constexpr std::int32_t FULL_TOC_MV = 4450;  // step 0: no derating
+
+// The registrations and requests return RESULT_DONE, also when there was nothing to do; RESULT_FAILED when there is
+// no client property or it could not be set; RESULT_REFUSED when there is no such client or step, or no setter. A
+// registration may also return what a property setter gave.
 
 // Loads the permanent step, forgets all clients and publishes 4450 mV: a step counts from its client's
 // registration on. A stored step above 9 becomes 0, in the file too.
@@ -36,14 +38,16 @@ std::int32_t charge_mgr__get_perm_toc_step(std::int32_t client_id);
 std::int32_t charge_mgr__get_temp_toc_step(std::int32_t client_id);
 
 // Requests a step and publishes the ToC that follows from all steps. The client's property is set first: when
-// that fails, or there is none, the step stays and CHARGE_MGR_NOT_APPLIED is returned. The present step again
-// is CHARGE_MGR_DONE without any effect. A ToC that cannot be published, and a permanent step that cannot be
+// that fails, or there is none, the step stays and RESULT_FAILED is returned. The present step again
+// is RESULT_DONE without any effect. A ToC that cannot be published, and a permanent step that cannot be
 // stored, leave the request accepted.
-std::int32_t charge_mgr__set_temp_toc(std::uint8_t step, std::int32_t client_id);
-std::int32_t charge_mgr__set_perm_toc(std::uint8_t step, std::int32_t client_id);
+[[nodiscard]] std::int32_t charge_mgr__set_temp_toc(std::uint8_t step, std::int32_t client_id);
+[[nodiscard]] std::int32_t charge_mgr__set_perm_toc(std::uint8_t step, std::int32_t client_id);
 
 // Registers a client with the setter of its property, sets that property to the client's voltage and
 // publishes the ToC. Returns the first setter's result that is not 0. The client stays registered whatever
 // fails; a second registration replaces the setter.
-std::int32_t charge_mgr__register_temp_client_prop(std::int32_t client_id, voltage_set_fn client_set);
-std::int32_t charge_mgr__register_perm_client_prop(std::int32_t client_id, voltage_set_fn client_set);
+[[nodiscard]] std::int32_t charge_mgr__register_temp_client_prop(std::int32_t client_id,
+                                                                 voltage_set_fn client_set);
+[[nodiscard]] std::int32_t charge_mgr__register_perm_client_prop(std::int32_t client_id,
+                                                                 voltage_set_fn client_set);

@@ -5,13 +5,8 @@
 // State the decision last published
 #pragma once
 
-#include <cstdint>
-
 // Forgets what was published, so that the next decision is written whatever it is.
 void charge_disable_init();
 
 // Decides and, on a change, publishes. A failed write is logged and tried again at the next call.
 void update_chargedisable_sysprop();
-
-// The predicate that always holds: nobody wants charging disabled.
-bool return_true();

@@ -5,6 +5,7 @@
 #include "battery/batt_info.h"
 #include "charge_mgr/charge_mgr.h"
 #include "core/charge_disable.h"
+#include "core/last_voltage.h"
 #include "core/persistent_files.h"
 #include "core/reboot.h"
 #include "core/sensor_inputs.h"
@@ -21,6 +22,7 @@
 #include "stress/stress_feature.h"
 #include "util/arith.h"
 #include "util/log.h"
+#include "util/results.h"
 #include "util/sensor_value.h"
 
 namespace {
@@ -37,12 +39,12 @@ constexpr std::uint32_t CHARGE_TIMER_TARGET_SOC_PCT = 95;
 constexpr std::uint32_t CHARGE_TIMER_CAPACITY_MAH = 7500;
 constexpr std::uint32_t CHARGE_TIMER_BASE_TIME_S = 7200;
 
-// Short detector, in the units its header gives.
-constexpr std::uint32_t SHORT_CUTOFF = 2030;
-constexpr std::uint32_t SHORT_CURRENT_DIP = 3000;
-constexpr std::uint32_t SHORT_RESISTANCE = 90;
-constexpr std::uint32_t SHORT_HIGH_CURRENT = 3000;
-constexpr std::uint32_t SHORT_LOW_CURRENT = 450;
+// Short detector: what a soft short is told from, and the currents a charge runs between.
+constexpr std::uint32_t SHORT_CUTOFF_PPM10 = 2030;  // 2.03 % of 4450 mV: armed from 90 mV below the ToC up
+constexpr std::uint32_t SHORT_CURRENT_DIP_PPM10 = 3000;  // 3 % of the mean of the two currents
+constexpr std::uint32_t SHORT_RESISTANCE_MOHM = 90;
+constexpr std::uint32_t SHORT_HIGH_CURRENT_MA = 3000;
+constexpr std::uint32_t SHORT_LOW_CURRENT_MA = 450;
 
 // A device on its charger above this voltage counts as held near full.
 constexpr std::int32_t PULLDOWN_VOLTAGE_MV = 4000;
@@ -50,37 +52,12 @@ constexpr std::int32_t PULLDOWN_VOLTAGE_MV = 4000;
 // A device that is off loses this much, in microvolts per hour.
 constexpr float UVP_DISCHARGE_RATE_UV_PER_H = 8.4F;
 
-// The last voltage is saved when it has changed and d seconds have passed since the previous save:
-// d >= 3600, or d >= 180 while the capacity is <= 5 % and not the code of a failed read.
-constexpr std::uint64_t VOLTAGE_SAVE_PERIOD_S = 3600;
-constexpr std::uint64_t LOW_VOLTAGE_SAVE_PERIOD_S = 180;
-constexpr std::int32_t LOW_CAPACITY_PCT = 5;
-
 constexpr std::int32_t MICRO_PER_MILLI = 1000;
 constexpr std::int32_t MILLI_PER_DECI = 100;
 constexpr std::int32_t DECI_PER_UNIT = 10;
 
-struct {
-    std::int32_t last_saved_volt;   // uV, the voltage last saved in this run
-    std::uint64_t last_saved_time;  // elapsed seconds of that save
-} s;
-
 bool has_battery_reading(const sensor_sample& sample) {
     return sample.voltage_uv != INVALID_VALUE && sample.temperature_decic != INVALID_VALUE;
-}
-
-bool is_save_due(std::uint64_t since_save_s, std::int32_t capacity_pct) {
-    const bool is_low = capacity_pct <= LOW_CAPACITY_PCT && capacity_pct != READ_FAILED;
-    return since_save_s >= VOLTAGE_SAVE_PERIOD_S || (is_low && since_save_s >= LOW_VOLTAGE_SAVE_PERIOD_S);
-}
-
-// The save counts as made even when it fails: a flash that cannot be written is not worn out by retries.
-void save_last_voltage(std::uint64_t elapsed_s, std::int32_t voltage_uv, std::int32_t capacity_pct) {
-    if (voltage_uv == s.last_saved_volt) return;
-    if (!is_save_due(arith::sub(elapsed_s, s.last_saved_time), capacity_pct)) return;
-    export_value(LAST_BATTVOLT_FILE, voltage_uv);
-    s.last_saved_time = elapsed_s;
-    s.last_saved_volt = voltage_uv;
 }
 
 // Everything that looks at the battery itself, in an order the features rely on.
@@ -90,22 +67,24 @@ void update_battery_features(std::uint64_t elapsed_s, const sensor_sample& sampl
     const std::int32_t temp_mc = arith::mul(sample.temperature_decic, MILLI_PER_DECI);
     const std::int32_t temp_c = sample.temperature_decic / DECI_PER_UNIT;
 
+    // What each of them did shows in its own records; the cycle goes on in any case.
     topoff_ctrl__update(elapsed_s, static_cast<std::uint32_t>(sample.status),
                         static_cast<std::uint32_t>(volt_mv), static_cast<std::uint32_t>(sample.capacity_pct));
-    short_detect__update(elapsed_s, static_cast<std::uint32_t>(sample.status),
-                         static_cast<std::uint32_t>(volt_mv), curr_ma);
-    n_day_pulldown_main(elapsed_s, sample.status, volt_mv,
-                        static_cast<std::uint32_t>(sample.mock_n_day_threshold_s));
+    (void)short_detect__update(elapsed_s, static_cast<std::uint32_t>(sample.status),
+                               static_cast<std::uint32_t>(volt_mv), curr_ma);
+    (void)n_day_pulldown_main(elapsed_s, sample.status, volt_mv,
+                              static_cast<std::uint32_t>(sample.mock_n_day_threshold_s));
     save_last_voltage(elapsed_s, sample.voltage_uv, sample.capacity_pct);
-    push_vorn_data(elapsed_s, volt_mv, temp_mc, INVALID_VALUE, INVALID_VALUE, INVALID_VALUE, INVALID_VALUE);
-    dyn_soc__update(elapsed_s, sample.voltage_uv, sample.current_ua, sample.temperature_decic,
-                    sample.thermal_zone, sample.status, sample.ui_soc);
-    secondary_thermal_detect_main(elapsed_s, sample.status, temp_c, curr_ma, volt_mv);
+    (void)push_vorn_data(elapsed_s, volt_mv, temp_mc, INVALID_VALUE, INVALID_VALUE, INVALID_VALUE,
+                         INVALID_VALUE);
+    (void)dyn_soc__update(elapsed_s, sample.voltage_uv, sample.current_ua, sample.temperature_decic,
+                          sample.thermal_zone, sample.status, sample.ui_soc);
+    (void)secondary_thermal_detect_main(elapsed_s, sample.status, temp_c, curr_ma, volt_mv);
 }
 
 // The charge timer first, so that the decision published in this cycle knows of its flag.
 void update_charge_disable(std::uint64_t elapsed_s, const sensor_sample& sample) {
-    charge_timer_main(elapsed_s, sample.status, sample.current_ua, sample.capacity_pct);
+    (void)charge_timer_main(elapsed_s, sample.status, sample.current_ua, sample.capacity_pct);
     update_chargedisable_sysprop();
 }
 
@@ -122,7 +101,7 @@ void start_stress(std::int32_t voltage_uv, std::int32_t temperature_decic) {
         stress_feature_init(vorn_stress_import, vorn_stress_export, vorn_stress_property_set,
                             vorn_calc_power_off_time, millivolts_or_invalid(voltage_uv),
                             millidegrees_or_invalid(temperature_decic), read_mock_stress_offset());
-    if (result != 0) LOG_ERROR("--- %s stress init error %d\n", result);
+    if (result != RESULT_DONE) LOG_ERROR("stress init error %d\n", result);
 }
 
 void start_monitors() {
@@ -130,31 +109,36 @@ void start_monitors() {
     charge_timer_init(CHARGE_TIMER_MARGIN_PCT, CHARGE_TIMER_TARGET_SOC_PCT, CHARGE_TIMER_CAPACITY_MAH,
                       CHARGE_TIMER_BASE_TIME_S, vorn_charge_fail_counter_export,
                       vorn_charge_fail_counter_import);
-    short_detect__init(SHORT_CUTOFF, SHORT_CURRENT_DIP, SHORT_RESISTANCE, SHORT_HIGH_CURRENT,
-                       SHORT_LOW_CURRENT);
-    n_day_pulldown_init(PULLDOWN_VOLTAGE_MV, vorn_pulldown_property_set);
+    short_detect__init(SHORT_CUTOFF_PPM10, SHORT_CURRENT_DIP_PPM10, SHORT_RESISTANCE_MOHM,
+                       SHORT_HIGH_CURRENT_MA, SHORT_LOW_CURRENT_MA);
+    (void)n_day_pulldown_init(PULLDOWN_VOLTAGE_MV, vorn_pulldown_property_set);
 }
 
 std::int32_t start_precharge(std::int32_t last_voltage_uv) {
-    return precharge_feature_init(vorn_precharge_property_get, vorn_precharge_property_set,
-                                  vorn_precharge_counter_import, vorn_precharge_counter_export,
-                                  vorn_precharge_timer_import, vorn_precharge_timer_export,
-                                  vorn_uboot_flag_import, vorn_uboot_timer_import,
-                                  UVP_DISCHARGE_RATE_UV_PER_H, vorn_calc_power_off_time, last_voltage_uv);
+    return precharge_feature_init({.property_get = vorn_precharge_property_get,
+                                   .property_set = vorn_precharge_property_set,
+                                   .counter_import = vorn_precharge_counter_import,
+                                   .counter_export = vorn_precharge_counter_export,
+                                   .timer_import = vorn_precharge_timer_import,
+                                   .timer_export = vorn_precharge_timer_export,
+                                   .uboot_flag_import = vorn_uboot_flag_import,
+                                   .uboot_timer_import = vorn_uboot_timer_import,
+                                   .power_off_time = vorn_calc_power_off_time},
+                                  UVP_DISCHARGE_RATE_UV_PER_H, last_voltage_uv);
 }
 
 void start_estimator() {
     const std::int32_t result = dyn_soc__init(vorn_dyn_soc_params_import, vorn_dyn_soc_params_export);
-    if (result != 0) LOG_ERROR("--- %s Dyn SoC init error %d\n", result);
+    if (result != RESULT_DONE) LOG_ERROR("Dyn SoC init error %d\n", result);
 }
 
 }  // namespace
 
 void daemon_start() {
-    LOG_INFO("--- %s attempting to migrate persistent files \n");
+    LOG_INFO("attempting to migrate persistent files \n");
     migrate_persistent_files();
 
-    s = {};
+    last_voltage_init();
     char cell_vendor[NODE_TEXT_SIZE];
     read_cell_vendor(cell_vendor);
     reboot_init();  // before any feature publishes a voltage
@@ -168,15 +152,15 @@ void daemon_start() {
     charge_mgr__init(vorn_toc_clients_import, vorn_toc_clients_export, vorn_toc_property_get,
                      vorn_toc_property_set);
     start_stress(voltage_uv, temperature_decic);
-    const std::int32_t last_voltage_uv = import_value(LAST_BATTVOLT_FILE);
+    const std::int32_t last_voltage_uv = read_last_voltage_uv();
     start_monitors();
     const std::int32_t precharge_result = start_precharge(last_voltage_uv);
     secondary_thermal_detect_init();
-    if (precharge_result != 0) LOG_ERROR("--- %s precharge init error %d\n", precharge_result);
+    if (precharge_result != RESULT_DONE) LOG_ERROR("precharge init error %d\n", precharge_result);
     start_estimator();
 
     update_chargedisable_sysprop();
-    LOG_INFO("--- %s vorn running on platform %s\n", PLATFORM_NAME);
+    LOG_INFO("vorn running on platform %s\n", PLATFORM_NAME);
 }
 
 void daemon_cycle() {
@@ -186,12 +170,12 @@ void daemon_cycle() {
     if (has_battery_reading(sample)) {
         update_battery_features(elapsed_s, sample);
     } else {
-        LOG_ERROR("--- %s error getting sensor data, do not push ---\n");
+        LOG_ERROR("error getting sensor data, do not push ---\n");
     }
     if (sample.capacity_pct != INVALID_VALUE) {
         update_charge_disable(elapsed_s, sample);
     } else {
-        LOG_ERROR("--- %s error getting sensor data, do not update charge timer ---\n");
+        LOG_ERROR("error getting sensor data, do not update charge timer ---\n");
     }
     handle_reboot(elapsed_s);
     os::sleep_s(CYCLE_PERIOD_S);

@@ -45,6 +45,6 @@ std::int32_t parse_decimal(const char* text) {
 std::int32_t parse_number(const char* text, std::int32_t out_of_range) {
     const decimal read = read_decimal(text);
     if (read.low_bits != 0 || !read.is_out_of_range) return read.low_bits;
-    LOG_ERROR("--- %s strtol error errno %d---\n", ERANGE);
+    LOG_ERROR("strtol error errno %d---\n", ERANGE);
     return out_of_range;
 }

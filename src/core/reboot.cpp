@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <ctime>
 
+#include "charge_mgr/charge_mgr.h"
 #include "core/sys_properties.h"
 #include "platform/os.h"
 #include "util/arith.h"
@@ -14,7 +15,6 @@ namespace {
 constexpr std::uint64_t NO_REBOOT_S = INVALID_VALUE;
 constexpr int REBOOT_HOUR = 2;
 constexpr std::uint64_t SECONDS_PER_DAY = 86400;
-constexpr std::int32_t FULL_VOLTAGE_MV = 4450;  // what an unset property stands for
 
 struct {
     std::uint64_t reboot_time;       // elapsed seconds; NO_REBOOT_S while none is scheduled
@@ -39,7 +39,7 @@ void reboot_init() {
     s = {};
     s.reboot_time = NO_REBOOT_S;
     const std::int32_t voltage_mv = read_number_property(STRESS_PROPERTY);
-    s.start_stress_prop = voltage_mv == 0 ? FULL_VOLTAGE_MV : voltage_mv;
+    s.start_stress_prop = voltage_mv == 0 ? FULL_TOC_MV : voltage_mv;  // 0: unset
 }
 
 void handle_reboot(std::uint64_t elapsed_s) {
@@ -47,7 +47,7 @@ void handle_reboot(std::uint64_t elapsed_s) {
         schedule_reboot(elapsed_s);
     }
     if (s.reboot_time != NO_REBOOT_S && s.reboot_time <= elapsed_s) {
-        LOG_ERROR("--- %s Performing reboot!\n");
+        LOG_ERROR("Performing reboot!\n");
         reboot();
     }
 }
@@ -55,16 +55,16 @@ void handle_reboot(std::uint64_t elapsed_s) {
 void schedule_reboot(std::uint64_t elapsed_s) {
     std::tm local = {};
     if (!os::local_time(os::real_time_s(), local)) {
-        LOG_ERROR("--- %s Failed local time to schedule reboot, rebooting now! errno=%d\n", errno);
+        LOG_ERROR("Failed local time to schedule reboot, rebooting now! errno=%d\n", errno);
         s.reboot_time = elapsed_s;
         return;
     }
     const std::int64_t wait_s = seconds_to_reboot_hour(local);
     s.reboot_time = arith::add(elapsed_s, static_cast<std::uint64_t>(wait_s));
     if (wait_s < 0) s.reboot_time = arith::add(s.reboot_time, SECONDS_PER_DAY);
-    LOG_INFO("--- %s Scheduled reboot at %lu sec, now=%lu\n", s.reboot_time, elapsed_s);
+    LOG_INFO("Scheduled reboot at %lu sec, now=%lu\n", s.reboot_time, elapsed_s);
 }
 
 void reboot() {
-    set_text_property(POWER_PROPERTY, "reboot");
+    (void)set_text_property(POWER_PROPERTY, "reboot");  // the next cycle tries again
 }

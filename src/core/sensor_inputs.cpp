@@ -5,6 +5,7 @@
 #include "core/number_text.h"
 #include "platform/os.h"
 #include "util/log.h"
+#include "util/results.h"
 #include "util/sensor_value.h"
 #include "util/status.h"
 
@@ -30,7 +31,7 @@ constexpr char UNKNOWN_VENDOR[] = "UNKNOWN";
 static_assert(sizeof UNKNOWN_VENDOR <= NODE_TEXT_SIZE);
 
 struct {
-    std::int32_t status;               // of the most recent readable, nonempty status node
+    std::int32_t status;               // of the last status node that was not empty; 0 if unreadable
     char status_text[NODE_TEXT_SIZE];  // all zero between two reads
 } s;
 
@@ -48,14 +49,14 @@ std::int32_t status_from_text(const char* text) {
 
 std::int32_t read_number(const char* path) {
     char text[NODE_TEXT_SIZE] = {};
-    if (read_sysfs_str(path, text, NODE_TEXT_SIZE) == READ_FAILED) return INVALID_VALUE;
+    if (read_sysfs_str(path, text, NODE_TEXT_SIZE) == RESULT_UNREADABLE) return INVALID_VALUE;
     return parse_number(text, INVALID_VALUE);
 }
 
 // A current is taken as it comes: no check for a number beyond 64 bits.
 std::int32_t read_current_ua() {
     char text[NODE_TEXT_SIZE] = {};
-    if (read_sysfs_str(CURRENT_NODE, text, NODE_TEXT_SIZE) == READ_FAILED) return INVALID_VALUE;
+    if (read_sysfs_str(CURRENT_NODE, text, NODE_TEXT_SIZE) == RESULT_UNREADABLE) return INVALID_VALUE;
     return parse_decimal(text);
 }
 
@@ -108,9 +109,9 @@ std::uint32_t read_mock_stress_offset() {
 
 void read_cell_vendor(char (&name)[NODE_TEXT_SIZE]) {
     memset(name, 0, sizeof name);
-    if (read_sysfs_str(CELL_VENDOR_NODE, name, NODE_TEXT_SIZE) == READ_FAILED) {
+    if (read_sysfs_str(CELL_VENDOR_NODE, name, NODE_TEXT_SIZE) == RESULT_UNREADABLE) {
         memcpy(name, UNKNOWN_VENDOR, sizeof UNKNOWN_VENDOR);
-        LOG_ERROR("--- %s error: cannot read cell vendor name\n");
+        LOG_ERROR("error: cannot read cell vendor name\n");
         return;
     }
     remove_trailing_chars(name, NODE_TEXT_SIZE);
@@ -119,24 +120,21 @@ void read_cell_vendor(char (&name)[NODE_TEXT_SIZE]) {
 std::int32_t read_sysfs_str(const char* path, char* buffer, std::int32_t size) {
     const int descriptor = os::open_to_read_or_create(path);
     if (descriptor < 0) {
-        LOG_ERROR("--- %s file read error %s ---\n", path);
-        return READ_FAILED;
+        LOG_ERROR("file read error %s ---\n", path);
+        return RESULT_UNREADABLE;
     }
     const std::ptrdiff_t count = os::read(descriptor, buffer, static_cast<std::size_t>(size));
     buffer[size - 1] = '\0';
-    if (count < 0) LOG_ERROR("--- %s file read error %s ---\n", path);
+    if (count < 0) LOG_ERROR("file read error %s ---\n", path);
     os::close(descriptor);
-    return count < 0 ? READ_FAILED : static_cast<std::int32_t>(count);
+    return count < 0 ? RESULT_UNREADABLE : static_cast<std::int32_t>(count);
 }
 
 std::int32_t remove_trailing_chars(char* text, std::int32_t length) {
     if (text == nullptr || length < 1 || length > NODE_TEXT_SIZE) return INVALID_VALUE;
-    std::int32_t last = length - 1;
-    while (last >= 0 && !is_printable(text[last])) --last;
-    if (last < 0) {
-        text[0] = '\0';
-        return 0;
-    }
-    text[last == length - 1 ? last : last + 1] = '\0';
-    return last;
+    std::int32_t end = length;
+    while (end > 0 && !is_printable(text[end - 1])) --end;
+    if (end == length) --end;
+    text[end] = '\0';
+    return end;
 }

@@ -7,9 +7,6 @@
 
 #include <cstdint>
 
-// Result of a read that failed, whether at opening or at reading.
-constexpr std::int32_t READ_FAILED = -98;
-
 // A node's text: 15 characters and the terminator.
 constexpr std::int32_t NODE_TEXT_SIZE = 16;
 
@@ -17,9 +14,9 @@ struct sensor_sample {
     std::int32_t voltage_uv;
     std::int32_t temperature_decic;  // tenths of a degree Celsius
     std::int32_t capacity_pct;
-    std::int32_t ui_soc;                  // the gauge's own state of charge for display, as read
-    std::int32_t thermal_zone;            // as read, thousandths of a degree Celsius by convention
-    std::int32_t current_ua;              // positive while charging; unparsable text reads as 0
+    std::int32_t ui_soc;        // the gauge's own state of charge for display, hundredths of a percent
+    std::int32_t thermal_zone;  // as read, thousandths of a degree Celsius by convention
+    std::int32_t current_ua;    // positive while charging; unparsable text reads as 0
     std::int32_t mock_n_day_threshold_s;  // 0: none
     std::int32_t status;                  // status code (util/status.h)
 };
@@ -27,7 +24,8 @@ struct sensor_sample {
 // Forgets the status of earlier samples.
 void sensor_inputs_init();
 
-// Reads every node once, in a fixed order. An empty status node leaves the status as it was.
+// Reads every node once, in a fixed order. An empty status node leaves the status as it was, one that cannot be
+// read makes it STATUS_UNKNOWN.
 sensor_sample read_sensors();
 
 // The voltage (uV) and temperature (tenths of a degree Celsius) nodes alone.
@@ -42,10 +40,10 @@ void read_cell_vendor(char (&name)[NODE_TEXT_SIZE]);
 
 // Reads up to `size` bytes of `path`, creating an empty read-only file where one is missing and can be
 // created. The last byte of `buffer` always becomes a terminator once the file could be opened. Returns the
-// number of bytes read or, logged, READ_FAILED.
-std::int32_t read_sysfs_str(const char* path, char* buffer, std::int32_t size);
+// number of bytes read or, logged, RESULT_UNREADABLE.
+[[nodiscard]] std::int32_t read_sysfs_str(const char* path, char* buffer, std::int32_t size);
 
 // Ends `text` (of `length` bytes, 1 to NODE_TEXT_SIZE) after its last printable ASCII character; the last
-// byte is always given up for the terminator. Returns that character's index, 0 when there is none, and
-// INVALID_VALUE, changing nothing, for a bad argument.
+// byte is always given up for the terminator. Returns the terminator's index; INVALID_VALUE, changing nothing, for
+// a bad argument.
 std::int32_t remove_trailing_chars(char* text, std::int32_t length);

@@ -13,16 +13,14 @@ constexpr char DISABLE_PROPERTY[] =
     "persist.vendor.vorn.disable_charging.enabled";  // a feature's name or "0"
 constexpr char POWER_PROPERTY[] = "sys.powerctl";    // "reboot"
 
-// Result of reading a number beyond 64 bits.
-constexpr std::int32_t NUMBER_OUT_OF_RANGE = -98;
-
-// The low 32 bits of the property's number; 0 when it is unset or no number; NUMBER_OUT_OF_RANGE, logged.
+// The low 32 bits of the property's number; 0 when it is unset or no number; RESULT_UNREADABLE, logged,
+// when it is beyond 64 bits.
 std::int32_t read_number_property(const char* name);
 
 // Sets a property to a text. A failure is logged; returns the platform's result, 0 on success.
-std::int32_t set_text_property(const char* name, const char* value);
+[[nodiscard]] std::int32_t set_text_property(const char* name, const char* value);
 
-// For the features (util/wiring.h). Setters: 0 on success, 1 on failure.
+// For the features (util/wiring.h). Setters: RESULT_DONE or RESULT_FAILED.
 std::int32_t vorn_toc_property_get();
 std::int32_t vorn_toc_property_set(std::int32_t voltage_mv);
 std::int32_t vorn_stress_property_set(std::int32_t voltage_mv);

@@ -24,12 +24,13 @@ struct {
 std::int64_t plausible_wall_time_s() {
     const std::int64_t now = os::wall_time_s();
     if (now > LATEST_UNSET_TIME_S) return now;
-    LOG_ERROR("--- %s time now %ld fails sanity check ---\n", now);
+    LOG_ERROR("time now %ld fails sanity check ---\n", now);
     return 0;
 }
 
 void save_datetime(std::int64_t time_s) {
-    export_persistent_file(LAST_DATETIME_FILE, &time_s, sizeof time_s);
+    (void)export_persistent_file(LAST_DATETIME_FILE.path, &time_s,
+                                 sizeof time_s);  // the next save tries again
 }
 
 // Seconds run since the previous question.
@@ -44,7 +45,7 @@ std::uint64_t advance_checkpoint() {
 // No time is better than half a time: a partial one would be credited as decades. A read that failed may
 // succeed next time, so the file stays; a file that is too short never will, so it is made whole.
 float restart_from_damaged_file(std::int32_t bytes_read, std::int64_t now) {
-    if (bytes_read != FILE_READ_FAILED && now != 0) {
+    if (bytes_read != RESULT_READ_FAILED && now != 0) {
         save_datetime(now);
         advance_checkpoint();
     }
@@ -67,9 +68,9 @@ std::uint64_t elapsed_since_start_s() {
 float vorn_calc_power_off_time() {
     const std::int64_t now = plausible_wall_time_s();
     std::int64_t saved = 0;
-    const std::int32_t bytes_read = import_persistent_file(LAST_DATETIME_FILE, &saved, sizeof saved);
-    if (bytes_read == FILE_NOT_OPENED) {
-        LOG_ERROR("--- %s No saved datetime ---\n");
+    const std::int32_t bytes_read = import_persistent_file(LAST_DATETIME_FILE.path, &saved, sizeof saved);
+    if (bytes_read == RESULT_UNREADABLE) {
+        LOG_ERROR("No saved datetime ---\n");
         if (now != 0) save_datetime(now);
         return 0.0F;
     }
@@ -80,7 +81,7 @@ float vorn_calc_power_off_time() {
     double unseen_s = std::difftime(now, saved);
     if (-SAME_TIME_S <= unseen_s && unseen_s <= SAME_TIME_S) unseen_s = 0.0;
     if (unseen_s < 0.0) {
-        LOG_ERROR("--- %s difftime %.2f fails sanity check, increment saved by %ld sec ---\n", unseen_s, run);
+        LOG_ERROR("difftime %.2f fails sanity check, increment saved by %ld sec ---\n", unseen_s, run);
         save_datetime(saved);
         return INVALID_HOURS;
     }

@@ -10,15 +10,16 @@ namespace {
 
 constexpr std::int32_t GOOD_CYCLES_MIN = 6;  // learn from this many undisturbed cycles in a row on
 
-// Resistance. A current from -99 to 99 mA teaches nothing.
-constexpr std::int32_t DCR_CURR_ABOVE_MA = 99;
-constexpr std::int32_t DCR_WEIGHT = 5;             // of the base 1000: 1/200 per sample
-constexpr std::int32_t DCR_NUM_OVERFLOW = 214748;  // times 10000 would leave 32 bits from here on
+constexpr std::int32_t DCR_CURR_ABOVE_MA =
+    99;                                 // a current teaches the resistance when more than this, either way
+constexpr std::int32_t DCR_WEIGHT = 5;  // of the base 1000: 1/200 per sample
+constexpr std::int32_t DCR_NUM_REFUSED = 214748;  // from here on; times 10000, the next would leave 32 bits
 
+constexpr std::int32_t QMAX_WEIGHT = 1;     // of the base 100000, per sample
 constexpr std::int32_t QMAX_MAX_DT_S = 20;  // no learning of the capacity across a longer interval
 
 void filter(big_int& value, wrap32 sample, std::int32_t weight) {
-    value = add_to_big_int(value, value.base, weight * (sample - value.whole));
+    value = add_to_big_int(value, value.base, (weight * (sample - value.whole)).value);
 }
 
 // A sample out of the band may pull the capacity back toward it, never further out.
@@ -42,11 +43,11 @@ bool adapt_dcr_estimate(dyn_soc_record& curr) {
     filter(curr.dcr_num, di * dv, DCR_WEIGHT);
     filter(curr.dcr_den, di * di, DCR_WEIGHT);
     if (curr.dcr_den.whole == 0) {
-        LOG_ERROR("--- %s DYN_SOC error: prevented divide by 0 in DCR adapt! ---\n");
+        LOG_ERROR("DYN_SOC error: prevented divide by 0 in DCR adapt! ---\n");
         return false;
     }
-    if (curr.dcr_num.whole >= DCR_NUM_OVERFLOW) {
-        LOG_ERROR("--- %s DYN_SOC error: prevented overflow in DCR adapt! ---\n");
+    if (curr.dcr_num.whole >= DCR_NUM_REFUSED) {
+        LOG_ERROR("DYN_SOC error: prevented overflow in DCR adapt! ---\n");
         return false;
     }
     curr.dcr = wrap32{curr.dcr_num.whole} * 10000 / curr.dcr_den.whole / 10;
@@ -60,10 +61,10 @@ bool adapt_qmax_estimate(const soc_delta& delta, dyn_soc_record& curr) {
     const wrap32 soc_change = abs(delta.dsoc) * 100;
     if (!is_plausible(delta, charge, soc_change, curr.qmax)) return false;
 
-    filter(curr.qmax_num, charge, 1);
-    filter(curr.qmax_den, soc_change, 1);
+    filter(curr.qmax_num, charge, QMAX_WEIGHT);
+    filter(curr.qmax_den, soc_change, QMAX_WEIGHT);
     if (curr.qmax_den.whole == 0) {
-        LOG_ERROR("--- %s DYN_SOC error: qmax adapt div by 0 ---\n");
+        LOG_ERROR("DYN_SOC error: qmax adapt div by 0 ---\n");
         return false;
     }
     curr.qmax = wrap32{curr.qmax_num.whole} * 10000 / curr.qmax_den.whole;

@@ -19,7 +19,7 @@ constexpr std::int32_t NO_HISTORY = -1;
 
 wrap32 first_display_soc(wrap32 percent, std::int32_t chg_sts) {
     const std::int32_t least = chg_sts == STATUS_CHARGING ? 1 : 0;
-    return std::max(std::min<std::int32_t>(percent, DISPLAY_MAX_CHARGING), least);
+    return std::max(std::min(percent, wrap32{DISPLAY_MAX_CHARGING}), wrap32{least});
 }
 
 bool is_due(std::uint64_t last_s, std::uint64_t now_s) {
@@ -42,7 +42,7 @@ wrap32 oldest_in_history() {
 }  // namespace
 
 wrap32 next_display_soc(wrap32 soc_smooth, wrap32 shown, std::int32_t chg_sts) {
-    const wrap32 percent = soc_smooth / 1000;
+    const wrap32 percent = soc_smooth / MPCT_PER_PCT;
     if (shown == INVALID_VALUE) {
         if (chg_sts == STATUS_FULL) return soc_smooth >= 1 ? 100 : 0;
         shown = first_display_soc(percent, chg_sts);
@@ -53,7 +53,7 @@ wrap32 next_display_soc(wrap32 soc_smooth, wrap32 shown, std::int32_t chg_sts) {
             return percent > shown && shown < DISPLAY_MAX_CHARGING ? shown + 1 : shown;
         case STATUS_DISCHARGING:
         case STATUS_NOT_CHARGING:
-            return (soc_smooth + 999) / 1000 < shown ? shown - 1 : shown;
+            return (soc_smooth + (MPCT_PER_PCT - 1)) / MPCT_PER_PCT < shown ? shown - 1 : shown;
         case STATUS_FULL:
             return shown == 100 ? shown : shown + 1;
         default:

@@ -28,6 +28,7 @@ wrap32 charge_moved(wrap32 dt, wrap32 curr_before_ma, wrap32 curr_ma) {
 wrap32 estimate_ocv(const dyn_soc_record& curr, wrap32 dt, wrap32 dsoc_counted) {
     const dyn_soc_record& prev = s.prev;
     const wrap32 drop = resistive_drop(prev.dcr, curr.curr_ma);
+    // Both changes in hundredths of 0.1 mV; the slope is m% per 10 mV.
     const wrap32 measured = (curr.volt - drop - prev.ocv) * 100;
     const wrap32 slope = calc_soc_vs_ocv(prev.ocv, curr.temp);
     const wrap32 predicted = slope == 0 ? measured : dsoc_counted * 100 / slope;
@@ -37,9 +38,9 @@ wrap32 estimate_ocv(const dyn_soc_record& curr, wrap32 dt, wrap32 dsoc_counted) 
 
 // `dsoc_counted` in m% * 100. Every second draws the count toward soc_v by 1/10000 of the difference.
 big_int count_charge(const big_int& soc_c, wrap32 soc_v, wrap32 dt, wrap32 dsoc_counted) {
-    const big_int counted = add_to_big_int(soc_c, soc_c.base, soc_c.base / 100 * dsoc_counted);
+    const big_int counted = add_to_big_int(soc_c, soc_c.base, (soc_c.base / 100 * dsoc_counted).value);
     const big_int limited = apply_min_max_to_big_int(counted, soc_c.base, 0, SOC_FULL);
-    return add_to_big_int(limited, soc_c.base, dt * (soc_v - limited.whole));
+    return add_to_big_int(limited, soc_c.base, (dt * (soc_v - limited.whole)).value);
 }
 
 wrap32 blend(wrap32 soc_c, wrap32 soc_v) {
@@ -67,7 +68,7 @@ void update_soc_estimate(dyn_soc_record& curr, soc_delta& delta) {
 
     delta.dt_s = dt;
     delta.dq_mas = charge_moved(dt, prev.curr_ma, curr.curr_ma);
-    const wrap32 dsoc_counted = delta.dq_mas * 10000 / prev.qmax;  // m% * 100
+    const wrap32 dsoc_counted = delta.dq_mas * 10000 / prev.qmax;  // m% * 100, as mA s / C is 100 m%
 
     if (is_long_gap || !is_same_status) vorn_queue__init(&s.ocv_queue, OCV_SAMPLES);
     curr.ocv = estimate_ocv(curr, dt, dsoc_counted);
@@ -75,7 +76,7 @@ void update_soc_estimate(dyn_soc_record& curr, soc_delta& delta) {
     curr.soc_v = std::max(soc_from_curves(curr.ocv_avg, curr.temp), wrap32{0});
 
     if (curr.chg_sts == STATUS_FULL || is_long_gap || s.dyn_soc_state == STATE_FIRST_CYCLE) {
-        curr.soc_c = {0, curr.soc_v, prev.soc_c.base};
+        curr.soc_c = {0, curr.soc_v.value, prev.soc_c.base};
     } else {
         curr.soc_c = count_charge(prev.soc_c, curr.soc_v, dt, dsoc_counted);
     }

@@ -3,6 +3,7 @@
 #include "dyn_soc/dyn_soc.h"
 #include "dyn_soc/internal.h"
 #include "util/log.h"
+#include "util/results.h"
 #include "util/sensor_value.h"
 
 namespace dyn_soc {
@@ -40,17 +41,17 @@ void keep_vendor(const char* vendor) {
         std::memcpy(s.vend, vendor, length + 1);
         return;
     }
-    LOG_ERROR("--- %s DYN_SOC error: unexpected cell vendor string len=%d---\n", static_cast<int>(length));
+    LOG_ERROR("DYN_SOC error: unexpected cell vendor string len=%d---\n", static_cast<int>(length));
     std::memcpy(s.vend, "UNKNOWN", sizeof "UNKNOWN");
 }
 
 std::int32_t start(const batt_info* battery, record_import_fn params_import, record_export_fn params_export) {
     s = {};
     if (battery == nullptr) {
-        LOG_ERROR("--- %s DYN_SOC error: invalid battery info! ---\n");
+        LOG_ERROR("DYN_SOC error: invalid battery info! ---\n");
         s.err_flags = ERR_NO_BATT_INFO;
         s.dyn_soc_state = STATE_DISABLED;
-        return 1;
+        return RESULT_FAILED;
     }
     s.battery = battery;
     s.params_import = params_import;
@@ -59,7 +60,7 @@ std::int32_t start(const batt_info* battery, record_import_fn params_import, rec
     preset_state();
     load_params();
     s.dyn_soc_state = STATE_FIRST_CYCLE;
-    return 0;
+    return RESULT_DONE;
 }
 
 }  // namespace dyn_soc

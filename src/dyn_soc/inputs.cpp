@@ -32,21 +32,21 @@ bool is_outlier(wrap32 curr_ma, wrap32 i_avg_ma) {
 
 bool validate_inputs(dyn_soc_record& curr) {
     if (!is_within(curr.volt, VOLT_MIN_TENTH_MV, VOLT_MAX_TENTH_MV)) {
-        LOG_ERROR("--- %s DYN_SOC error: bad voltage input %d ---\n", curr.volt.value);
+        LOG_ERROR("DYN_SOC error: bad voltage input %d ---\n", curr.volt.value);
         return false;
     }
     if (!is_within(curr.curr_ma, CURR_MIN_MA, CURR_MAX_MA)) {
-        LOG_ERROR("--- %s DYN_SOC error: bad current input %d ---\n", curr.curr_ma.value);
+        LOG_ERROR("DYN_SOC error: bad current input %d ---\n", curr.curr_ma.value);
         return false;
     }
     if (!is_within(curr.temp, TEMP_MIN_DECIC, TEMP_MAX_DECIC)) {
-        LOG_ERROR("--- %s DYN_SOC error: bad temperature input %d ---\n", curr.temp.value);
+        LOG_ERROR("DYN_SOC error: bad temperature input %d ---\n", curr.temp.value);
         if (!is_within(curr.virt_temp, TEMP_MIN_DECIC, TEMP_MAX_DECIC)) return false;
-        LOG_ERROR("--- %s DYN_SOC warning: falling back to virtual temp ---\n");
+        LOG_ERROR("DYN_SOC warning: falling back to virtual temp ---\n");
         curr.temp = curr.virt_temp;
     }
     if (curr.chg_sts == STATUS_UNKNOWN) {
-        LOG_ERROR("--- %s DYN_SOC error: bad charge status input %d ---\n", curr.chg_sts);
+        LOG_ERROR("DYN_SOC error: bad charge status input %d ---\n", curr.chg_sts);
         return false;
     }
     return true;
@@ -64,7 +64,7 @@ void update_avg_curr(const dyn_soc_record& curr) {
         // Two in a row are a new level: the average starts again from here.
         vorn_queue__init(&s.curr_queue, CURR_SAMPLES);
     }
-    vorn_queue__overwrite(&s.curr_queue, curr.curr_ma);
+    vorn_queue__overwrite(&s.curr_queue, curr.curr_ma.value);
     s.curr_outlier = false;
     s.i_avg_ma = vorn_queue__get_avg(&s.curr_queue);
 }

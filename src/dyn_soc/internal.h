@@ -56,8 +56,12 @@ constexpr std::uint32_t SOC_PAST_SAMPLES = 15;
 constexpr std::uint32_t VEND_SIZE = 16;  // with the terminator
 
 constexpr std::int32_t SOC_FULL = 100000;  // 100 %, m%
+constexpr std::int32_t MPCT_PER_PCT = 1000;
+constexpr std::int32_t TENTH_MV_PER_MV = 10;
 
 // What a cell can have, both ends included, each times 10: 45.1 mΩ to below 180 mΩ, 0.75 Ah to 9 Ah.
+// Resistance: 0.1 mV / mA is 1000 * 0.1 mΩ, so the quotient times 10000 is ten times the resistance.
+// Capacity: mA s / m% is 100 C, so mA s * 10000 / (m% * 100) is the capacity.
 constexpr std::int32_t DCR_TIMES_10_MIN = 4510;
 constexpr std::int32_t DCR_TIMES_10_MAX = 17999;
 constexpr std::int32_t QMAX_TIMES_10_MIN = 27001;
@@ -184,20 +188,30 @@ wrap32 soc_from_curves(wrap32 ocv, wrap32 temp);
 wrap32 calc_soc_vs_ocv(wrap32 ocv, wrap32 temp);
 
 struct soc_limits {
-    wrap32 soc_toc;  // m% on the curves at the top-of-charge voltage
-    wrap32 soc_boc;  // m% at the bottom-of-charge voltage
+    wrap32 soc_toc;     // m% on the curves at the top-of-charge voltage
+    wrap32 soc_boc;     // m% at the bottom-of-charge voltage
+    bool have_changed;  // looked up anew for limits other than those in the slot
 };
 
-// The states of charge at the charge limits, from `slot` while limits and temperature are near enough.
-// 100000 and 0 where the curves put the limits in the wrong order.
+// The states of charge at the charge limits, from `slot` while limits and temperature are near enough, otherwise
+// from the curves into `slot`. 100000 and 0 where the curves put the limits in the wrong order; the slot stays.
 soc_limits look_up_soc_at_toc_boc(wrap32 toc, wrap32 boc, wrap32 temp, tocboc_lookup& slot);
 
-// Sets soc_scal.
-void rescale_to_limits(dyn_soc_record& curr);
+// Sets soc_scal. True when a charge limit has changed.
+bool rescale_to_limits(dyn_soc_record& curr);
+
+struct landing_outcome {
+    bool jumps;       // soc_act leaves its course: the smoother must start anew
+    bool has_landed;  // in this cycle
+    wrap32 soc_land;  // m%, the line of the landing
+};
 
 // Sets soc_act; landing_state, soc_off and i_targ_ma on the way.
-void update_toc_landing_algo(dyn_soc_record& curr);
-void update_landing_state(dyn_soc_record& curr);
+landing_outcome update_toc_landing_algo(dyn_soc_record& curr);
+// Sets landing_state, and what a landing begins with. True when soc_act jumps by it.
+bool update_landing_state(dyn_soc_record& curr);
+// Emits the record of a landing.
+void report_landing(const dyn_soc_record& curr, wrap32 soc_land);
 
 // Sets soc_smooth and the smooth_ fields.
 void update_smoother(dyn_soc_record& curr);
@@ -208,9 +222,9 @@ wrap32 next_display_soc(wrap32 soc_smooth, wrap32 shown, std::int32_t chg_sts);
 // Emits the parameter record daily, and where the display enters its lowest or highest few percent.
 void log_params_metric(const dyn_soc_record& curr);
 
-// The drop of a current over the resistance, 0.1 mV, in whole millivolts.
+// The drop of a current over the resistance, 0.1 mV, in whole millivolts: mA * 0.1 mΩ = 0.1 µV.
 constexpr wrap32 resistive_drop(wrap32 dcr, wrap32 curr_ma) {
-    return dcr * curr_ma / 10000 * 10;
+    return dcr * curr_ma / 10000 * TENTH_MV_PER_MV;
 }
 
 // `x` limited to 0 ... 100 %.

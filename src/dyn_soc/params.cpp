@@ -3,6 +3,7 @@
 #include "dyn_soc/internal.h"
 #include "util/arith.h"
 #include "util/log.h"
+#include "util/results.h"
 
 namespace dyn_soc {
 namespace {
@@ -27,6 +28,13 @@ constexpr std::int32_t DEFAULT_QMAX = 27000;  // 7.5 Ah, nearly the quotient of 
 constexpr std::int32_t DEFAULT_QMAX_NUM = 2000;
 constexpr std::int32_t DEFAULT_QMAX_DEN = 740;
 
+// The whole numbers between the bounds of what a cell can have. The quotient itself is tested: ten times a damaged
+// one could wrap into the range.
+constexpr std::int32_t QMAX_STORED_MIN = 2701;   // C; a stored capacity below this is refused
+constexpr std::int32_t QMAX_STORED_MAX = 32399;  // C; and one above this
+static_assert(QMAX_STORED_MIN * 10 >= QMAX_TIMES_10_MIN && (QMAX_STORED_MIN - 1) * 10 < QMAX_TIMES_10_MIN);
+static_assert(QMAX_STORED_MAX * 10 <= QMAX_TIMES_10_MAX && (QMAX_STORED_MAX + 1) * 10 > QMAX_TIMES_10_MAX);
+
 constexpr std::int32_t DCR_BASE = 1000;
 constexpr std::int32_t QMAX_BASE = 100000;
 
@@ -36,18 +44,18 @@ constexpr std::int32_t WRITE_CHANGE_PCT = 2;     // no write while both changes 
 // Reads the file. False, and flagged, when it cannot be read or is of another version.
 bool read_params(params_file& file) {
     file = {};
-    if (s.params_import(&file, sizeof file) != 0) {
-        LOG_ERROR("--- %s DYN_SOC error: failed to read params from file---\n");
+    if (s.params_import(&file, sizeof file) != RESULT_DONE) {
+        LOG_ERROR("DYN_SOC error: failed to read params from file---\n");
         s.err_flags |= ERR_PARAMS_READ;
         return false;
     }
     if (file.version != PARAMS_VERSION) {
-        LOG_ERROR("--- %s DYN_SOC: file version mismatch: got %d expected %d; discarding data ---\n",
-                  file.version, PARAMS_VERSION);
+        LOG_ERROR("DYN_SOC: file version mismatch: got %d expected %d; discarding data ---\n", file.version,
+                  PARAMS_VERSION);
         s.err_flags |= ERR_PARAMS_READ;
         return false;
     }
-    LOG_ERROR("--- %s PQX DYN_SOC: read values from file version %d: %d %d %d %d ---\n", PARAMS_VERSION,
+    LOG_ERROR("PQX DYN_SOC: read values from file version %d: %d %d %d %d ---\n", PARAMS_VERSION,
               file.dcr_num, file.dcr_den, file.qmax_num, file.qmax_den);
     return true;
 }
@@ -72,8 +80,8 @@ void accept_dcr(std::int32_t num, std::int32_t den) {
 }
 
 void accept_qmax(std::int32_t num, std::int32_t den) {
-    const wrap32 qmax = wrap32{num} * 10000 / den;
-    if (qmax * 10 < QMAX_TIMES_10_MIN || qmax * 10 > QMAX_TIMES_10_MAX) return;
+    const wrap32 qmax = wrap32{num} * 10000 / den;  // likewise
+    if (qmax < QMAX_STORED_MIN || qmax > QMAX_STORED_MAX) return;
     set_qmax(qmax, num, den);
     s.written_qmax = qmax;
 }
@@ -102,16 +110,16 @@ void write_back_params() {
     }
     const params_file file = {PARAMS_VERSION, now.dcr_num.whole, now.dcr_den.whole, now.qmax_num.whole,
                               now.qmax_den.whole};
-    if (s.params_export(&file, sizeof file) != 0) {
+    if (s.params_export(&file, sizeof file) != RESULT_DONE) {
         // The time of the last write stays, so the next cycle tries again.
-        LOG_ERROR("--- %s DYN_SOC error: failed to write params to file---\n");
+        LOG_ERROR("DYN_SOC error: failed to write params to file---\n");
         s.err_flags |= ERR_PARAMS_WRITE;
         return;
     }
     s.written_dcr = now.dcr;
     s.written_qmax = now.qmax;
     s.last_write_time = now.time_s;
-    LOG_ERROR("--- %s DYN_SOC: successful write to file, version=%d ---\n", PARAMS_VERSION);
+    LOG_ERROR("DYN_SOC: successful write to file, version=%d ---\n", PARAMS_VERSION);
 }
 
 }  // namespace dyn_soc

@@ -13,8 +13,6 @@
 //
 // A soc_act that turns back keeps the gap of that start and sets out for a new target.
 
-#include <algorithm>
-
 #include "dyn_soc/internal.h"
 #include "util/arith.h"
 #include "util/log.h"
@@ -23,15 +21,17 @@
 namespace dyn_soc {
 namespace {
 
-// Discharging from above, the two meet after five gaps more, yet at 10 % at the latest.
+// Falling from above, the two meet after five gaps more, but never before the estimate has come down to 10 %.
 constexpr std::int32_t MEET_AFTER_GAPS = 5;
-constexpr std::int32_t MEET_BY_SOC = 10000;
+constexpr std::int32_t HIGHEST_TARGET_SOC = 10000;  // m%
 
-bool is_drawn_from(std::int32_t chg_sts) {
+// Which way the estimate is expected to go. Not charging is on the charger, yet not filled; Full is not filled either,
+// but full.
+bool may_only_fall(std::int32_t chg_sts) {
     return chg_sts == STATUS_DISCHARGING || chg_sts == STATUS_NOT_CHARGING;
 }
 
-bool is_filled(std::int32_t chg_sts) {
+bool may_only_rise(std::int32_t chg_sts) {
     return chg_sts == STATUS_CHARGING || chg_sts == STATUS_FULL;
 }
 
@@ -44,12 +44,12 @@ void show_estimate(dyn_soc_record& curr) {
 // applies.
 wrap32 target_from(wrap32 shown, const dyn_soc_record& curr) {
     const wrap32 act = curr.soc_act;
-    if (is_filled(curr.chg_sts)) return SOC_FULL;
-    if (is_drawn_from(curr.chg_sts)) {
+    if (may_only_rise(curr.chg_sts)) return SOC_FULL;
+    if (may_only_fall(curr.chg_sts)) {
         if (shown <= act) return 0;
-        return std::clamp<std::int32_t>(act - MEET_AFTER_GAPS * (shown - act), 0, MEET_BY_SOC);
+        return clamp(act - MEET_AFTER_GAPS * (shown - act), 0, HIGHEST_TARGET_SOC);
     }
-    LOG_ERROR("--- %s DYN_SOC error: unexpected chg_sts in smoother init! chg_sts=%d---\n", curr.chg_sts);
+    LOG_ERROR("DYN_SOC error: unexpected chg_sts in smoother init! chg_sts=%d---\n", curr.chg_sts);
     return act;
 }
 
@@ -62,17 +62,20 @@ void start_smoothing(dyn_soc_record& curr, wrap32 shown) {
     if (curr.smooth_target == curr.soc_act) show_estimate(curr);
 }
 
-// A change of the estimate, limited to what 5 mA would cause in the interval: the part of a jump that is
-// shown.
+// m% by which 5 mA change the state of charge in `dt_s`: 5 mA s of `qmax_c` C are 5 / 1000 / qmax of 100000 m%,
+// which is 500 / qmax, taken as 1000 / (2 * qmax).
+std::uint64_t change_by_5_ma(std::uint64_t dt_s, wrap32 qmax_c) {
+    const auto qmax = static_cast<std::uint64_t>(std::int64_t{qmax_c.value});
+    return arith::div(arith::mul(dt_s, std::uint64_t{1000}), arith::mul(std::uint64_t{2}, qmax));
+}
+
+// The part of a jump that is shown: what a current of 5 mA would have caused since the last cycle.
 wrap32 plausible_change(const dyn_soc_record& curr) {
-    const std::uint64_t dt = arith::sub(curr.time_s, s.prev.time_s);
-    const auto qmax = static_cast<std::uint64_t>(std::int64_t{s.prev.qmax});
-    const std::uint64_t step =
-        arith::div(arith::mul(dt, std::uint64_t{1000}), arith::mul(std::uint64_t{2}, qmax));
+    const std::uint64_t most = change_by_5_ma(arith::sub(curr.time_s, s.prev.time_s), s.prev.qmax);
     const wrap32 change = curr.soc_act - s.prev.soc_act;
-    if (step > INT32_MAX) return change;
-    const auto most = static_cast<std::int32_t>(step);
-    return std::clamp<std::int32_t>(change, -most, most);
+    if (most > INT32_MAX) return change;
+    const auto limit = static_cast<std::int32_t>(most);
+    return clamp(change, -limit, limit);
 }
 
 void restart_from_shown(dyn_soc_record& curr) {
@@ -97,8 +100,8 @@ void apply_smoothing(dyn_soc_record& curr) {
 }
 
 bool shows_estimate(const dyn_soc_record& curr) {
-    if (is_drawn_from(curr.chg_sts)) return curr.soc_act <= 0;
-    if (is_filled(curr.chg_sts)) return curr.soc_act >= SOC_FULL;
+    if (may_only_fall(curr.chg_sts)) return curr.soc_act <= 0;
+    if (may_only_rise(curr.chg_sts)) return curr.soc_act >= SOC_FULL;
     return true;
 }
 

@@ -6,12 +6,17 @@
 #include "dyn_soc/internal.h"
 #include "util/arith.h"
 #include "util/log.h"
+#include "util/results.h"
 #include "util/sensor_value.h"
 
 namespace dyn_soc {
 namespace {
 
-constexpr std::uint64_t GAP_ABOVE_S = 20;       // more than this since the last good cycle is a gap
+constexpr std::uint64_t GAP_ABOVE_S = 20;  // more than this since the last good cycle is a gap
+constexpr std::int32_t UV_PER_TENTH_MV = 100;
+constexpr std::int32_t UA_PER_MA = 1000;
+constexpr std::int32_t MC_PER_DECIC = 100;
+
 constexpr std::int32_t CYCLES_PER_HISTORY = 4;  // one cycle in so many enters the history
 
 // A reading in the estimator's unit. One that could not be read stays so.
@@ -19,8 +24,9 @@ wrap32 in_units(wrap32 reading, std::int32_t divisor) {
     return reading == INVALID_VALUE ? reading : reading / divisor;
 }
 
-wrap32 percent_to_soc_ext(wrap32 percent) {
-    return percent == INVALID_VALUE ? percent : percent * 10;
+// The system shows hundredths of a percent.
+wrap32 soc_ext_from(wrap32 ui_soc) {
+    return ui_soc == INVALID_VALUE ? ui_soc : ui_soc * (MPCT_PER_PCT / 100);
 }
 
 // Without a cycle before, this sample stands for it: no change since, and no drop hidden in the voltage.
@@ -54,7 +60,7 @@ void keep_history() {
     s.cycle_count += 1;
     if (s.cycle_count < CYCLES_PER_HISTORY) return;
     s.cycle_count = 0;
-    vorn_queue__overwrite(&s.soc_past_queue, s.prev.soc_smooth);
+    vorn_queue__overwrite(&s.soc_past_queue, s.prev.soc_smooth.value);
 }
 
 // Drops the working record: the last good cycle stays the last one.
@@ -68,7 +74,7 @@ std::int32_t abandon(std::uint32_t err_flag, std::int32_t result) {
 
 void commit(const dyn_soc_record& curr) {
     s.prev = curr;
-    vorn_queue__overwrite(&s.ocv_queue, curr.ocv);
+    vorn_queue__overwrite(&s.ocv_queue, curr.ocv.value);
     s.dyn_soc_state = STATE_RUNNING;
     s.good_cycles += 1;
     s.tocboc_changed = false;
@@ -83,36 +89,41 @@ using namespace dyn_soc;
 std::int32_t dyn_soc__update(std::uint64_t elapsed_s, std::int32_t voltage_uv, std::int32_t current_ua,
                              std::int32_t temperature_decic, std::int32_t thermal_mc, std::int32_t status,
                              std::int32_t ui_soc) {
-    if (s.dyn_soc_state == STATE_DISABLED) return DYN_SOC_NO_RESULT;
-    if (s.dyn_soc_state == STATE_NOT_INITIALISED) return DYN_SOC_NOT_INITIALISED;
+    if (s.dyn_soc_state == STATE_DISABLED) return RESULT_FAILED;
+    if (s.dyn_soc_state == STATE_NOT_INITIALISED) return RESULT_NOT_INITIALISED;
 
     dyn_soc_record curr = s.prev;
     curr.time_s = elapsed_s;
-    curr.volt = in_units(voltage_uv, 100);
-    curr.curr_ma = in_units(current_ua, 1000);
+    curr.volt = in_units(voltage_uv, UV_PER_TENTH_MV);
+    curr.curr_ma = in_units(current_ua, UA_PER_MA);
     curr.temp = temperature_decic;
-    curr.virt_temp = in_units(thermal_mc, 100);
+    curr.virt_temp = in_units(thermal_mc, MC_PER_DECIC);
     curr.chg_sts = status;
-    curr.soc_ext = percent_to_soc_ext(ui_soc);
+    curr.soc_ext = soc_ext_from(ui_soc);
 
     if (s.dyn_soc_state == STATE_FIRST_CYCLE) seed_prev(curr);
     note_disturbance(curr);
     if (!validate_inputs(curr)) {
-        LOG_ERROR("--- %s DYN_SOC error: invalid inputs ---\n");
-        return abandon(ERR_BAD_INPUTS, DYN_SOC_BAD_INPUT);
+        LOG_ERROR("DYN_SOC error: invalid inputs ---\n");
+        return abandon(ERR_BAD_INPUTS, RESULT_REFUSED);
     }
 
     update_avg_curr(curr);
     adapt_dcr_estimate(curr);
     soc_delta delta = {};
     update_soc_estimate(curr, delta);
-    rescale_to_limits(curr);
+    if (rescale_to_limits(curr)) {
+        s.tocboc_changed = true;
+        s.smoother_jump = true;
+    }
     adapt_qmax_estimate(delta, curr);
-    update_toc_landing_algo(curr);
+    const landing_outcome landing = update_toc_landing_algo(curr);
+    if (landing.jumps) s.smoother_jump = true;
+    if (landing.has_landed) report_landing(curr, landing.soc_land);
     update_smoother(curr);
     if (curr.soc_smooth == INVALID_VALUE) {
-        LOG_ERROR("--- %s DYN_SOC error: failed to update display SoC ---\n");
-        return abandon(ERR_NO_DISPLAY_SOC, DYN_SOC_NO_RESULT);
+        LOG_ERROR("DYN_SOC error: failed to update display SoC ---\n");
+        return abandon(ERR_NO_DISPLAY_SOC, RESULT_FAILED);
     }
     curr.soc_ui = next_display_soc(curr.soc_smooth, s.prev.soc_ui, curr.chg_sts);
 
@@ -120,5 +131,5 @@ std::int32_t dyn_soc__update(std::uint64_t elapsed_s, std::int32_t voltage_uv, s
     log_params_metric(curr);
     commit(curr);
     write_back_params();
-    return DYN_SOC_UPDATED;
+    return RESULT_DONE;
 }

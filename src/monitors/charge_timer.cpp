@@ -24,9 +24,13 @@ namespace {
 constexpr std::int64_t MIN_ESTIMATE_CURRENT_UA = 1000;  // a current of at least this gives an estimate
 constexpr std::uint64_t MAX_CHARGE_TIME_S = 72000;      // 20 h: a deadline is at most this after the start
 constexpr std::uint64_t MIN_CHARGE_TIME_S = 3600;       // 1 h: and at least this
-constexpr std::uint64_t CHARGER_AWAY_S = 60;            // not charging for at least this ends the period
+constexpr std::uint64_t PERIOD_ENDS_AWAY_S = 60;  // not charging (once expired: no charger) for at least this
 constexpr std::int64_t NO_CURRENT_UA = std::numeric_limits<std::int64_t>::max();
 static_assert(MIN_CHARGE_TIME_S < MAX_CHARGE_TIME_S);
+constexpr std::int64_t UA_PER_MA = 1000;
+constexpr float MINUTES_PER_HOUR = 60.0F;
+constexpr float SECONDS_PER_MINUTE = 60.0F;
+constexpr float PERCENT = 100.0F;
 
 enum state : std::uint32_t { IDLE = 0, DISCHARGING = 1, CHARGING = 2, EXPIRED = 3 };
 
@@ -46,18 +50,20 @@ struct {
     std::int64_t min_curr_ua;         // smallest current a deadline was computed for; NO_CURRENT_UA = none
 } s;
 
-// Seconds to charge from soc_pct to the target, rounded to single precision after every operation. The
+// Seconds to charge from soc_pct to the target: mAh / mA are hours, times the share that is missing, and the base
+// time. Rounded to single precision after every operation, so an hour is 60 times 60 and not 3600. The
 // missing percentage is a difference of single-precision numbers too, so no state of charge overflows it.
 float estimate_charge_time_s(std::int64_t current_ua, std::int32_t soc_pct) {
-    const std::int64_t current_ma = current_ua / 1000;
+    const std::int64_t current_ma = current_ua / UA_PER_MA;
     const float missing_pct = static_cast<float>(s.target_soc) - static_cast<float>(soc_pct);
     const float full_charge_h = static_cast<float>(s.capacity_mah) / static_cast<float>(current_ma);
-    return full_charge_h * 60.0F * 60.0F * missing_pct / 100.0F + static_cast<float>(s.base_time_s);
+    return full_charge_h * MINUTES_PER_HOUR * SECONDS_PER_MINUTE * missing_pct / PERCENT +
+           static_cast<float>(s.base_time_s);
 }
 
 // The deadline for a charge that needs needed_s from now_s on, before the limits of the charge period.
 std::uint64_t deadline_after(float needed_s, std::uint64_t now_s) {
-    const float margin_s = needed_s * static_cast<float>(s.margin_pct) / 100.0F;
+    const float margin_s = needed_s * static_cast<float>(s.margin_pct) / PERCENT;
     return arith::to_integer<std::uint64_t>(needed_s + margin_s + static_cast<float>(now_s));
 }
 
@@ -68,6 +74,7 @@ std::uint64_t limit_to_charge_period(std::uint64_t deadline_s) {
     return deadline_s < earliest_s ? earliest_s : deadline_s;
 }
 
+// A deadline that stands is moved by a new low of the current only, and by nothing once the target is reached.
 void refresh_deadline(std::uint64_t now_s, std::int64_t current_ua, std::int32_t soc_pct) {
     if (current_ua < MIN_ESTIMATE_CURRENT_UA) return;
     const bool target_reached = soc_pct >= static_cast<std::int32_t>(s.target_soc);
@@ -109,11 +116,12 @@ constexpr std::int32_t next_fail_count(std::int32_t stored) {
     return stored >= 0 && stored != INVALID_VALUE ? stored + 1 : 1;
 }
 
+// The flag and the state stand whether or not the count could be stored.
 std::uint32_t expire(std::uint64_t now_s, std::uint64_t deadline_s, std::int32_t soc_pct) {
     s.disable_flag = true;
     s.ct_state = EXPIRED;
     const std::int32_t fail_count = next_fail_count(s.fail_counter_import());
-    LOG_ERROR("--- %s setting charge fail counter to %d ---\n", fail_count);
+    LOG_ERROR("setting charge fail counter to %d ---\n", fail_count);
     const std::int32_t result = s.fail_counter_export(fail_count);
     EMIT_RECORD(charge_timer_expired, arith::sub(now_s, s.charge_start_s),
                 arith::sub(deadline_s, s.charge_start_s), s.min_curr_ua, soc_pct);
@@ -135,7 +143,7 @@ std::uint32_t while_charging(std::uint64_t now_s, std::int32_t status, std::int6
 void while_discharging(std::uint64_t now_s, std::int32_t status, std::int64_t current_ua,
                        std::int32_t soc_pct) {
     const std::uint64_t away_s = arith::sub(now_s, s.discharge_start_s);
-    if (away_s >= CHARGER_AWAY_S) {
+    if (away_s >= PERIOD_ENDS_AWAY_S) {
         end_charge_period(now_s, away_s, soc_pct);
         if (status == STATUS_CHARGING) start_charge_period(now_s, current_ua, soc_pct);
     } else if (s.disable_flag) {

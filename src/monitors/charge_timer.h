@@ -20,9 +20,9 @@ void charge_timer_init(std::uint32_t margin_pct, std::uint32_t target_soc, std::
                        value_import_fn fail_counter_import);
 
 // Takes one cycle into account. In the cycle of an expiry returns the result of `fail_counter_export`, in any
-// other 0. Nothing is required of the arguments; `now_s` may go backward.
+// other RESULT_DONE. Nothing is required of the arguments; `now_s` may go backward.
 std::uint32_t charge_timer_main(std::uint64_t now_s, std::int32_t status, std::int64_t current_ua,
                                 std::int32_t soc_pct);
 
-// Whether charging must stop: from an expiry until the charger has been away for 60 s.
+// Whether charging must stop: from an expiry until 60 s after the charger was seen to go, unless it is back before.
 bool get_chargetimer_disable_flag();

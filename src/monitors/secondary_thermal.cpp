@@ -8,6 +8,7 @@
 #include "util/arith.h"
 #include "util/metrics.h"
 #include "util/queue.h"
+#include "util/results.h"
 #include "util/sensor_value.h"
 #include "util/status.h"
 
@@ -123,7 +124,7 @@ std::int32_t secondary_thermal_detect_main(std::uint64_t now_s, std::int32_t sta
             release_when_safe(now_s, status, temp_c, v_mv);
             break;
     }
-    return 0;
+    return RESULT_DONE;
 }
 
 bool get_thermal_flag() {

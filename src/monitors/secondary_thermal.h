@@ -12,7 +12,7 @@
 // Forgets any charge and drops the flag.
 void secondary_thermal_detect_init();
 
-// Takes one cycle into account. Returns 0, always. Nothing is required of the arguments.
+// Takes one cycle into account. Returns RESULT_DONE, always. Nothing is required of the arguments.
 std::int32_t secondary_thermal_detect_main(std::uint64_t now_s, std::int32_t status, std::int32_t temp_c,
                                            std::int64_t i_ma, std::int32_t v_mv);
 

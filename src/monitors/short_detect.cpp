@@ -11,18 +11,19 @@
 #include "charge_mgr/charge_mgr.h"
 #include "util/arith.h"
 #include "util/metrics.h"
+#include "util/results.h"
 #include "util/sensor_value.h"
 #include "util/status.h"
 
 namespace {
 
 constexpr std::uint32_t PARTS_PER_UNIT = 100000;  // a share of 1 in units of 10 ppm
-constexpr std::uint32_t CUTOFF_BASE_MV = 4450;    // the cutoff offset is a share of this
-constexpr std::uint32_t MIN_V_DIP_UV = 25000;     // the voltage dip is at least this
-constexpr std::uint32_t DIP_SAFETY_FACTOR = 5;    // ... and this many times what the current drop explains
-constexpr std::uint32_t CUTOFF_MIN_DIPS = 3;      // the cutoff offset is at least this many voltage dips
-constexpr std::int32_t MIN_CURRENT_MA = 1;        // a sample counts at or above this current
-constexpr std::uint64_t AWAY_S = 60;              // not charging for at least this ends the active state
+constexpr std::uint32_t UV_PER_MV = 1000;
+constexpr std::uint32_t MIN_V_DIP_UV = 25000;   // the voltage dip is at least this
+constexpr std::uint32_t DIP_SAFETY_FACTOR = 5;  // ... and this many times what the current drop explains
+constexpr std::uint32_t CUTOFF_MIN_DIPS = 3;    // the cutoff offset is at least this many voltage dips
+constexpr std::int32_t MIN_CURRENT_MA = 1;      // a sample counts at or above this current
+constexpr std::uint64_t AWAY_S = 60;            // not charging for at least this ends the active state
 
 struct {
     std::uint32_t curr_dip_thresh;     // mA; a sample counts when the current fell by less than this
@@ -59,12 +60,11 @@ void refill() {
 }
 
 void exit_active_state(std::uint32_t v_mv, std::int32_t i_ma) {
-    LOG_ERROR("--- %s SHORT_DETECT Exit active state, v_accum_min=%d, v_dip_th=%u\n", s.v_accum_min,
-              s.v_dip_thresh);
+    LOG_ERROR("SHORT_DETECT Exit active state, v_accum_min=%d, v_dip_th=%u\n", s.v_accum_min, s.v_dip_thresh);
     EMIT_RECORD(short_active_ended, s.v_accum_min, s.v_dip_thresh);
     if (s.fault_flag) {
         s.fault_flag = false;
-        LOG_ERROR("--- %s SHORT_DETECT Clearing fault flag, v=%d, v_max=%u, curr=%d\n", v_mv, s.v_max, i_ma);
+        LOG_ERROR("SHORT_DETECT Clearing fault flag, v=%d, v_max=%u, curr=%d\n", v_mv, s.v_max, i_ma);
         EMIT_RECORD(short_fault_cleared, v_mv, s.v_max, i_ma);
     }
     s.v_max = 0;
@@ -98,7 +98,7 @@ void accumulate(std::uint64_t now_s, std::uint32_t v_mv, std::int32_t i_ma) {
         const std::uint64_t since_max_s = arith::sub(now_s, s.v_max_time_s);
         s.fault_flag = true;
         LOG_ERROR(
-            "--- %s SHORT_DETECT Fault detected, v=%d, v_max=%d, v_dip_thresh=%u, sec_since_max=%lu, "
+            "SHORT_DETECT Fault detected, v=%d, v_max=%d, v_dip_thresh=%u, sec_since_max=%lu, "
             "curr=%d\n",
             v_mv, s.v_max, s.v_dip_thresh, since_max_s, i_ma);
         EMIT_RECORD(short_fault_detected, v_mv, s.v_max, s.v_dip_thresh, since_max_s, i_ma);
@@ -114,13 +114,14 @@ void short_detect__init(std::uint32_t cutoff_ppm10, std::uint32_t curr_dip_ppm10
                         std::uint32_t curr_low_ma) {
     s = {};
     s.curr_dip_thresh = share_of(arith::add(curr_high_ma, curr_low_ma) / 2, curr_dip_ppm10);
+    // mΩ * mA = µV
     const std::uint32_t v_dip_uv =
         arith::mul(arith::mul(DIP_SAFETY_FACTOR, resistance_mohm), s.curr_dip_thresh);
-    s.v_dip_thresh = std::max(v_dip_uv, MIN_V_DIP_UV) / 1000;
+    s.v_dip_thresh = std::max(v_dip_uv, MIN_V_DIP_UV) / UV_PER_MV;
     s.cutoff_offset_mv =
-        std::max(share_of(CUTOFF_BASE_MV, cutoff_ppm10), arith::mul(CUTOFF_MIN_DIPS, s.v_dip_thresh));
+        std::max(share_of(FULL_TOC_MV, cutoff_ppm10), arith::mul(CUTOFF_MIN_DIPS, s.v_dip_thresh));
     set_cutoffs(charge_mgr__get_top_of_charge_mv());
-    LOG_ERROR("--- %s SHORT_DETECT Init params: v_dip_thresh=%u, curr_dip_thresh=%u, volt_cutoff=%u\n",
+    LOG_ERROR("SHORT_DETECT Init params: v_dip_thresh=%u, curr_dip_thresh=%u, volt_cutoff=%u\n",
               s.v_dip_thresh, s.curr_dip_thresh, s.volt_cutoff);
     refill();
     s.prev_v_mv = INVALID_VALUE;
@@ -134,12 +135,12 @@ std::int32_t short_detect__update(std::uint64_t now_s, std::uint32_t status, std
     if (s.active && must_exit(now_s)) exit_active_state(v_mv, i_ma);
 
     if (battery_status == STATUS_UNKNOWN || voltage_mv == INVALID_VALUE || i_ma == INVALID_VALUE) {
-        LOG_ERROR("--- %s SHORT_DETECT Invalid inputs, volt=%d, curr=%d\n", v_mv, i_ma);
+        LOG_ERROR("SHORT_DETECT Invalid inputs, volt=%d, curr=%d\n", v_mv, i_ma);
         if (s.active) exit_active_state(v_mv, i_ma);
         note_presence(now_s, battery_status);
         s.prev_v_mv = INVALID_VALUE;
         s.prev_i_ma = INVALID_VALUE;
-        return SHORT_DETECT_INVALID_SAMPLE;
+        return RESULT_REFUSED;
     }
     if (s.prev_v_mv == INVALID_VALUE || s.prev_i_ma == INVALID_VALUE) {
         s.prev_v_mv = voltage_mv;  // the first change after a gap is 0
@@ -163,5 +164,5 @@ std::int32_t short_detect__update(std::uint64_t now_s, std::uint32_t status, std
         s.v_max = voltage_mv;
         s.v_max_time_s = now_s;
     }
-    return 0;
+    return RESULT_DONE;
 }

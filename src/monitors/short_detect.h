@@ -10,7 +10,7 @@
 #include <cstdint>
 
 // Derives the thresholds and disarms the detector; charge_mgr must have been initialised.
-//   cutoff_ppm10     arms this share of 4450 mV below the ToC, in units of 10 ppm, but at least 3 dips
+//   cutoff_ppm10     arms this share of FULL_TOC_MV below the ToC, in units of 10 ppm, but at least 3 dips
 //   curr_dip_ppm10   a current drop, as a share of the mean of the two currents, in units of 10 ppm
 //   resistance_mohm  a dip of the voltage is 5 times what the current drop causes in it, but at least 25 mV
 //   curr_high_ma, curr_low_ma  the two currents
@@ -18,9 +18,7 @@
 void short_detect__init(std::uint32_t cutoff_ppm10, std::uint32_t curr_dip_ppm10,
                         std::uint32_t resistance_mohm, std::uint32_t curr_high_ma, std::uint32_t curr_low_ma);
 
-constexpr std::int32_t SHORT_DETECT_INVALID_SAMPLE = 2;
-
-// Takes one cycle into account. Returns 0; or SHORT_DETECT_INVALID_SAMPLE (status Unknown, voltage or current
-// INVALID_VALUE), which disarms the detector.
+// Takes one cycle into account. Returns RESULT_DONE; or RESULT_REFUSED for a sample with status Unknown, voltage or
+// current INVALID_VALUE, which disarms the detector.
 std::int32_t short_detect__update(std::uint64_t now_s, std::uint32_t status, std::uint32_t v_mv,
                                   std::int32_t i_ma);

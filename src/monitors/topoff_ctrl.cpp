@@ -34,7 +34,7 @@ bool must_clear(std::uint64_t now_s, std::uint32_t status, std::uint32_t v_mv) {
 void clear(std::uint64_t now_s, std::uint32_t v_mv) {
     const std::uint64_t duration_s = arith::sub(now_s, s.flag_set_time_s);
     s.chg_dis_flag = false;
-    LOG_ERROR("--- %s TOPOFF Clearing chg dis flag, volt=%d, dur=%lu ---\n", v_mv, duration_s);
+    LOG_ERROR("TOPOFF Clearing chg dis flag, volt=%d, dur=%lu ---\n", v_mv, duration_s);
     EMIT_RECORD(topoff_cleared, v_mv, s.v_reset_mv, duration_s);
 }
 
@@ -42,7 +42,7 @@ void set(std::uint64_t now_s, std::uint32_t v_mv) {
     s.chg_dis_flag = true;
     s.v_reset_mv = arith::sub(v_mv, s.reset_margin_mv);
     s.flag_set_time_s = now_s;
-    LOG_ERROR("--- %s TOPOFF Battery full; setting chg dis flag ---\n");
+    LOG_ERROR("TOPOFF Battery full; setting chg dis flag ---\n");
     EMIT_RECORD(topoff_set, v_mv);
 }
 

@@ -4,6 +4,7 @@
 
 #include "util/arith.h"
 #include "util/metrics.h"
+#include "util/results.h"
 #include "util/sensor_value.h"
 
 namespace {
@@ -29,22 +30,22 @@ std::int32_t discharged_voltage_uv(std::int32_t from_uv, float hours, float rate
 // last saved voltage where the time is not known, and to INVALID_VALUE where the rate makes no sense.
 std::int32_t estimate_voltage_uv(std::int32_t last_uv, float off_hours, float rate_uv) {
     if (last_uv == INVALID_VALUE || off_hours == INVALID_HOURS) {
-        LOG_ERROR("%s precharge offline nonexistent or invalid V %d\n", last_uv);
+        LOG_ERROR_BARE("precharge offline nonexistent or invalid V %d\n", last_uv);
         return last_uv;
     }
     if (!(off_hours > 0.0F)) {  // not a number is no time either
-        LOG_ERROR("%s precharge error calculating offline time\n");
+        LOG_ERROR_BARE("precharge error calculating offline time\n");
         return last_uv;
     }
     std::int32_t estimate_uv = INVALID_VALUE;
     if (rate_uv == INVALID_HOURS || rate_uv <= 0.0F) {
-        LOG_ERROR("%s precharge UVP mode discharge rate is nonexistent or invalid %f\n",
-                  static_cast<double>(rate_uv));
+        LOG_ERROR_BARE("precharge UVP mode discharge rate is nonexistent or invalid %f\n",
+                       static_cast<double>(rate_uv));
     } else {
         estimate_uv = discharged_voltage_uv(last_uv, off_hours, rate_uv);
     }
-    LOG_ERROR("%s precharge offline logged hours %.2f for VT %d\n", static_cast<double>(off_hours),
-              last_uv / UV_PER_MV);
+    LOG_ERROR_BARE("precharge offline logged hours %.2f for VT %d\n", static_cast<double>(off_hours),
+                   last_uv / UV_PER_MV);
     return estimate_uv;
 }
 
@@ -57,65 +58,58 @@ void raise_flag(flag_set_fn property_set) {
 
 }  // namespace
 
-std::int32_t precharge_feature_init(flag_get_fn property_get, flag_set_fn property_set,
-                                    value_import_fn counter_import, value_export_fn counter_export,
-                                    value_import_fn timer_import, value_export_fn timer_export,
-                                    flag_get_fn uboot_flag_import, value_import_fn uboot_timer_import,
-                                    float uvp_discharge_rate, unseen_hours_fn power_off_time,
+std::int32_t precharge_feature_init(const precharge_wiring& wiring, float uvp_discharge_rate,
                                     std::int32_t last_battery_volt_uv) {
     s = {};
-    s.prechargetimer_disable_flag = property_get();
-    const bool is_fault = uboot_flag_import();
-    std::int32_t uboot_timer_s = uboot_timer_import();
+    s.prechargetimer_disable_flag = wiring.property_get();
+    const bool is_fault = wiring.uboot_flag_import();
+    std::int32_t uboot_timer_s = wiring.uboot_timer_import();
     if (uboot_timer_s == INVALID_VALUE) uboot_timer_s = 0;
-    const float off_hours = power_off_time();
+    const float off_hours = wiring.power_off_time();
 
-    const std::int32_t result =
-        update_precharge_trackers(uboot_timer_s, counter_import, counter_export, timer_import, timer_export);
-    if (result != 0) LOG_ERROR("%s precharge trackers did not update successfully\n");
+    const std::int32_t result = update_precharge_trackers(uboot_timer_s, wiring);
+    if (result != RESULT_DONE) LOG_ERROR_BARE("precharge trackers did not update successfully\n");
     if (!is_fault && uboot_timer_s < MIN_PRECHARGE_S) return result;
 
     std::int32_t discharge_uv = last_battery_volt_uv;
     if (is_fault) {
         discharge_uv = estimate_voltage_uv(last_battery_volt_uv, off_hours, uvp_discharge_rate);
-        raise_flag(property_set);
+        raise_flag(wiring.property_set);
     }
     const int fault_trip = is_fault ? 1 : 0;
-    LOG_ERROR("%s precharge event with uboot timer %d and flag %d\n", uboot_timer_s, fault_trip);
+    LOG_ERROR_BARE("precharge event with uboot timer %d and flag %d\n", uboot_timer_s, fault_trip);
     EMIT_RECORD(precharge_event, fault_trip, uboot_timer_s, last_battery_volt_uv / UV_PER_MV,
                 discharge_uv / UV_PER_MV, static_cast<double>(uvp_discharge_rate));
     return result;
 }
 
-std::int32_t update_precharge_trackers(std::int32_t uboot_timer_s, value_import_fn counter_import,
-                                       value_export_fn counter_export, value_import_fn timer_import,
-                                       value_export_fn timer_export) {
-    LOG_ERROR("%s setting precharge timer and counter \n");
-    if (uboot_timer_s < MIN_PRECHARGE_S) return 0;
+std::int32_t update_precharge_trackers(std::int32_t uboot_timer_s, const precharge_wiring& wiring) {
+    LOG_ERROR_BARE("setting precharge timer and counter \n");
+    if (uboot_timer_s < MIN_PRECHARGE_S) return RESULT_DONE;
 
-    std::int32_t timer_s = timer_import();
-    std::int32_t counter = counter_import();
+    std::int32_t timer_s = wiring.timer_import();
+    std::int32_t counter = wiring.counter_import();
     if (!is_total(timer_s)) {
-        LOG_ERROR("%s precharge timer returned %d resetting to 0\n", timer_s);
+        LOG_ERROR_BARE("precharge timer returned %d resetting to 0\n", timer_s);
         timer_s = 0;
     }
     if (!is_total(counter)) {
-        LOG_ERROR("%s precharge counter returned %d resetting to 0\n", counter);
+        LOG_ERROR_BARE("precharge counter returned %d resetting to 0\n", counter);
         counter = 0;
     }
     counter += 1;
     timer_s = arith::add(timer_s, uboot_timer_s);
-    LOG_ERROR("%s setting precharge timer %d and counter %d\n", timer_s, counter);
-    if (timer_export(timer_s) != 0) {
-        LOG_ERROR("%s error while writing precharge timer, %d\n", timer_s);
-        return 1;
+    LOG_ERROR_BARE("setting precharge timer %d and counter %d\n", timer_s, counter);
+    if (wiring.timer_export(timer_s) != 0) {
+        LOG_ERROR_BARE("error while writing precharge timer, %d\n", timer_s);
+        return RESULT_FAILED;
     }
-    if (counter_export(counter) != 0) {
-        LOG_ERROR("%s error while writing precharge counter, %d\n", counter);
-        return 1;
+    if (wiring.counter_export(counter) != 0) {
+        LOG_ERROR_BARE("error while writing precharge counter, %d\n", counter);
+        return RESULT_FAILED;
     }
     EMIT_RECORD(precharge_trackers_updated, counter, timer_s);
-    return 0;
+    return RESULT_DONE;
 }
 
 bool get_prechargetimer_disable_flag() {

@@ -14,6 +14,7 @@ constexpr float ZERO_CELSIUS_K = 273.0F;
 
 static_assert(volt_band_upper_mv(VOLT_BANDS - 2) == 4400);
 static_assert(temp_band_upper_mc(TEMP_BANDS - 2) == 50000);
+static_assert(FULL_TOC_MV == 4450);  // the row whose factor is 1
 
 // Bands of one width, numbered from 0; an edge belongs to the band below it.
 std::int32_t band_index(std::int32_t value, std::int32_t first_edge, std::int32_t width, std::int32_t last) {

@@ -8,6 +8,8 @@
 
 #include <cstdint>
 
+#include "charge_mgr/charge_mgr.h"
+
 constexpr std::int32_t VOLT_BANDS = 9;
 constexpr std::int32_t VOLT_BAND_FIRST_EDGE_MV = 3000;  // row 0 is all voltages <= this
 constexpr std::int32_t VOLT_BAND_WIDTH_MV = 200;
@@ -30,9 +32,9 @@ constexpr std::int32_t temp_band_upper_mc(std::int32_t column) {
 }
 
 // The voltage in mV and the temperature in thousandths of °C that stand for a whole band: its middle, but the
-// full battery's 4450 mV for the last row.
+// full battery's voltage for the last row.
 constexpr std::int32_t volt_band_weighting_mv(std::int32_t row) {
-    return row == VOLT_BANDS - 1 ? 4450 : volt_band_upper_mv(row) - VOLT_BAND_WIDTH_MV / 2;
+    return row == VOLT_BANDS - 1 ? FULL_TOC_MV : volt_band_upper_mv(row) - VOLT_BAND_WIDTH_MV / 2;
 }
 constexpr std::int32_t temp_band_weighting_mc(std::int32_t column) {
     return temp_band_upper_mc(column) - TEMP_BAND_WIDTH_MC / 2;

@@ -6,6 +6,7 @@
 #include "util/arith.h"
 #include "util/log.h"
 #include "util/metrics.h"
+#include "util/results.h"
 #include "util/sensor_value.h"
 
 namespace {
@@ -13,7 +14,6 @@ namespace {
 constexpr std::uint64_t FLUSH_PERIOD_S = 3600;  // the table is written at a sample > this after the last
 constexpr std::uint64_t EVALUATION_PERIOD_S = 172800;  // 48 h; likewise
 constexpr float CLOCK_BEHIND_H = -1.0F;                // how unknown offline hours are handled and reported
-constexpr std::int32_t SAMPLE_REFUSED = 2;
 
 struct {
     record_import_fn stress_import_fn;  // reads the table's file
@@ -38,7 +38,8 @@ bool is_read(std::int32_t voltage_mv, std::int32_t temperature_mc) {
 
 // Whether the file could be opened, at the second attempt if need be.
 bool load_table() {
-    return stress_table__import(s.stress_import_fn) == 0 || stress_table__import(s.stress_import_fn) == 0;
+    return stress_table__import(s.stress_import_fn) == RESULT_DONE ||
+           stress_table__import(s.stress_import_fn) == RESULT_DONE;
 }
 
 // Credits the hours the device was off to the bucket in which it wakes up. Negative hours are not known yet:
@@ -46,26 +47,26 @@ bool load_table() {
 void account_offline_hours(float hours, std::int32_t voltage_mv, std::int32_t temperature_mc) {
     if (!is_read(voltage_mv, temperature_mc) || hours == 0.0F) {
         s.offline_retry_pending = false;
-        LOG_ERROR("%s stress offline nonexistent or invalid VT %d %d\n", voltage_mv, temperature_mc);
+        LOG_ERROR_BARE("stress offline nonexistent or invalid VT %d %d\n", voltage_mv, temperature_mc);
     } else if (hours > 0.0F) {
         stress_table__add_hours(hours, voltage_mv, temperature_mc);
-        LOG_ERROR("%s stress offline logged hours %.2f for VT %d %d\n", static_cast<double>(hours),
-                  voltage_mv, temperature_mc);
+        LOG_ERROR_BARE("stress offline logged hours %.2f for VT %d %d\n", static_cast<double>(hours),
+                       voltage_mv, temperature_mc);
         s.offline_retry_pending = false;
-        stress_table__export(s.stress_export_fn);
+        (void)stress_table__export(s.stress_export_fn);  // the hourly write tries again
     } else {
         s.offline_retry_pending = true;
         s.offline_retry_volt = voltage_mv;
         s.offline_retry_temp = temperature_mc;
-        LOG_ERROR("%s stress error calculating offline time, retry on flush\n");
+        LOG_ERROR_BARE("stress error calculating offline time, retry on flush\n");
     }
 }
 
 void retry_offline_hours(float hours) {
     if (!s.offline_retry_pending || hours == INVALID_HOURS || !(hours >= 0.0F)) return;
     s.offline_retry_pending = false;
-    LOG_ERROR("%s stress offline retry logged hours %.2f for VT %d %d\n", static_cast<double>(hours),
-              s.offline_retry_volt, s.offline_retry_temp);
+    LOG_ERROR_BARE("stress offline retry logged hours %.2f for VT %d %d\n", static_cast<double>(hours),
+                   s.offline_retry_volt, s.offline_retry_temp);
     stress_table__add_hours(hours, s.offline_retry_volt, s.offline_retry_temp);
     EMIT_RECORD(stress_offline_hours, static_cast<double>(hours), 0, 0, s.offline_retry_volt,
                 s.offline_retry_temp);
@@ -76,7 +77,7 @@ void flush_table(std::uint64_t now_s) {
     retry_offline_hours(s.power_off_time_fn());
     const std::int32_t status = stress_table__export(s.stress_export_fn);
     EMIT_RECORD(stress_table_written, status);
-    LOG_ERROR("%s stress local table flush %d\n", status);
+    LOG_ERROR_BARE("stress local table flush %d\n", status);
     s.next_flush_time = arith::add(now_s, FLUSH_PERIOD_S);
 }
 
@@ -85,7 +86,7 @@ void evaluate_trip(std::uint64_t now_s) {
     const std::int32_t result = set_sys_stress_trip(stress_hours, false);
     s.next_calc_time = arith::add(now_s, EVALUATION_PERIOD_S);
     EMIT_RECORD(stress_evaluated, static_cast<std::int32_t>(stress_hours), current_stress_trip(), result);
-    LOG_ERROR("%s stress calc hours %d %d\n", static_cast<std::int32_t>(stress_hours), result);
+    LOG_ERROR_BARE("stress calc hours %d %d\n", static_cast<std::int32_t>(stress_hours), result);
 }
 
 }  // namespace
@@ -99,11 +100,11 @@ std::int32_t stress_feature_init(record_import_fn import_fn, record_export_fn ex
     s.offline_retry_temp = INVALID_VALUE;
     start_schedule();
     stress_table__init(mock_offset_h);
-    if (mock_offset_h != 0) LOG_ERROR("%s stress feature mock offset set to %u \n", mock_offset_h);
+    if (mock_offset_h != 0) LOG_ERROR_BARE("stress feature mock offset set to %u \n", mock_offset_h);
     s.stress_import_fn = import_fn;
     s.stress_export_fn = export_fn;
     s.power_off_time_fn = power_off_time;
-    charge_mgr__register_perm_client_prop(STRESS_TRIP_CLIENT, property_set_fn);
+    (void)charge_mgr__register_perm_client_prop(STRESS_TRIP_CLIENT, property_set_fn);
     const bool table_valid = load_table();
 
     float hours = s.power_off_time_fn();
@@ -125,12 +126,12 @@ std::int32_t stress_feature_main(std::uint64_t now_s, std::int32_t voltage_mv, s
         start_schedule();
     }
     s.last_push_time = now_s;
-    if (!is_read(voltage_mv, temperature_mc)) return SAMPLE_REFUSED;
+    if (!is_read(voltage_mv, temperature_mc)) return RESULT_REFUSED;
 
     log_volt_temp_bucket(now_s, voltage_mv, temperature_mc);
     if (now_s > s.next_flush_time) flush_table(now_s);
     if (now_s > s.next_calc_time) evaluate_trip(now_s);
-    return 0;
+    return RESULT_DONE;
 }
 
 std::int32_t push_vorn_data(std::uint64_t now_s, std::int32_t voltage_mv, std::int32_t temperature_mc,

@@ -12,13 +12,13 @@
 
 // Once per start, after charge_mgr__init. Voltage and temperature may be INVALID_VALUE: then the hours the
 // device was off are dropped. The first two function values move the table's file, the third publishes the
-// stress trip's voltage. Returns the result of set_sys_stress_trip: 0, 1 or 2.
-std::int32_t stress_feature_init(record_import_fn import_fn, record_export_fn export_fn,
-                                 voltage_set_fn property_set_fn, unseen_hours_fn power_off_time,
-                                 std::int32_t voltage_mv, std::int32_t temperature_mc,
-                                 std::uint32_t mock_offset_h);
+// stress trip's voltage. Returns the result of set_sys_stress_trip.
+[[nodiscard]] std::int32_t stress_feature_init(record_import_fn import_fn, record_export_fn export_fn,
+                                               voltage_set_fn property_set_fn, unseen_hours_fn power_off_time,
+                                               std::int32_t voltage_mv, std::int32_t temperature_mc,
+                                               std::uint32_t mock_offset_h);
 
-// One sample. 2 when voltage or temperature is INVALID_VALUE (nothing is credited), otherwise 0. A time
+// One sample. RESULT_REFUSED when voltage or temperature is INVALID_VALUE (nothing is credited), otherwise RESULT_DONE. A time
 // earlier than the previous one starts the schedule again.
 std::int32_t stress_feature_main(std::uint64_t now_s, std::int32_t voltage_mv, std::int32_t temperature_mc);
 

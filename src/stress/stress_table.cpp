@@ -46,8 +46,8 @@ void credit_periods(std::uint64_t gap_s, std::int32_t voltage_mv, std::int32_t t
     const float periods = static_cast<float>(gap_s) / static_cast<float>(PERIOD_S);
     const std::int32_t volt_step = step_per_period(s.last_sample_volt, voltage_mv, periods);
     const std::int32_t temp_step = step_per_period(s.last_sample_temp, temperature_mc, periods);
-    LOG_ERROR("%s stress interp elaps %lu periods %.2f slopes %d %d\n", gap_s, static_cast<double>(periods),
-              volt_step, temp_step);
+    LOG_ERROR_BARE("stress interp elaps %lu periods %.2f slopes %d %d\n", gap_s, static_cast<double>(periods),
+                   volt_step, temp_step);
 
     const bool stands_still = volt_step == 0 && temp_step == 0;
     std::int32_t volt = s.last_sample_volt;
@@ -70,8 +70,8 @@ float checked_entry(std::int32_t row, std::int32_t column) {
     float& hours = s.volt_temp_table[row][column];
     if (hours > STRESS_ENTRY_MAX_H || hours < 0.0F) {
         EMIT_RECORD(stress_entry_rejected, row, column, static_cast<double>(hours));
-        LOG_ERROR("%s stress sanity check failed for VT[%d][%d] with val %.2f\n", row, column,
-                  static_cast<double>(hours));
+        LOG_ERROR_BARE("stress sanity check failed for VT[%d][%d] with val %.2f\n", row, column,
+                       static_cast<double>(hours));
         hours = 0.0F;
     }
     return hours;

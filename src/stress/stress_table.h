@@ -19,9 +19,9 @@ constexpr float STRESS_ENTRY_MAX_H = 43800.0F;   // an entry above this (5 years
 void stress_table__init(std::uint32_t mock_offset_h);
 
 // Reads the file image over the start of the table, or writes the whole table. The result of the function
-// value: 0 on success, otherwise not opened or not written. A short read leaves the later entries alone.
-std::int32_t stress_table__import(record_import_fn import_fn);
-std::int32_t stress_table__export(record_export_fn export_fn);
+// value: RESULT_DONE, otherwise not opened or not written. A short read leaves the later entries alone.
+[[nodiscard]] std::int32_t stress_table__import(record_import_fn import_fn);
+[[nodiscard]] std::int32_t stress_table__export(record_export_fn export_fn);
 
 // Adds hours to the bucket of any voltage (mV) and temperature (thousandths of °C).
 void stress_table__add_hours(float hours, std::int32_t voltage_mv, std::int32_t temperature_mc);

@@ -3,13 +3,8 @@
 #include "charge_mgr/charge_mgr.h"
 #include "util/log.h"
 #include "util/metrics.h"
+#include "util/results.h"
 #include "util/sensor_value.h"
-
-namespace {
-
-constexpr std::int32_t REFUSED_TO_LOWER = 2;
-
-}  // namespace
 
 std::uint8_t stress_trip_step(std::uint32_t stress_hours) {
     for (const stress_trip_level& level : STRESS_TRIP_LEVELS) {
@@ -26,12 +21,12 @@ std::int32_t current_stress_trip() {
 std::int32_t set_sys_stress_trip(std::uint32_t stress_hours, bool force) {
     const std::uint8_t trip = stress_trip_step(stress_hours);
     const std::int32_t was = current_stress_trip();
-    LOG_ERROR("%s stress trip is %d and was %d\n", trip, was);
+    LOG_ERROR_BARE("stress trip is %d and was %d\n", trip, was);
     if (was > trip) {
         EMIT_RECORD(stress_trip_refused);
-        return REFUSED_TO_LOWER;
+        return RESULT_REFUSED;
     }
-    if (was == trip && !force) return 0;
-    LOG_ERROR("%s setting stress trip to %d\n", trip);
+    if (was == trip && !force) return RESULT_DONE;
+    LOG_ERROR_BARE("setting stress trip to %d\n", trip);
     return charge_mgr__set_perm_toc(trip, STRESS_TRIP_CLIENT);
 }

@@ -129,6 +129,12 @@ TEST(SensorInputs, TrimsWithinBoundsOnly) {
     EXPECT_STREQ(text, "0123456789ABCDEF");
     EXPECT_EQ(remove_trailing_chars(text, 16), 15);
     EXPECT_STREQ(text, "0123456789ABCDE");
+    char ended[16] = "ATL\n";
+    EXPECT_EQ(remove_trailing_chars(ended, 16), 3);
+    EXPECT_STREQ(ended, "ATL");
+    char none[16] = "\n\r";
+    EXPECT_EQ(remove_trailing_chars(none, 16), 0);
+    EXPECT_STREQ(none, "");
     char one[1] = {'x'};
     EXPECT_EQ(remove_trailing_chars(one, 1), 0);
     EXPECT_EQ(one[0], '\0');

@@ -36,14 +36,14 @@ class WallClock : public testing::Test {
     }
 
     virtual_device::device& device = virtual_device::the_device();
-    virtual_device::file& saved = device.at(LAST_DATETIME_FILE);
+    virtual_device::file& saved = device.at(LAST_DATETIME_FILE.path);
     test::effects effects;
 };
 
 TEST_F(WallClock, MeasuresWhatTheDaemonDidNotSee) {
     EXPECT_EQ(vorn_calc_power_off_time(), 0.0F);
     EXPECT_EQ(effects.take("log"),
-              (std::vector{"log 6 --- vorn file open error errno file "s + LAST_DATETIME_FILE + " ---",
+              (std::vector{"log 6 --- vorn file open error errno file "s + LAST_DATETIME_FILE.path + " ---",
                            "log 6 --- vorn No saved datetime ---"s}));
     EXPECT_EQ(saved_time(), NOON);
 

@@ -215,27 +215,29 @@ TEST_F(Estimator, LearnsFromNewExtremesOnly) {
 TEST_F(Estimator, RemembersTheLimitsItLookedUp) {
     dyn_soc_record curr = start_running();
     curr.soc_pre_scal = 50000;
+    bool has_changed = false;
     const auto rescaled_at = [&](std::int32_t temp) {
-        s.tocboc_changed = s.smoother_jump = false;
         curr.temp = temp;
-        rescale_to_limits(curr);
+        has_changed = rescale_to_limits(curr);
         return curr.soc_scal.value;
     };
     // 4450 and 3400 mV at 50 °C: 94950 and -11100. (50000 + 11100) * 1000 / 1060.
     EXPECT_EQ(rescaled_at(500), 57641);
-    EXPECT_TRUE(s.tocboc_changed && s.smoother_jump);
+    EXPECT_TRUE(has_changed);
     EXPECT_EQ(rescaled_at(509), 57641);  // 0.9 °C: as it was
     EXPECT_EQ(s.tocboc_cache[0].temp, 500);
     EXPECT_EQ(rescaled_at(510), 57679);  // 1.0 °C: anew (w = -40: 94910, -11140), yet no new limit
-    EXPECT_FALSE(s.tocboc_changed || s.smoother_jump);
-    charge_mgr__set_temp_toc(4, 0);
+    EXPECT_FALSE(has_changed);
+    (void)charge_mgr__set_temp_toc(4, 0);
     EXPECT_EQ(rescaled_at(510), 71258);  // 4250 mV: 74710, 61140 * 1000 / 858
-    EXPECT_TRUE(s.tocboc_changed && s.smoother_jump);
+    EXPECT_TRUE(has_changed);
 
     // A top below the bottom says nothing: the estimate stays as it is, and so does the memory.
     tocboc_lookup& slot = s.tocboc_cache[0];
-    const auto [soc_toc, soc_boc] = look_up_soc_at_toc_boc(34000, 34000, 510, slot);
-    EXPECT_EQ(std::pair(soc_toc.value, soc_boc.value), std::pair(100000, 0));
+    const soc_limits limits = look_up_soc_at_toc_boc(34000, 34000, 510, slot);
+    EXPECT_EQ(limits.soc_toc, 100000);
+    EXPECT_EQ(limits.soc_boc, 0);
+    EXPECT_FALSE(limits.have_changed);
     EXPECT_EQ(slot.toc_key, 42500);
 }
 

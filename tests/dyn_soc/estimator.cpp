@@ -28,7 +28,7 @@ std::int32_t update(const reading& seen) {
 Estimator::Estimator() {
     batt_info__init("ATL");
     start_charge_mgr();
-    charge_mgr__register_temp_client_prop(0, [](std::int32_t) { return 0; });
+    (void)charge_mgr__register_temp_client_prop(0, [](std::int32_t) { return 0; });
     said.take();
 }
 
@@ -38,7 +38,7 @@ void Estimator::start(const std::optional<words>& file_words) {
         file.put(
             {reinterpret_cast<const char*>(file_words->data()), file_words->size() * sizeof(std::int32_t)});
     }
-    dyn_soc__init(vorn_dyn_soc_params_import, vorn_dyn_soc_params_export);
+    (void)dyn_soc__init(vorn_dyn_soc_params_import, vorn_dyn_soc_params_export);
     dyn_soc::s.battery = &straight_cell();
 }
 

@@ -59,8 +59,12 @@ TEST(StateLayout, NamesEveryByteOfEveryFileOnce) {
 // The ranges of the table are what the daemon does: asked of each feature at the edges.
 TEST(StateLayout, HasTheDaemonsRanges) {
     const auto precharge = [] {
-        update_precharge_trackers(1, vorn_precharge_counter_import, vorn_precharge_counter_export,
-                                  vorn_precharge_timer_import, vorn_precharge_timer_export);
+        precharge_wiring wiring = {};
+        wiring.counter_import = vorn_precharge_counter_import;
+        wiring.counter_export = vorn_precharge_counter_export;
+        wiring.timer_import = vorn_precharge_timer_import;
+        wiring.timer_export = vorn_precharge_timer_export;
+        (void)update_precharge_trackers(1, wiring);
     };
     const auto expiry = [] {
         charge_timer_init(20, 95, 7500, 7200, vorn_charge_fail_counter_export,

@@ -140,14 +140,14 @@ TEST_F(NDayPulldown, RepeatsARefusedRequestAndAFailedWithdrawal) {
 }
 
 TEST_F(NDayPulldown, PutsRightARequestThatOthersHaveChanged) {
-    charge_mgr__set_temp_toc(2, 0);
+    (void)charge_mgr__set_temp_toc(2, 0);
     at(0, STATUS_CHARGING);
     at(10, STATUS_CHARGING, 3900);
     EXPECT_EQ(0, step());
 
     at(100, STATUS_CHARGING);
     at(161, STATUS_CHARGING, 4100, 60);
-    charge_mgr__set_temp_toc(0, 0);
+    (void)charge_mgr__set_temp_toc(0, 0);
     at(171, STATUS_CHARGING, 4100, 60);
     EXPECT_EQ(0, step()) << "not in the same watch";
     at(180, STATUS_CHARGING, 3900);

@@ -18,7 +18,7 @@ class ShortDetect : public testing::Test {
   protected:
     ShortDetect() {
         test::start_charge_mgr();
-        charge_mgr__register_temp_client_prop(0, vorn_pulldown_property_set);
+        (void)charge_mgr__register_temp_client_prop(0, vorn_pulldown_property_set);
         short_detect__init(2030, 3000, 90, 3000, 450);
     }
 
@@ -164,18 +164,18 @@ TEST_F(ShortDetect, AnInvalidSampleDisarmsAndBreaksTheSeries) {
 
 TEST_F(ShortDetect, FollowsTheTopOfCharge) {
     charge({4400, 4390});  // armed: watched above 4335
-    charge_mgr__set_temp_toc(4, 0);
+    (void)charge_mgr__set_temp_toc(4, 0);
     charge({4380, 4170, 4300, 4160});  // 4250 mV less 90: watched above 4160
     EXPECT_EQ(1U, told.take("record short_fault_detected").size());
 
-    charge_mgr__set_temp_toc(0, 0);
+    (void)charge_mgr__set_temp_toc(0, 0);
     leave();
-    charge_mgr__set_temp_toc(4, 0);
+    (void)charge_mgr__set_temp_toc(4, 0);
     charge({4161});
     EXPECT_THAT(leave(), ElementsAre(ended(25)));
     // A rise of the ToC while armed takes the lowered cutoff away too.
     charge({4200});
-    charge_mgr__set_temp_toc(0, 0);
+    (void)charge_mgr__set_temp_toc(0, 0);
     charge({4355, 4345});
     EXPECT_THAT(leave(), ElementsAre(ended(25)));
 }

@@ -28,10 +28,16 @@ class Precharge : public testing::Test {
   protected:
     Precharge() { off_hours = 0; }
     std::int32_t start(std::int32_t last_uv = 3400000, float rate_uv = 8.4F) {
-        return precharge_feature_init(
-            vorn_precharge_property_get, vorn_precharge_property_set, vorn_precharge_counter_import,
-            vorn_precharge_counter_export, vorn_precharge_timer_import, vorn_precharge_timer_export,
-            vorn_uboot_flag_import, vorn_uboot_timer_import, rate_uv, [] { return off_hours; }, last_uv);
+        return precharge_feature_init({.property_get = vorn_precharge_property_get,
+                                       .property_set = vorn_precharge_property_set,
+                                       .counter_import = vorn_precharge_counter_import,
+                                       .counter_export = vorn_precharge_counter_export,
+                                       .timer_import = vorn_precharge_timer_import,
+                                       .timer_export = vorn_precharge_timer_export,
+                                       .uboot_flag_import = vorn_uboot_flag_import,
+                                       .uboot_timer_import = vorn_uboot_timer_import,
+                                       .power_off_time = [] { return off_hours; }},
+                                      rate_uv, last_uv);
     }
     std::vector<std::string> lines() {
         auto all = told.take();

@@ -196,7 +196,7 @@ TEST_F(StressFeature, EvaluatesAfter48HoursBehindTheWriteAndTrips) {
     push(172800);
     told.take();
     put_table(table_of(12001.0F));
-    stress_table__import(vorn_stress_import);
+    (void)stress_table__import(vorn_stress_import);
     push(172801);
     EXPECT_THAT(told.take(),
                 testing::IsSupersetOf({"record stress_evaluated stress_hours=12001 stress_trip=2 set_prop=0",
@@ -229,7 +229,7 @@ TEST(StressTrip, OnlyRisesAndIsRequestedAgainAfterARefusal) {
     // Not registered: refused by the manager, every time.
     EXPECT_EQ(set_sys_stress_trip(12001, false), 1);
     EXPECT_EQ(current_stress_trip(), 0);
-    charge_mgr__register_perm_client_prop(STRESS_TRIP_CLIENT, vorn_stress_property_set);
+    (void)charge_mgr__register_perm_client_prop(STRESS_TRIP_CLIENT, vorn_stress_property_set);
     the_device().fail_property_set(STRESS_PROPERTY, true);
     EXPECT_EQ(set_sys_stress_trip(12001, false), 1);
     the_device().fail_property_set(STRESS_PROPERTY, false);

@@ -28,7 +28,7 @@ inline void put_table(const stress_image& image) {
 // The table as it stands in memory.
 inline stress_image table_now() {
     static stress_image copy;
-    stress_table__export([](const void* buffer, std::int32_t size) -> std::int32_t {
+    (void)stress_table__export([](const void* buffer, std::int32_t size) -> std::int32_t {
         std::memcpy(copy.data(), buffer, static_cast<std::size_t>(size));
         return 0;
     });

@@ -39,13 +39,13 @@ LAB_REACH = {
 # Of the seam, the floors above see these three and none of its implementations.
 SEAM = ['platform/android_log.h', 'platform/os.h', 'platform/properties.h']
 # Standard headers that neither allocate nor throw nor write to a stream.
-PLAIN_HEADERS = ('algorithm array bit cerrno climits cmath concepts cstdarg cstddef cstdint cstdio cstdlib cstring ctime '
+PLAIN_HEADERS = ('algorithm array bit cerrno climits cmath compare concepts cstdarg cstddef cstdint cstdio cstdlib cstring ctime '
                  'iterator limits numeric utility type_traits').split()
 
 INCLUDE = re.compile(r'\s*#\s*include\s+([<"])([^>"]+)[>"]')
 CONDITION = re.compile(r'\s*#\s*(if|ifdef|ifndef|elif)\b')
 NOISE = re.compile(r'"(\\.|[^"\\])*"|//.*$')  # strings and comments
-FORBIDDEN = re.compile(r'\b(new|delete|malloc|calloc|realloc|free|throw|try|catch|dynamic_cast|typeid|std::function|'
+FORBIDDEN = re.compile(r'\b(new|(?<!= )delete|malloc|calloc|realloc|free|throw|try|catch|dynamic_cast|typeid|std::function|'
                        r'virtual|virtual_device|thread|mutex|FRIEND_TEST)\b|for_test')
 
 

@@ -101,12 +101,11 @@ class device {
 
     // Used by the platform functions.
     int open(file& target, bool may_create);
-    // As at(), but for a constant: the file is looked for once only, what stands at the address being the same
-    // for good.
-    file& at_constant(const char* path) {
+    // As at(), but a path at an address seen before is only compared, not looked for.
+    file& at_address(const char* path) {
         known_path& known =
             known_paths_[(reinterpret_cast<std::uintptr_t>(path) / CONSTANTS_APART) % known_paths_.size()];
-        if (known.address != path) known = {path, &at(path)};
+        if (known.address != path || known.target->path != path) known = {path, &at(path)};
         return *known.target;
     }
     file* opened(int descriptor) { return by_descriptor_[static_cast<std::size_t>(descriptor)]; }

@@ -75,7 +75,7 @@ int open_to_read(const char* path) {
 
 // The way of the nodes that are read in every cycle.
 int open_to_read_or_create(const char* path) {
-    return the_device().open(the_device().at_constant(path), true);
+    return the_device().open(the_device().at_address(path), true);
 }
 
 int open_to_write(const char* path) {

@@ -31,26 +31,43 @@ constexpr std::array<double, 5> CURVE_TEMPS_C{50, 25, 10, 0, -10};  // those of 
 constexpr double REFERENCE_C = 25;
 constexpr double KELVIN = 273.15;
 
-// Resistance against temperature: Arrhenius, R = R25 exp(E / (8.314 J/(mol K)) (1/T - 1/298.15 K)).
-// Charge transfer at graphite: 53 to 59 kJ/mol (T. Abe et al., Journal of the Electrochemical Society 151,
-// 2004). The ohmic part follows the electrolyte, whose conductivity needs far less, and solid diffusion lies
-// between: 15 and 30 kJ/mol are round values, not measurements.
+// Resistance against temperature: Arrhenius, R = R25 exp(E / (8.314 J/(mol K)) (1/T - 1/298.15 K)). Charge
+// transfer at graphite: 53 to 59 kJ/mol (T. Abe et al., Journal of the Electrochemical Society 151, 2004). The
+// ohmic part follows the electrolyte, whose conductivity needs far less, and solid diffusion lies between: 15
+// and 25 kJ/mol are round values, not measurements. Together they give a step of some seconds the 41 kJ/mol
+// that a recorded phone shows (docs/phone.md).
 constexpr double GAS_CONSTANT = 8.314;
 constexpr double SERIES_J_PER_MOL = 15000;
-constexpr double TRANSFER_J_PER_MOL = 55000;
-constexpr double DIFFUSION_J_PER_MOL = 30000;
+constexpr double TRANSFER_J_PER_MOL = 56000;
+constexpr double DIFFUSION_J_PER_MOL = 25000;
+constexpr double LEAK_J_PER_MOL = 50000;  // doubles every 10 K or so; an assumption
 constexpr double TABLE_LOWEST_C = -40;
 constexpr double TABLE_HIGHEST_C = 100;
 constexpr double TABLE_STEP_C = 0.5;
 
-// Series resistance against the state of charge: Chen and Rincon-Mora's fit for a polymer cell,
-// 0.07446 + 0.1562 exp(-24.37 soc) ohms, as a factor.
-constexpr double SOC_FACTOR = 0.1562 / 0.07446;
-constexpr double SOC_RATE = 24.37;
+// A charge transfer carries more than a resistance would (Butler and Volmer), which counts in the cold: a current i
+// needs 2 R T / F asinh(i r F / (2 R T)) volts where r is the resistance to a small current. The circuit has
+// resistances: for one step, that of the current as it was in the last minutes.
+constexpr double THERMAL_V_PER_K = 2 * GAS_CONSTANT / 96485;
+constexpr double USUAL_S = 60;
+constexpr double RELIEF_STEP = 0.25;
+constexpr std::size_t RELIEF_SIZE = 401;  // to a hundred times the thermal voltage
+
+// Resistances against the state of charge: Chen and Rincon-Mora's fits for a polymer cell, in ohms, as factors:
+// 0.07446 + 0.1562 exp(-24.37 soc), 0.04669 + 0.3208 exp(-29.14 soc) and 0.04984 + 6.603 exp(-155.2 soc).
+struct soc_term {
+    double share;
+    double rate;
+};
+constexpr soc_term SERIES_SOC{0.1562 / 0.07446, 24.37};
+constexpr soc_term TRANSFER_SOC{0.3208 / 0.04669, 29.14};
+constexpr soc_term DIFFUSION_SOC{6.603 / 0.04984, 155.2};
 constexpr std::size_t SOC_TABLE_SIZE = 401;
 
 constexpr double SECONDS_PER_HOUR = 3600;
 constexpr double MILLI = 0.001;
+constexpr double MICRO = 1e-6;
+constexpr double LEAK_SOC = 0.5;  // the self-discharge is in proportion to the charge, and given for this one
 constexpr double VENDOR_SPACING = 0.0101;
 constexpr double VENDOR_UNIT_V = 0.0001;
 
@@ -63,17 +80,44 @@ std::vector<double> arrhenius(double joules_per_mol) {
     return factors;
 }
 
-// Index and share of a place in a table, within its ends.
-double interpolate(const std::vector<double>& table, double position) {
-    const double last = static_cast<double>(table.size() - 1);
-    position = std::clamp(position, 0.0, last);
-    const auto index = std::min(static_cast<std::size_t>(position), table.size() - 2);
-    const double share = position - static_cast<double>(index);
-    return table[index] + share * (table[index + 1] - table[index]);
+// asinh(x) / x over x.
+std::vector<double> reliefs() {
+    std::vector<double> factors{1};
+    for (std::size_t i = 1; i < RELIEF_SIZE; ++i) {
+        const double x = RELIEF_STEP * static_cast<double>(i);
+        factors.push_back(asinh_of(x) / x);
+    }
+    return factors;
 }
 
-double at_temperature(const std::vector<double>& table, double temperature_c) {
-    return interpolate(table, (temperature_c - TABLE_LOWEST_C) / TABLE_STEP_C);
+std::vector<double> over_soc(const soc_term& of) {
+    std::vector<double> factors;
+    for (std::size_t i = 0; i < SOC_TABLE_SIZE; ++i) {
+        const double soc = static_cast<double>(i) / (SOC_TABLE_SIZE - 1);
+        factors.push_back(1 + of.share * exp_of(-of.rate * soc));
+    }
+    return factors;
+}
+
+// A place in a table, within its ends: the entry before it, and the share of the next one.
+struct table_place {
+    std::size_t index;
+    double share;
+
+    double of(const std::vector<double>& table) const {
+        return table[index] + share * (table[index + 1] - table[index]);
+    }
+};
+
+table_place place_in(std::size_t size, double position) {
+    position = std::clamp(position, 0.0, static_cast<double>(size - 1));
+    const auto index = std::min(static_cast<std::size_t>(position), size - 2);
+    return {index, position - static_cast<double>(index)};
+}
+
+// Of a value that runs from a to b in a straight line.
+double mean_square(double a, double b) {
+    return (a * a + a * b + b * b) / 3;
 }
 
 }  // namespace
@@ -101,9 +145,14 @@ double circuit::current_for_intake(const cell_state& state, double power_w) cons
 
 cell::cell(const cell_parameters& parameters)
     : parameters_(parameters),
+      series_soc_(over_soc(SERIES_SOC)),
+      transfer_soc_(over_soc(TRANSFER_SOC)),
+      diffusion_soc_(over_soc(DIFFUSION_SOC)),
       series_heat_(arrhenius(SERIES_J_PER_MOL)),
       transfer_heat_(arrhenius(TRANSFER_J_PER_MOL)),
-      diffusion_heat_(arrhenius(DIFFUSION_J_PER_MOL)) {
+      diffusion_heat_(arrhenius(DIFFUSION_J_PER_MOL)),
+      leak_heat_(arrhenius(-LEAK_J_PER_MOL)),
+      relief_(reliefs()) {
     if (parameters_.curve == cell_curve::own) {
         take_own_curve();
     } else {
@@ -112,10 +161,17 @@ cell::cell(const cell_parameters& parameters)
     for (auto& curve : curves_) {
         for (double& volts : curve) volts += parameters_.ocv_shift_mv * MILLI;
     }
-    for (std::size_t i = 0; i < SOC_TABLE_SIZE; ++i) {
-        const double soc = static_cast<double>(i) / (SOC_TABLE_SIZE - 1);
-        soc_resistance_.push_back(1 + SOC_FACTOR * exp_of(-SOC_RATE * soc));
+    lowest_soc_ = soc_at_protection();
+}
+
+double cell::soc_at_protection() const {
+    double low = -0.5;
+    double high = 0.5;
+    for (int i = 0; i < 60; ++i) {
+        const double middle = (low + high) / 2;
+        (ocv_v(middle, REFERENCE_C) < parameters_.protect_mv * MILLI ? low : high) = middle;
     }
+    return high;
 }
 
 void cell::take_own_curve() {
@@ -126,13 +182,13 @@ void cell::take_own_curve() {
         volts.push_back(volt);
     }
     const shape_preserving curve(soc, volts);
-    lowest_soc_ = soc.front();
+    first_soc_ = soc.front();
     soc_spacing_ = OWN_SPACING;
     const auto points = static_cast<std::size_t>((soc.back() - soc.front()) / OWN_SPACING + 1.5);
     for (std::size_t k = 0; k < CURVES; ++k) {
         const double shift_v = ENTROPY_V_PER_K * (CURVE_TEMPS_C[k] - REFERENCE_C);
         for (std::size_t i = 0; i < points; ++i) {
-            curves_[k].push_back(curve.at(lowest_soc_ + OWN_SPACING * static_cast<double>(i)) + shift_v);
+            curves_[k].push_back(curve.at(first_soc_ + OWN_SPACING * static_cast<double>(i)) + shift_v);
         }
     }
 }
@@ -141,7 +197,7 @@ void cell::take_own_curve() {
 void cell::take_vendor_curve() {
     const batt_info& vendor = parameters_.curve == cell_curve::ATL ? batt_ATL : batt_LWN;
     soc_spacing_ = VENDOR_SPACING;
-    lowest_soc_ = 1 - VENDOR_SPACING * (BATT_CURVE_POINTS - 1);
+    first_soc_ = 1 - VENDOR_SPACING * (BATT_CURVE_POINTS - 1);
     for (std::size_t k = 0; k < CURVES; ++k) {
         for (int i = BATT_CURVE_POINTS - 1; i >= 0; --i) {
             curves_[k].push_back(VENDOR_UNIT_V * vendor.ocv_curves[k][i]);
@@ -150,11 +206,11 @@ void cell::take_vendor_curve() {
 }
 
 cell_state cell::start() const {
-    return {parameters_.soc_pct / 100, 0, 0};
+    return {std::max(parameters_.soc_pct / 100, lowest_soc_), 0, 0};
 }
 
 cell::place cell::on_curve(double soc) const {
-    const double position = (soc - lowest_soc_) / soc_spacing_;
+    const double position = (soc - first_soc_) / soc_spacing_;
     const auto last = static_cast<double>(curves_[0].size() - 2);
     const auto index = static_cast<std::size_t>(std::clamp(position, 0.0, last));
     return {index, position - static_cast<double>(index)};
@@ -179,40 +235,46 @@ double cell::ocv_v(double soc, double temperature_c) const {
 circuit cell::at(const cell_state& state, const cell_health& health, double temperature_c,
                  double step_s) const {
     const auto [ocv, slope] = ocv_and_slope(state.soc, temperature_c);
-    const double transfer_heat = at_temperature(transfer_heat_, temperature_c);
-    const double diffusion_heat = at_temperature(diffusion_heat_, temperature_c);
+    const table_place charge = place_in(SOC_TABLE_SIZE, state.soc * (SOC_TABLE_SIZE - 1));
+    const table_place heat = place_in(series_heat_.size(), (temperature_c - TABLE_LOWEST_C) / TABLE_STEP_C);
+    const double to_little = health.resistance * heat.of(transfer_heat_) * charge.of(transfer_soc_);
+    const double needed_v = state.usual_a * parameters_.transfer_mohm * MILLI * to_little;
+    const double drive = needed_v / (THERMAL_V_PER_K * (temperature_c + KELVIN));
+    const double transfer = to_little * place_in(RELIEF_SIZE, drive / RELIEF_STEP).of(relief_);
+    const double diffusion = health.resistance * heat.of(diffusion_heat_) * charge.of(diffusion_soc_);
     circuit now{};
     now.ocv_v = ocv;
     now.ocv_slope_v = slope;
-    now.series_ohm = parameters_.series_mohm * MILLI * health.resistance *
-                     at_temperature(series_heat_, temperature_c) *
-                     interpolate(soc_resistance_, state.soc * (SOC_TABLE_SIZE - 1));
-    now.transfer_ohm = parameters_.transfer_mohm * MILLI * health.resistance * transfer_heat;
-    now.diffusion_ohm = parameters_.diffusion_mohm * MILLI * health.resistance * diffusion_heat;
+    now.series_ohm =
+        parameters_.series_mohm * MILLI * health.resistance * heat.of(series_heat_) * charge.of(series_soc_);
+    now.transfer_ohm = parameters_.transfer_mohm * MILLI * transfer;
+    now.diffusion_ohm = parameters_.diffusion_mohm * MILLI * diffusion;
     // The capacitors stay as they are, so the time constants follow the resistances.
-    now.transfer_decay = exp_of(-step_s / (parameters_.transfer_tau_s * transfer_heat * health.resistance));
-    now.diffusion_decay =
-        exp_of(-step_s / (parameters_.diffusion_tau_s * diffusion_heat * health.resistance));
+    now.transfer_decay = exp_of(-step_s / (parameters_.transfer_tau_s * transfer));
+    now.diffusion_decay = exp_of(-step_s / (parameters_.diffusion_tau_s * diffusion));
+    now.leak_a = parameters_.leakage_ua * MICRO * heat.of(leak_heat_) * std::max(state.soc, 0.0) / LEAK_SOC;
     now.capacity_as = parameters_.capacity_mah * MILLI * SECONDS_PER_HOUR * health.capacity;
     now.step_s = step_s;
     return now;
 }
 
 // Heat: what the resistances burn, and the reversible part i T dU/dT (D. Bernardi, E. Pawlikowski and
-// J. Newman, "A general energy balance for battery systems", Journal of the Electrochemical Society 132,
-// 1985), both taken from the start of the step for the pairs.
+// J. Newman, "A general energy balance for battery systems", Journal of the Electrochemical Society 132, 1985).
+// A pair's voltage is taken to run in a straight line over the step.
 double cell::advance(cell_state& state, const circuit& during, double current_a, double temperature_c) const {
-    const double heat_w = current_a * current_a * during.series_ohm +
-                          state.transfer_v * state.transfer_v / during.transfer_ohm +
-                          state.diffusion_v * state.diffusion_v / during.diffusion_ohm +
-                          current_a * (temperature_c + KELVIN) * ENTROPY_V_PER_K;
-    const double into_cell_a = current_a - parameters_.leakage_ua * 1e-6;
-    state.soc += into_cell_a * during.step_s / during.capacity_as;
+    const cell_state before = state;
+    const double into_cell_a = current_a - during.leak_a;
+    state.soc = std::max(state.soc + into_cell_a * during.step_s / during.capacity_as, lowest_soc_);
     state.transfer_v = state.transfer_v * during.transfer_decay +
                        current_a * during.transfer_ohm * (1 - during.transfer_decay);
     state.diffusion_v = state.diffusion_v * during.diffusion_decay +
                         current_a * during.diffusion_ohm * (1 - during.diffusion_decay);
-    return heat_w;
+    const double share = during.step_s / (during.step_s + USUAL_S);
+    state.usual_a += (std::abs(current_a) - state.usual_a) * share;
+    return current_a * current_a * during.series_ohm +
+           mean_square(before.transfer_v, state.transfer_v) / during.transfer_ohm +
+           mean_square(before.diffusion_v, state.diffusion_v) / during.diffusion_ohm +
+           current_a * (temperature_c + KELVIN) * ENTROPY_V_PER_K;
 }
 
 }  // namespace lab::phone

@@ -27,20 +27,22 @@ inline constexpr std::array<std::string_view, 3> cell_curve_names{"own", "ATL", 
 struct cell_parameters {
     double capacity_mah = 7500;  // of the new cell, from 0 % to 100 %
     double soc_pct = 60;         // at the start
-    double series_mohm = 60;     // at 25 °C, when new and not near empty
-    double transfer_mohm = 25;   // at 25 °C, when new
-    double transfer_tau_s = 30;  // time constant, likewise
-    double diffusion_mohm = 20;
+    double series_mohm = 24;     // at 25 °C, when new and not near empty
+    double transfer_mohm = 66;   // likewise
+    double transfer_tau_s = 1;   // time constant, likewise
+    double diffusion_mohm = 40;
     double diffusion_tau_s = 1200;
-    double leakage_ua = 150;  // self-discharge
-    double ocv_shift_mv = 0;  // added to the whole curve: a cell of another batch
+    double leakage_ua = 150;   // self-discharge at 25 °C and 50 %
+    double protect_mv = 2400;  // at rest and 25 °C; the pack's protection opens there and the curve ends
+    double ocv_shift_mv = 0;   // added to the whole curve: a cell of another batch
     cell_curve curve = cell_curve::own;
 };
 
 struct cell_state {
-    double soc = 0;          // 0 at 0 %, 1 at 100 %; below 0 when deeply empty
+    double soc = 0;          // 0 at 0 %, 1 at 100 %; below 0 when deeply empty, to where the protection opens
     double transfer_v = 0;   // across the first RC pair
     double diffusion_v = 0;  // across the second
+    double usual_a = 0;      // size of the current, as it was in the last minutes
 };
 
 // What ageing has done: 1 for a new cell.
@@ -58,6 +60,7 @@ struct circuit {
     double diffusion_ohm;
     double transfer_decay;  // what is left of a pair's voltage after the step
     double diffusion_decay;
+    double leak_a;       // self-discharge
     double capacity_as;  // coulombs
     double step_s;
 
@@ -85,6 +88,8 @@ class cell {
     double advance(cell_state& state, const circuit& during, double current_a, double temperature_c) const;
 
     double ocv_v(double soc, double temperature_c) const;
+    // The pack's protection is open: nothing flows out of it, a charge current closes it.
+    bool is_cut_off(const cell_state& state) const { return state.soc <= lowest_soc_; }
 
   private:
     struct place {
@@ -98,12 +103,16 @@ class cell {
     place on_curve(double soc) const;
     std::pair<double, double> ocv_and_slope(double soc, double temperature_c) const;
 
+    double soc_at_protection() const;
+
     cell_parameters parameters_;
-    double lowest_soc_ = 0;  // of the first point of each curve
+    double first_soc_ = 0;   // of the first point of each curve
+    double lowest_soc_ = 0;  // where the protection opens
     double soc_spacing_ = 1;
     std::array<std::vector<double>, CURVES> curves_;  // volts, one curve per temperature of CURVE_TEMPS_C
-    std::vector<double> soc_resistance_;              // factor of the series resistance over soc
-    std::vector<double> series_heat_, transfer_heat_, diffusion_heat_;  // factors over the temperature
+    std::vector<double> series_soc_, transfer_soc_, diffusion_soc_;     // factors over the state of charge
+    std::vector<double> series_heat_, transfer_heat_, diffusion_heat_;  // and over the temperature
+    std::vector<double> leak_heat_, relief_;
 };
 
 }  // namespace lab::phone

@@ -7,8 +7,10 @@ namespace lab::phone {
 namespace {
 
 constexpr double MILLI = 0.001;
-constexpr double ABOVE_TOP_V = 0.020;      // so far above the top a battery counts as above it
-constexpr double AT_TOP_V = 0.005;         // so near below it the voltage counts as constant
+constexpr double ABOVE_TOP_V = 0.020;  // so far above the top a battery counts as above it
+constexpr double AT_TOP_V = 0.005;     // so near below it the voltage counts as constant
+constexpr double GENTLE_BAND_C = 4;
+constexpr double LEAST_SHARE = 0.1;        // of the current, in a hot phone
 constexpr std::int32_t TAPER_HOLD_S = 60;  // the current must stay below the cut-off for so long
 
 double top_v(const charger_parameters& of, const charge_request& wanted, double temperature_c) {
@@ -18,12 +20,33 @@ double top_v(const charger_parameters& of, const charge_request& wanted, double 
     return top_mv * MILLI;
 }
 
+struct source {
+    double greatest_ma;  // into the battery
+    double input_mw;
+    double efficiency_pct;
+};
+
+source source_of(const charger_parameters& of, charger_kind kind) {
+    switch (kind) {
+        case charger_kind::usb:
+            return {of.usb_ma, of.usb_mw, of.efficiency_pct};
+        case charger_kind::wireless:
+            return {of.wireless_ma, of.wireless_mw, of.wireless_efficiency_pct};
+        default:
+            return {of.wall_ma, of.wall_mw, of.efficiency_pct};
+    }
+}
+
 // The greatest current into the battery, whatever the voltage.
 double current_limit_a(const charger_parameters& of, charger_kind kind, double resting_v,
                        double temperature_c) {
-    double limit_ma = kind == charger_kind::wall ? of.wall_ma : of.usb_ma;
+    double limit_ma = source_of(of, kind).greatest_ma;
     if (resting_v < of.weak_below_mv * MILLI) limit_ma = std::min(limit_ma, of.weak_ma);
     if (temperature_c < of.cool_below_c) limit_ma *= of.cool_share_pct / 100;
+    if (temperature_c > of.gentle_above_c) {
+        const double share = 1 - (temperature_c - of.gentle_above_c) / GENTLE_BAND_C;
+        limit_ma *= std::max(share, LEAST_SHARE);
+    }
     return limit_ma * MILLI;
 }
 
@@ -51,6 +74,11 @@ void watch_taper(const charger_parameters& of, charger_state& state, const circu
 
 }  // namespace
 
+double loss_w(const charger_parameters& of, charger_kind kind, double delivered_w) {
+    const double efficiency = source_of(of, kind).efficiency_pct / 100;
+    return delivered_w * (1 - efficiency) / efficiency;
+}
+
 charge_flow flow_of(const charger_parameters& of, charger_state& state, const charge_request& wanted,
                     const circuit& battery, const cell_state& battery_state, double temperature_c) {
     const double on_battery_a = battery.current_for_delivery(battery_state, wanted.load_w);
@@ -62,18 +90,16 @@ charge_flow flow_of(const charger_parameters& of, charger_state& state, const ch
     const double top = top_v(of, wanted, temperature_c);
     review(of, state, resting_v, top);
 
-    const double efficiency = of.efficiency_pct / 100;
-    const double input_w = (wanted.kind == charger_kind::wall ? of.wall_mw : of.usb_mw) * MILLI * efficiency;
+    const source from = source_of(of, wanted.kind);
+    const double input_w = from.input_mw * MILLI * from.efficiency_pct / 100;
     const double left_w = input_w - wanted.load_w;
-    const double loss_share = (1 - efficiency) / efficiency;
     // Without charging the input still carries the load, as far as it can.
     const double idle_a =
         left_w >= 0 ? -of.rest_ma * MILLI : battery.current_for_delivery(battery_state, -left_w);
-    const double idle_loss_w = std::min(input_w, wanted.load_w) * loss_share;
+    const double idle_loss_w = loss_w(of, wanted.kind, std::min(input_w, wanted.load_w));
 
     const bool is_stopped = of.obeys && wanted.is_disabled;
-    const bool is_out_of_range = temperature_c < of.cold_stop_c || temperature_c > of.hot_stop_c;
-    if (is_stopped || is_out_of_range) {
+    if (is_stopped || !may_charge(of, temperature_c)) {
         state.tapered_s = 0;
         return {idle_a, idle_loss_w, charge_status::not_charging};
     }
@@ -90,7 +116,7 @@ charge_flow flow_of(const charger_parameters& of, charger_state& state, const ch
     const double current_a = std::clamp(battery.current_for_voltage(battery_state, top), 0.0, limit_a);
     watch_taper(of, state, battery, battery_state, current_a, top);
     const double taken_w = wanted.load_w + current_a * battery.terminal_v(battery_state, current_a);
-    return {current_a, taken_w * loss_share, charge_status::charging};
+    return {current_a, loss_w(of, wanted.kind, taken_w), charge_status::charging};
 }
 
 }  // namespace lab::phone

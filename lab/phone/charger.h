@@ -18,8 +18,8 @@
 
 namespace lab::phone {
 
-enum class charger_kind : std::uint8_t { none, usb, wall };
-inline constexpr std::array<std::string_view, 3> charger_kind_names{"none", "usb", "wall"};
+enum class charger_kind : std::uint8_t { none, usb, wall, wireless };
+inline constexpr std::array<std::string_view, 4> charger_kind_names{"none", "usb", "wall", "wireless"};
 
 // What the charger does with a battery above the top-of-charge voltage: leave it at rest, or take no input
 // until the phone has drawn it down.
@@ -32,22 +32,28 @@ inline constexpr std::array<std::string_view, 5> charge_status_texts{"Unknown", 
                                                                      "Not charging", "Full"};
 
 struct charger_parameters {
-    double wall_ma = 3000;         // into the battery
-    double wall_mw = 18000;        // from the wall
-    double usb_ma = 500;           // into the battery
-    double usb_mw = 2500;          // from the port
-    double efficiency_pct = 90;    // of what is drawn, the rest is heat
-    double default_toc_mv = 4450;  // while the property is not set or no number
-    double highest_toc_mv = 4450;  // a published voltage above is limited to this
-    double cutoff_ma = 375;        // constant voltage ends below this: a twentieth of the capacity
-    double recharge_mv = 100;      // below the top of charge
-    double weak_below_mv = 3000;   // a battery below gets the weak current only
+    double wall_ma = 3000;                // into the battery
+    double wall_mw = 18000;               // from the wall
+    double usb_ma = 500;                  // into the battery
+    double usb_mw = 2500;                 // from the port
+    double efficiency_pct = 85;           // of what is drawn, the rest is heat
+    double wireless_ma = 1500;            // into the battery
+    double wireless_mw = 10000;           // into the phone's coil
+    double wireless_efficiency_pct = 75;  // of that
+    double default_toc_mv = 4450;         // while the property is not set or no number
+    double highest_toc_mv = 4450;         // a published voltage above is limited to this
+    double cutoff_ma = 375;               // constant voltage ends below this: a twentieth of the capacity
+    double recharge_mv = 100;             // below the top of charge
+    double weak_below_mv = 3000;          // a battery below gets the weak current only
     double weak_ma = 300;
     double rest_ma = 5;  // that a resting battery still gives: gauge, peaks the input does not follow
     // Limits by temperature, in the manner of the JEITA guideline for notebook computers (2007).
     double cold_stop_c = 0;  // no charging below
     double cool_below_c = 10;
     double cool_share_pct = 40;  // of the current, between the two
+    // A phone keeps itself from getting hot to the hand: less and less current from here on, down to a tenth
+    // four degrees above. 37 to 38 °C is where the recorded phone stays in a fast charge.
+    double gentle_above_c = 36;
     double warm_above_c = 45;
     double warm_toc_mv = 4200;  // at most, between warm and hot
     double hot_stop_c = 60;     // no charging above
@@ -74,6 +80,14 @@ struct charge_flow {
     double loss_w = 0;     // heat of the charger
     charge_status status = charge_status::discharging;
 };
+
+// Charging is allowed at this temperature, whoever is in charge of it.
+inline bool may_charge(const charger_parameters& of, double temperature_c) {
+    return temperature_c >= of.cold_stop_c && temperature_c <= of.hot_stop_c;
+}
+
+// Heat of the charger while it delivers this power to battery and phone.
+double loss_w(const charger_parameters& of, charger_kind kind, double delivered_w);
 
 // What flows during one step.
 charge_flow flow_of(const charger_parameters& of, charger_state& state, const charge_request& wanted,

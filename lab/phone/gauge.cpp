@@ -7,7 +7,7 @@ namespace lab::phone {
 
 namespace {
 
-constexpr std::array<std::int32_t, 3> VBUS_UV{0, 5000000, 9000000};  // none, usb, wall
+constexpr std::array<std::int32_t, 4> VBUS_UV{0, 5000000, 9000000, 9000000};  // by charger_kind
 
 // Which of a moment's draws is the noise of what.
 enum place : std::size_t { VOLTAGE, CURRENT, TEMPERATURE, SOC };

@@ -33,7 +33,12 @@ struct phone_parameters {
     charger_parameters charger;
     gauge_parameters gauge;
     power_parameters power;
-    double age_days = 0;  // calendar age at the start, spent at 25 °C and 3.9 V
+    ageing_parameters ageing;
+    // What the cell has behind it at the start: so long at a voltage and a temperature, so many full cycles.
+    double age_days = 0;
+    double age_cycles = 0;
+    double age_mv = 3900;
+    double age_c = 25;
 };
 
 struct surroundings {
@@ -56,12 +61,11 @@ struct phone_state {
     cell_state cell;
     ageing_state ageing;
     charger_state charger;
-    double temperature_c = 23;
+    thermal_state heat;
     double load_w = 0;  // of the last step
     double terminal_v = 0;
     charge_flow flow;
     double throughput_mah = 0;  // in both directions together
-    double unaged_s = 0;        // time not yet put into the ageing
     double highest_toc_v = 0;   // what the charger holds at most
     std::int64_t precharge_s = 0;
 };
@@ -75,7 +79,9 @@ class model {
     // One step with the phone off: the boot loader charges where a charger is.
     void advance_off(double step_s, const surroundings& around);
 
-    bool is_empty() const { return state_.terminal_v * 1000 < parameters_.power.power_off_mv; }
+    bool is_empty() const {
+        return state_.terminal_v * 1000 < parameters_.power.power_off_mv || cell_.is_cut_off(state_.cell);
+    }
     bool can_boot() const { return resting_v() * 1000 >= parameters_.power.boot_at_mv; }
     void forget_precharge() { state_.precharge_s = 0; }
     bool has_precharge_fault() const {
@@ -87,18 +93,22 @@ class model {
 
     const phone_state& state() const { return state_; }
     void set_state(const phone_state& state) { state_ = state; }
-    double ocv_v() const { return cell_.ocv_v(state_.cell.soc, state_.temperature_c); }
+    double temperature_c() const { return state_.heat.battery_c; }
+    double ocv_v() const { return cell_.ocv_v(state_.cell.soc, temperature_c()); }
     double resting_v() const { return ocv_v() + state_.cell.transfer_v + state_.cell.diffusion_v; }
     double capacity_mah() const;
 
   private:
     double load_w_at(std::int64_t at_s, const surroundings& around) const;
-    void settle(double step_s, const circuit& during, double current_a, double other_heat_w,
-                const surroundings& around);
+    double off_current_a(double step_s, const circuit& during, charger_kind charger);
+    void settle(const circuit& during, double current_a, double other_heat_w, const surroundings& around);
+    void warm(double step_s, double heat_w, double ambient_c);
 
     phone_parameters parameters_;
     chance_key chance_;
     cell cell_;
+    ageing ageing_;
+    thermal_step warming_;  // for steps as long as the last one
     phone_state state_;
 };
 

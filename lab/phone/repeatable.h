@@ -59,4 +59,16 @@ inline double power_4_3(double x) {
     }
 }
 
+// The inverse of the hyperbolic sine, 0 <= x < 1e17, by bisection: slow, for tables.
+inline double asinh_of(double x) {
+    double low = 0;
+    double high = 40;
+    for (int i = 0; i < 60; ++i) {
+        const double middle = (low + high) / 2;
+        const double up = exp_of(middle);
+        ((up - 1 / up) / 2 < x ? low : high) = middle;
+    }
+    return high;
+}
+
 }  // namespace lab::phone

@@ -6,9 +6,11 @@ namespace lab {
 
 namespace {
 
+using phone::ageing_parameters;
 using phone::cell_parameters;
 using phone::charger_parameters;
 using phone::gauge_parameters;
+using phone::phone_parameters;
 using phone::power_parameters;
 using phone::thermal_parameters;
 
@@ -54,14 +56,44 @@ constexpr std::array CELL{
                          "resistance of the slow RC pair, likewise, mΩ"},
     key<cell_parameters>{"diffusion_tau_s", &cell_parameters::diffusion_tau_s, 0.1, 1e5,
                          "its time constant, s"},
-    key<cell_parameters>{"leakage_ua", &cell_parameters::leakage_ua, 0, 1e6, "self-discharge, µA"},
+    key<cell_parameters>{"leakage_ua", &cell_parameters::leakage_ua, 0, 1e6,
+                         "self-discharge at 25 °C and 50 %, µA"},
+    key<cell_parameters>{"protect_mv", &cell_parameters::protect_mv, 1000, 3200,
+                         "the pack's protection opens at this resting voltage and the curve ends, mV"},
+};
+
+constexpr std::array AGE{
+    key<phone_parameters>{"age_days", &phone_parameters::age_days, 0, 36500,
+                          "age of the cell at the start, days"},
+    key<phone_parameters>{"age_cycles", &phone_parameters::age_cycles, 0, 10000,
+                          "cycles between full and empty that it has behind it"},
+    key<phone_parameters>{"age_mv", &phone_parameters::age_mv, 3000, 4500,
+                          "voltage at which it spent that age, mV"},
+    key<phone_parameters>{"age_c", &phone_parameters::age_c, -20, 60, "temperature, °C"},
+};
+
+constexpr std::array AGEING{
+    key<ageing_parameters>{"time_pct", &ageing_parameters::time_pct, 0, 50,
+                           "capacity lost in the first year at 25 °C and 4.2 V, %"},
+    key<ageing_parameters>{"time_per_v", &ageing_parameters::time_per_v, 0, 10,
+                           "natural logarithm of that loss, per volt"},
+    key<ageing_parameters>{"time_kj_per_mol", &ageing_parameters::time_kj_per_mol, 0, 150,
+                           "its activation energy, kJ/mol"},
+    key<ageing_parameters>{"use_pct", &ageing_parameters::use_pct, 0, 100,
+                           "capacity lost in a thousand cycles between full and empty, %"},
+    key<ageing_parameters>{"resistance_gain", &ageing_parameters::resistance_gain, 0, 20,
+                           "the resistance grows by so much of what the capacity has lost"},
 };
 
 constexpr std::array THERMAL{
     key<thermal_parameters>{"heat_capacity_j_per_k", &thermal_parameters::heat_capacity_j_per_k, 1, 1e5,
-                            "of the battery and what is glued to it, J/K"},
+                            "of the battery and the board, J/K"},
+    key<thermal_parameters>{"case_capacity_j_per_k", &thermal_parameters::case_capacity_j_per_k, 1, 1e6,
+                            "of the case and what lies around it, J/K"},
     key<thermal_parameters>{"resistance_k_per_w", &thermal_parameters::resistance_k_per_w, 0.01, 1000,
                             "from the battery to the ambient air, K/W"},
+    key<thermal_parameters>{"case_share_pct", &thermal_parameters::case_share_pct, 1, 99,
+                            "of that resistance between the case and the air, %"},
     key<thermal_parameters>{"load_share_pct", &thermal_parameters::load_share_pct, 0, 100,
                             "of the phone's load that heats the battery, %"},
     key<thermal_parameters>{"charger_share_pct", &thermal_parameters::charger_share_pct, 0, 100,
@@ -79,6 +111,12 @@ constexpr std::array CHARGER{
     key<charger_parameters>{"usb_mw", &charger_parameters::usb_mw, 1, 1e5, "its power, mW"},
     key<charger_parameters>{"efficiency_pct", &charger_parameters::efficiency_pct, 1, 100,
                             "of the power drawn, the rest is heat, %"},
+    key<charger_parameters>{"wireless_ma", &charger_parameters::wireless_ma, 1, 10000,
+                            "current of the wireless charger into the battery, mA"},
+    key<charger_parameters>{"wireless_mw", &charger_parameters::wireless_mw, 1, 1e5,
+                            "its power into the phone's coil, mW"},
+    key<charger_parameters>{"wireless_efficiency_pct", &charger_parameters::wireless_efficiency_pct, 1, 100,
+                            "of that, the rest is heat, %"},
     key<charger_parameters>{"default_toc_mv", &charger_parameters::default_toc_mv, 3000, 5000,
                             "top-of-charge voltage while the property is not set, mV"},
     key<charger_parameters>{"highest_toc_mv", &charger_parameters::highest_toc_mv, 3000, 5000,
@@ -98,6 +136,8 @@ constexpr std::array CHARGER{
                             "less current below, °C"},
     key<charger_parameters>{"cool_share_pct", &charger_parameters::cool_share_pct, 0, 100,
                             "of the current, between the two, %"},
+    key<charger_parameters>{"gentle_above_c", &charger_parameters::gentle_above_c, -100, 200,
+                            "less and less current above, a tenth four degrees further, °C"},
     key<charger_parameters>{"warm_above_c", &charger_parameters::warm_above_c, -100, 200,
                             "lower voltage above, °C"},
     key<charger_parameters>{"warm_toc_mv", &charger_parameters::warm_toc_mv, 3000, 5000, "that voltage, mV"},
@@ -155,6 +195,8 @@ constexpr std::array CONDITIONS{
 const std::span<const key<power_parameters>> power_keys = POWER;
 const std::span<const key<power_parameters>> boot_loader_keys = BOOT_LOADER;
 const std::span<const key<cell_parameters>> cell_keys = CELL;
+const std::span<const key<ageing_parameters>> ageing_keys = AGEING;
+const std::span<const key<phone_parameters>> age_keys = AGE;
 const std::span<const key<thermal_parameters>> thermal_keys = THERMAL;
 const std::span<const key<charger_parameters>> charger_keys = CHARGER;
 const std::span<const key<gauge_parameters>> gauge_keys = GAUGE;

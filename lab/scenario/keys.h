@@ -60,6 +60,8 @@ void take_keys(toml_section& from, std::span<const key<S>> keys, S& into) {
 extern const std::span<const key<phone::power_parameters>> power_keys;        // in [phone]
 extern const std::span<const key<phone::power_parameters>> boot_loader_keys;  // in [boot_loader]
 extern const std::span<const key<phone::cell_parameters>> cell_keys;
+extern const std::span<const key<phone::ageing_parameters>> ageing_keys;
+extern const std::span<const key<phone::phone_parameters>> age_keys;  // in [phone]
 extern const std::span<const key<phone::thermal_parameters>> thermal_keys;
 extern const std::span<const key<phone::charger_parameters>> charger_keys;
 extern const std::span<const key<phone::gauge_parameters>> gauge_keys;

@@ -87,11 +87,11 @@ void read_phone(toml_section& top, scenario& into) {
     auto section = top.table("phone");
     if (!section) return;
     take_keys(*section, power_keys, into.phone.power);
+    take_keys(*section, age_keys, into.phone);
     if (const auto vendor = section->text("cell_vendor")) into.cell_vendor = *vendor;
     if (const auto cycle = section->integer("cycle_s", 1, 86400)) {
         into.cycle_s = static_cast<std::int32_t>(*cycle);
     }
-    if (const auto days = section->number("age_days", 0, 36500)) into.phone.age_days = *days;
     section->finish();
 }
 
@@ -152,6 +152,7 @@ scenario read_table(const toml::table& table, const std::string& name) {
     read_phone(top, read);
     read_section(top, "boot_loader", boot_loader_keys, read.phone.power);
     read_section(top, "cell", cell_keys, read.phone.cell);
+    read_section(top, "ageing", ageing_keys, read.phone.ageing);
     read_section(top, "thermal", thermal_keys, read.phone.thermal);
     read_section(top, "charger", charger_keys, read.phone.charger);
     read_section(top, "gauge", gauge_keys, read.phone.gauge);

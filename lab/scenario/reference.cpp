@@ -59,10 +59,11 @@ std::string scenario_reference() {
     append_table(text, "`[phone]`", power_keys);
     text +=
         "| `cell_vendor` | \"ATL\" | text | what the vendor's node reads |\n"
-        "| `cycle_s` | 10 | 1 to 86400 | between two cycles of the daemon, s; 10 on a real phone |\n"
-        "| `age_days` | 0 | 0 to 36500 | age of the cell at the start, spent at 25 °C and 3.9 V |\n";
+        "| `cycle_s` | 10 | 1 to 86400 | between two cycles of the daemon, s; 10 on a real phone |\n";
+    append_table(text, "", age_keys);
     append_table(text, "`[boot_loader]`", boot_loader_keys);
     append_table(text, "`[cell]`", cell_keys);
+    append_table(text, "`[ageing]`", ageing_keys);
     append_table(text, "`[thermal]`", thermal_keys);
     append_table(text, "`[charger]`", charger_keys);
     append_table(text, "`[gauge]`", gauge_keys);

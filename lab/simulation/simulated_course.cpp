@@ -209,7 +209,7 @@ void simulated_course::truth(std::vector<double>& values) const {
               rounded(phone.cell.soc * 100),
               rounded(phone.terminal_v * 1000),
               rounded(phone.flow.current_a * 1000),
-              rounded(phone.temperature_c),
+              rounded(phone.heat.battery_c),
               rounded(phone.ageing.health.capacity * 100),
               rounded(phone.ageing.health.resistance * 100),
               static_cast<double>(world_.around().charger),

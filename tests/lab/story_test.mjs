@@ -12,7 +12,7 @@ const SCENARIOS = fileURLToPath(new URL("../../scenarios/", import.meta.url));
 const STORIES = {
   stress_trip: ["2026-03-26 08:00:00  core              Started (boot 1)\n", "top of charge: 4450 mV\n",
     "battery stress    Lowered the top-of-charge voltage from 4450 to 4350 mV for good: the battery has", "limit passed: 12000\n",
-    "above 4400 mV, 40 to 45 °C: 1000.0 h x 10.6 = 10578 stress hours (87 %)\n", "4200 to 4400 mV, 30 to 35 °C",
+    "above 4400 mV, 40 to 45 °C: 1000.5 h x 10.6 = 10583 stress hours (87 %)\n", "4200 to 4400 mV, 30 to 35 °C",
     "core              Scheduled a reboot for 2026-03-29 03:00:00", "2026-03-29 03:00:00  core              Rebooted the device\n",
     "Started (boot 2)\n", "top of charge: 4350 mV, asked by battery stress since 2026-03-28 08:00:10\n", "Started (boot 3)\n",
     "7 of 7 expectations hold\n"],

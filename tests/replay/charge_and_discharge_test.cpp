@@ -60,7 +60,7 @@ TEST(ChargeAndDischarge, FollowsACellToEmptyAndToFullAndRemembersIt) {
     // It switches off empty, and boots once it is on the charger.
     const auto second = std::find_if(result.cycles.begin(), result.cycles.end(),
                                      [](const lab::cycle& each) { return each.boot == 2; });
-    EXPECT_LT(std::prev(second)->truth[static_cast<std::size_t>(lab::truth_column::true_mv)], 3450);
+    EXPECT_LT(std::prev(second)->truth[static_cast<std::size_t>(lab::truth_column::true_mv)], 3500);
     EXPECT_NEAR(second->truth[static_cast<std::size_t>(lab::truth_column::sim_s)], 9.2 * 3600, 0.3 * 3600);
 
     // Down to empty and up to full, one percent at a time.
@@ -74,8 +74,8 @@ TEST(ChargeAndDischarge, FollowsACellToEmptyAndToFullAndRemembersIt) {
     EXPECT_THAT(distinct(result.cycles, 2, column::landing_state), ElementsAre(0, 1, 2, 3, 4));
     EXPECT_THAT(result.story({"soc_landed"}), testing::SizeIs(1));
 
-    // 60 mOhm in series, where the daemon begins with 90, and what the faster pair adds within a step of 10 s.
-    EXPECT_NEAR(distinct(result.cycles, 1, column::dcr).back(), 650, 50);
+    // 90 mOhm at 25 °C, where the daemon begins too; the phone in use is warmer.
+    EXPECT_NEAR(distinct(result.cycles, 1, column::dcr).back(), 770, 60);
     std::vector<lab::event> writes;
     for (const lab::event& each : result.events) {
         if (each.kind == lab::event_kind::write && each.name.ends_with("dyn_soc_params") && each.boot == 1)

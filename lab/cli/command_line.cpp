@@ -3,8 +3,10 @@
 #include <CLI/CLI.hpp>
 #include <exception>
 #include <iostream>
+#include <new>
 #include <string>
 #include <string_view>
+#include <system_error>
 
 #include "lab/cli/command_tree.h"
 #include "lab/cli/commands.h"
@@ -16,11 +18,12 @@ namespace lab {
 
 namespace {
 
-constexpr int RUN_FAILED = 1;
-constexpr int BAD_INPUT = 2;
+constexpr int NO = 1;
+constexpr int TROUBLE = 2;
+constexpr int PROGRAM_FAULT = 3;
 
 int report(std::string_view message, int exit_status) {
-    std::cerr << "vorn-lab: " << message << '\n';
+    if (!message.empty()) std::cerr << "vorn-lab: " << message << '\n';
     return exit_status;
 }
 
@@ -49,13 +52,20 @@ int run(CLI::App& app, int argc, const char* const* argv) {
     } catch (const CLI::Success& help) {
         return app.exit(help);
     } catch (const CLI::ParseError& usage) {
-        return report(usage_message(app, usage), BAD_INPUT);
+        return report(usage_message(app, usage), TROUBLE);
     } catch (const daemon_crashed& crash) {
-        return report(crash.what(), RUN_FAILED);
-    } catch (const expectation_failed& failure) {
-        return report(failure.what(), RUN_FAILED);
-    } catch (const std::exception& other) {
-        return report(other.what(), BAD_INPUT);
+        return report(crash.what(), NO);
+    } catch (const answer_is_no& answer) {
+        std::cout.flush();
+        return report(answer.what(), NO);
+    } catch (const input_error& trouble) {
+        return report(trouble.what(), TROUBLE);
+    } catch (const std::system_error& refused) {
+        return report(std::string("this machine refuses: ") + refused.what(), TROUBLE);
+    } catch (const std::bad_alloc&) {
+        return report("this machine has not enough memory", TROUBLE);
+    } catch (const std::exception& fault) {
+        return report(std::string("a fault of vorn-lab itself: ") + fault.what(), PROGRAM_FAULT);
     }
 }
 

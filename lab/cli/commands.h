@@ -1,7 +1,7 @@
 // The commands of vorn-lab. Each adds itself to the command line with its flags and a callback that runs it.
 //
-// A callback throws input_error (exit status 2) or, when the run itself failed, daemon_crashed or
-// expectation_failed (exit status 1); what() goes to standard error.
+// A callback throws what ends it otherwise than with exit status 0: daemon_crashed, or one of lab/io/error.h; what() goes
+// to standard error.
 #pragma once
 
 namespace CLI {

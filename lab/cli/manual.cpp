@@ -36,12 +36,18 @@ which version this is.
 constexpr std::string_view TAIL = R"(.Sh EXIT STATUS
 .Bl -tag -width Ds
 .It 0
-Done.
+Done, and the answer is yes.
 .It 1
-The run failed: the daemon crashed, or an expectation did not hold.
+The answer is no: an expectation did not hold, the daemon crashed,
+two states differ, a log has problems.
 .It 2
-Bad usage, or input that cannot be read;
+Trouble with what was given: bad usage, input that cannot be read,
+output that cannot be written;
 one line on standard error says what and where.
+.It 3
+A fault of
+.Nm
+itself; the line says in which boot and when.
 .El
 .Sh EXAMPLES
 The records of a device's log:

@@ -91,6 +91,7 @@ void print_metrics(const metrics_options& options) {
     std::cout.flush();
     if (!failure.empty()) throw input_error(failure);
     std::cerr << "vorn-lab: " << writer.records() << " records, " << writer.problems() << " problems\n";
+    if (writer.problems() > 0) throw answer_is_no("");  // the line above has said so
 }
 
 }  // namespace

@@ -56,6 +56,7 @@ void show(const state_options& options) {
 void diff(const state_options& options) {
     const auto changes = compare_states(read_stored_state(options.before), read_stored_state(options.after));
     std::cout << (options.as_json ? json_text(changes_as_json(changes)) : changes_as_text(changes));
+    if (!changes.empty()) throw answer_is_no("");  // the differences have been told
 }
 
 void add_show(CLI::App& state, const std::shared_ptr<state_options>& options) {

@@ -1,5 +1,6 @@
 #include "lab/session/boot.h"
 
+#include <stdexcept>
 #include <unistd.h>
 #include <utility>
 
@@ -75,12 +76,12 @@ std::map<std::string, std::string> receive_map(wire::body& from) {
     return entries;
 }
 
-void send_result(wire::sender& to, const device& on, course& what_happens) {
+void send_result(wire::sender& to, const device& on, course& device_course) {
     boot_result result;
     for (const virtual_device::file* file : on.state_files()) result.image.files[file->path] = file->bytes;
     result.image.properties.insert(on.properties.begin(), on.properties.end());
-    result.has_more_boots = what_happens.has_more_boots();
-    result.course_state = what_happens.save();
+    result.has_more_boots = device_course.has_more_boots();
+    result.course_state = device_course.save();
 
     to.begin(wire::kind::boot_over, size_of_map(result.image.files) + size_of_map(result.image.properties) +
                                         wire::size_of_text(result.course_state) + sizeof(bool));
@@ -97,64 +98,64 @@ void send_number(wire::sender& to, wire::kind what, auto number) {
     to.end();
 }
 
-void run_cycles(course& what_happens, device& on, boot_wishes wishes, wire::sender& to,
+void run_cycles(course& device_course, device& on, boot_wishes wishes, wire::sender& to,
                 wire::shared_state& shared) {
     sampler nodes(on);
     cycle after;
     int until_progress = CYCLES_PER_PROGRESS;
-    while (what_happens.next_cycle(on)) {
+    while (device_course.next_cycle(on)) {
         shared.elapsed_s = on.elapsed_s;
-        shared.source_line = what_happens.source_line();
+        shared.source_line = device_course.source_line();
         daemon_cycle();
         if (wishes.cycles) {
             after.elapsed_s = on.elapsed_s;
             after.real_time_s = on.real_time_s;
             after.daemon = read_daemon_columns();
             if (wishes.samples) after.seen = nodes.read();
-            what_happens.truth(after.truth);
+            device_course.truth(after.truth);
             wire::send_cycle(to, after);
         }
         if (--until_progress == 0) {
             until_progress = CYCLES_PER_PROGRESS;
-            send_number(to, wire::kind::progress, what_happens.progress());
+            send_number(to, wire::kind::progress, device_course.progress());
             to.flush();
         }
     }
 }
 
-void run_course(course& what_happens, device& on, boot_wishes wishes, wire::sender& to,
+void run_course(course& device_course, device& on, boot_wishes wishes, wire::sender& to,
                 wire::shared_state& shared) {
     effect_sender effects{to, on};
-    const std::int64_t boot = what_happens.begin_boot(on);
+    const std::int64_t boot = device_course.begin_boot(on);
     if (wishes.events) on.told = {&effects, send_log, send_metric, send_property_set, send_write, nullptr};
     send_number(to, wire::kind::boot, boot);
-    shared.source_line = what_happens.source_line();
+    shared.source_line = device_course.source_line();
     daemon_start();
     shared.is_started = true;
-    run_cycles(what_happens, on, wishes, to, shared);
+    run_cycles(device_course, on, wishes, to, shared);
     on.told = {};
-    send_result(to, on, what_happens);
+    send_result(to, on, device_course);
 }
 
-void send_failure(wire::sender& to, std::string_view message) {
-    to.begin(wire::kind::failure, wire::size_of_text(message));
+void send_failure(wire::sender& to, wire::kind which, std::string_view message) {
+    to.begin(which, wire::size_of_text(message));
     to.put_text(message);
     to.end();
 }
 
 }  // namespace
 
-void run_boot(course& what_happens, const device_image& image, boot_wishes wishes, wire::shared_state& shared,
-              int channel) {
+void run_boot(course& device_course, const device_image& image, boot_wishes wishes,
+              wire::shared_state& shared, int channel) {
     wire::sender to(shared, channel);
     try {
         device& on = virtual_device::the_device();
         load_image(on, image);
-        run_course(what_happens, on, wishes, to, shared);
+        run_course(device_course, on, wishes, to, shared);
+    } catch (const std::logic_error& thrown) {
+        send_failure(to, wire::kind::fault, thrown.what());
     } catch (const std::exception& thrown) {
-        send_failure(to, thrown.what());
-    } catch (...) {
-        send_failure(to, "unknown error");
+        send_failure(to, wire::kind::failure, thrown.what());
     }
     to.flush();
     // Nothing of the parent's that this process holds a copy of may be flushed or destroyed here.

@@ -15,7 +15,7 @@ struct boot_wishes {
 
 // Sets up the device of this process from `image`, runs the daemon until the course ends the boot, and sends
 // what happens. Never returns: exits with status 0 also when the course threw, which is sent as a failure.
-[[noreturn]] void run_boot(course& what_happens, const device_image& image, boot_wishes wishes,
+[[noreturn]] void run_boot(course& device_course, const device_image& image, boot_wishes wishes,
                            wire::shared_state& shared, int channel);
 
 // The body of a boot_over message.

@@ -47,7 +47,7 @@ class shared_memory {
 // A boot under way. Killed when it is abandoned.
 class boot_process {
   public:
-    boot_process(course& what_happens, const device_image& image, boot_wishes wishes,
+    boot_process(course& device_course, const device_image& image, boot_wishes wishes,
                  wire::shared_state& shared) {
         int ends[2];
         if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) fail("socketpair");
@@ -57,7 +57,7 @@ class boot_process {
         pid_ = ::fork();
         if (pid_ == 0) {
             ::close(ends[0]);
-            run_boot(what_happens, image, wishes, shared, ends[1]);
+            run_boot(device_course, image, wishes, shared, ends[1]);
         }
         channel_ = ends[0];
         ::close(ends[1]);
@@ -102,13 +102,13 @@ std::string end_of_process(int status) {
     return text;
 }
 
-std::string crash_message(std::int64_t boot, const wire::shared_state& shared, const course& what_happens,
-                          int status) {
-    std::string text = "the daemon crashed in boot " + std::to_string(boot);
+// Where in the run a boot came to.
+std::string place_in(std::int64_t boot, const wire::shared_state& shared, const course& device_course) {
+    std::string text = "in boot " + std::to_string(boot);
     text += shared.is_started ? " at elapsed " + std::to_string(shared.elapsed_s) + " s" : " during start-up";
     if (shared.source_line > 0)
-        text += " (" + what_happens.source_name() + ":" + std::to_string(shared.source_line) + ")";
-    return text + ": " + end_of_process(status);
+        text += " (" + device_course.source_name() + ":" + std::to_string(shared.source_line) + ")";
+    return text;
 }
 
 // Hands messages to the listeners; keeps what ends the boot.
@@ -131,6 +131,7 @@ class dispatcher {
         switch (what) {
             case wire::kind::boot:
                 boot_ = event_.boot = cycle_.boot = body.number<std::int64_t>();
+                event_.elapsed_s = cycle_.elapsed_s = 0;
                 break;
             case wire::kind::event:
                 wire::receive_event(body, event_);
@@ -151,6 +152,8 @@ class dispatcher {
                 break;
             case wire::kind::failure:
                 throw input_error(std::string(body.text()));
+            case wire::kind::fault:
+                throw program_fault(std::string(body.text()));
         }
     }
 
@@ -161,6 +164,7 @@ class dispatcher {
     }
 
     std::int64_t boot() const { return boot_; }
+    std::int64_t elapsed_s() const { return std::max(event_.elapsed_s, cycle_.elapsed_s); }
     bool is_over() const { return is_over_; }
     boot_result& result() { return result_; }
 
@@ -175,16 +179,25 @@ class dispatcher {
     boot_result result_;
 };
 
-boot_result run_one_boot(course& what_happens, const device_image& image,
+boot_result run_one_boot(course& device_course, const device_image& image,
                          const std::vector<listener*>& listeners) {
     const shared_memory shared;
     dispatcher heard(listeners);
-    boot_process child(what_happens, image, heard.wishes(), *shared);
+    boot_process child(device_course, image, heard.wishes(), *shared);
     wire::receiver from(*shared, child.channel());
-    heard.take_all(from);
+    try {
+        heard.take_all(from);
+    } catch (const program_fault& of_course) {
+        throw program_fault(place_in(heard.boot(), *shared, device_course) + ": " + of_course.what());
+    } catch (const std::logic_error& of_listener) {
+        // The child may be far ahead of what the listeners have heard.
+        throw program_fault("in boot " + std::to_string(heard.boot()) + " at elapsed " +
+                            std::to_string(heard.elapsed_s()) + " s: " + of_listener.what());
+    }
     const int status = child.wait();
     if (heard.is_over() && status == 0) return std::move(heard.result());
-    throw daemon_crashed(crash_message(heard.boot(), *shared, what_happens, status));
+    throw daemon_crashed("the daemon crashed " + place_in(heard.boot(), *shared, device_course) + ": " +
+                         end_of_process(status));
 }
 
 bool is_volatile(const std::string& property) {
@@ -193,11 +206,11 @@ bool is_volatile(const std::string& property) {
 
 }  // namespace
 
-void run_session(course& what_happens, device_image& image, const std::vector<listener*>& listeners) {
+void run_session(course& device_course, device_image& image, const std::vector<listener*>& listeners) {
     for (;;) {
-        boot_result result = run_one_boot(what_happens, image, listeners);
+        boot_result result = run_one_boot(device_course, image, listeners);
         image = std::move(result.image);
-        what_happens.load(result.course_state);
+        device_course.load(result.course_state);
         if (!result.has_more_boots) return;
         std::erase_if(image.properties, [](const auto& entry) { return is_volatile(entry.first); });
     }

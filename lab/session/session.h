@@ -20,8 +20,9 @@ class daemon_crashed : public std::runtime_error {
 };
 
 // Runs the course, one boot at least, to its end from `image`, which afterwards holds what the device kept.
-// Throws daemon_crashed, when the listeners have heard all that came before the crash; rethrows, as
-// input_error (lab/io/error.h), what the course threw. `image` is then as the last complete boot left it.
-void run_session(course& what_happens, device_image& image, const std::vector<listener*>& listeners);
+// Throws daemon_crashed, when the listeners have heard all that came before the crash; what the
+// course threw comes as an input_error, and a std::logic_error of the course or a listener as a program_fault with boot
+// and time (lab/io/error.h). `image` is then as the last complete boot left it.
+void run_session(course& device_course, device_image& image, const std::vector<listener*>& listeners);
 
 }  // namespace lab

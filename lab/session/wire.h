@@ -28,6 +28,7 @@ enum class kind : std::uint32_t {
     progress,   // share of the course, a double
     boot_over,  // the boot ended as the course wanted; what goes to the next one
     failure,    // the course threw; a text
+    fault,      // the course threw what shows a fault of this program; a text
 };
 
 constexpr std::size_t BATCH_SIZE = 1048576;  // some thousand cycles: the processes seldom wait for each other

@@ -174,7 +174,10 @@ TEST(Session, PassesOnWhatTheCourseAndWhatAListenerThrows) {
     desk_course course;
     course.cycles_per_boot = 1000000000;  // never ends by itself
     heard.on_any_cycle = [] { throw std::logic_error("enough"); };
-    EXPECT_EQ(error_of(course, heard), "enough");
+    EXPECT_EQ(error_of(course, heard), "in boot 1 at elapsed 0 s: enough");
+    desk_course faulty(10, [] { throw std::out_of_range("map::at"); });
+    recorder nobody;
+    EXPECT_EQ(error_of(faulty, nobody), "in boot 1 at elapsed 0 s (desk:101): map::at");
 }
 
 TEST(Session, DoesNotSendWhatNobodyWants) {

@@ -186,7 +186,8 @@ test("goes round through the daemon", () => {
   labMust("replay", "trace.csv", "--root", "root", "--save-root", "after");
   assert.deepEqual(show("after").top_of_charge, { step: 9, voltage_mv: 4000 });
   assert.ok(show("after").stress.total_hours > 519.9, "the hours of the run are there too");
-  const changes = labMust("state", "diff", "root", "after");
+  const { status, stdout: changes, stderr } = lab("state", "diff", "root", "after");
+  assert.deepEqual([status, stderr], [1, ""]);
   for (const line of ["charge_failures                    3 -> 4 (+1)\n", "batt_precharge_counter             7 -> 8 (+1)\n",
     "toc_clients                        0 -> 9 (+9)\n", "top of charge                      4450 -> 4000 mV (-450)\n",
     "batt_precharge_timer               none -> 60 s\n", "file batt_precharge_timer          missing -> whole\n",
@@ -195,7 +196,7 @@ test("goes round through the daemon", () => {
   }
   assert.equal(labMust("state", "diff", "after", "after"), "no difference\n");
   assert.deepEqual(JSON.parse(labMust("state", "diff", "--json", "after", "after")), []);
-  const counted = JSON.parse(labMust("state", "diff", "--json", "root", "after")).find(({ name }) => name === "charge_failures");
+  const counted = JSON.parse(lab("state", "diff", "--json", "root", "after").stdout).find(({ name }) => name === "charge_failures");
   assert.deepEqual(counted, { name: "charge_failures", from: "3", to: "4", difference: "+1" });
 });
 

@@ -9,8 +9,10 @@ batt_vendor_table batt_info_vendor_table = {&batt_ATL, &batt_LWN};
 
 namespace {
 
-// The one voltage that is checked as such, to catch a record in the wrong unit: strictly between these.
+// The one voltage that is checked as such, to catch a record in the wrong unit.
+// Empty voltage on the coldest curve <= this: the record is invalid
 constexpr std::int32_t COLDEST_EMPTY_ABOVE_TENTH_MV = 25000;
+// Empty voltage on the coldest curve >= this: the record is invalid
 constexpr std::int32_t COLDEST_EMPTY_BELOW_TENTH_MV = 50000;
 
 constexpr std::int32_t NO_VENDOR = -1;

@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::int32_t BOT_OF_CHARGE_MV = 3400;
 constexpr std::int32_t STEP_MV = 50;
-constexpr std::uint8_t STEP_COUNT = 10;   // a step is valid when it is less than this
+constexpr std::uint8_t STEP_COUNT = 10;   // derating step [steps of 50 mV] >= this: refused
 constexpr std::int32_t CLIENT_COUNT = 1;  // of each kind; the only valid id is 0
 static_assert(FULL_TOC_MV - (STEP_COUNT - 1) * STEP_MV > BOT_OF_CHARGE_MV);
 

@@ -30,23 +30,26 @@ namespace {
 constexpr unsigned CYCLE_PERIOD_S = 10;
 constexpr char PLATFORM_NAME[] = "VELDRANE";
 
-// Top-off: the full state ends this far below the voltage at full.
+// Fall from the voltage at full >= this: the full state of the top-off controller ends
 constexpr std::uint32_t TOPOFF_RESET_MARGIN_MV = 200;
 
 // Charge timer.
 constexpr std::uint32_t CHARGE_TIMER_MARGIN_PCT = 20;
+// Capacity >= this: a charge is given the base time alone
 constexpr std::uint32_t CHARGE_TIMER_TARGET_SOC_PCT = 95;
 constexpr std::uint32_t CHARGE_TIMER_CAPACITY_MAH = 7500;
 constexpr std::uint32_t CHARGE_TIMER_BASE_TIME_S = 7200;
 
 // Short detector: what a soft short is told from, and the currents a charge runs between.
-constexpr std::uint32_t SHORT_CUTOFF_PPM10 = 2030;  // 2.03 % of 4450 mV: armed from 90 mV below the ToC up
-constexpr std::uint32_t SHORT_CURRENT_DIP_PPM10 = 3000;  // 3 % of the mean of the two currents
+// Depth below the top of charge, as a share of 4450 mV, < this (90 mV): the short detector is armed
+constexpr std::uint32_t SHORT_CUTOFF_PPM10 = 2030;
+// Fall of the current, as a share of the mean of the two below, >= this (51 mA): the sample does not count
+constexpr std::uint32_t SHORT_CURRENT_DIP_PPM10 = 3000;
 constexpr std::uint32_t SHORT_RESISTANCE_MOHM = 90;
 constexpr std::uint32_t SHORT_HIGH_CURRENT_MA = 3000;
 constexpr std::uint32_t SHORT_LOW_CURRENT_MA = 450;
 
-// A device on its charger above this voltage counts as held near full.
+// Voltage > this: on its charger, the device counts as held near full
 constexpr std::int32_t PULLDOWN_VOLTAGE_MV = 4000;
 
 // A device that is off loses this much, in microvolts per hour.

@@ -5,10 +5,13 @@
 
 namespace {
 
-constexpr std::uint64_t SAVE_PERIOD_S = 3600;     // saved when this or more has passed since the last save
-constexpr std::uint64_t LOW_SAVE_PERIOD_S = 180;  // while the battery is low: when this or more has passed
-constexpr std::int32_t LOW_CAPACITY_PCT = 5;      // low: a capacity at or below this, but for the next one
-constexpr std::int32_t NO_CAPACITY_PCT = -98;  // a gauge that says exactly this says an error code: not low
+// Time since the last save >= this: a voltage that has changed is saved
+constexpr std::uint64_t SAVE_PERIOD_S = 3600;
+// Time since the last save >= this: likewise, while the battery is low
+constexpr std::uint64_t LOW_SAVE_PERIOD_S = 180;
+constexpr std::int32_t LOW_CAPACITY_PCT = 5;  // capacity <= this: the battery is low
+// Capacity = this: the gauge says an error code, which is not low
+constexpr std::int32_t NO_CAPACITY_PCT = -98;
 
 struct {
     std::int32_t last_saved_volt;   // uV, the voltage last saved in this run

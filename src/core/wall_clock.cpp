@@ -10,9 +10,9 @@
 
 namespace {
 
-// time <= this: the clock has not been set since power-on (2020-12-31 23:59:59 UTC)
+// Wall clock since 1970 <= this: not set since power-on (2020-12-31 23:59:59 UTC)
 constexpr std::int64_t LATEST_UNSET_TIME_S = 1609459199;
-constexpr double SAME_TIME_S = 1.0;  // -1.0 <= difference <= 1.0: no time has passed
+constexpr double SAME_TIME_S = 1.0;  // time unseen, either way, <= this: none
 constexpr float SECONDS_PER_HOUR = 3600.0F;
 
 struct {

@@ -8,15 +8,16 @@
 namespace dyn_soc {
 namespace {
 
-constexpr std::int32_t GOOD_CYCLES_MIN = 6;  // learn from this many undisturbed cycles in a row on
+constexpr std::int32_t GOOD_CYCLES_MIN = 6;  // undisturbed cycles in a row [cycles] < this: nothing is learnt
 
-constexpr std::int32_t DCR_CURR_ABOVE_MA =
-    99;                                 // a current teaches the resistance when more than this, either way
-constexpr std::int32_t DCR_WEIGHT = 5;  // of the base 1000: 1/200 per sample
-constexpr std::int32_t DCR_NUM_REFUSED = 214748;  // from here on; times 10000, the next would leave 32 bits
+constexpr std::int32_t DCR_CURR_ABOVE_MA = 99;  // current, either way, <= this: no resistance is learnt
+constexpr std::int32_t DCR_WEIGHT = 5;          // of the base 1000: 1/200 per sample
+// Filtered product of the changes [0.1 mV·mA] >= this: no resistance is learnt
+constexpr std::int32_t DCR_NUM_REFUSED = 214748;
+static_assert(std::int64_t{DCR_NUM_REFUSED} * 10000 <= INT32_MAX);  // what passes can be multiplied
 
 constexpr std::int32_t QMAX_WEIGHT = 1;     // of the base 100000, per sample
-constexpr std::int32_t QMAX_MAX_DT_S = 20;  // no learning of the capacity across a longer interval
+constexpr std::int32_t QMAX_MAX_DT_S = 20;  // time since the last cycle > this: no capacity is learnt
 
 void filter(big_int& value, wrap32 sample, std::int32_t weight) {
     value = add_to_big_int(value, value.base, (weight * (sample - value.whole)).value);

@@ -8,11 +8,12 @@
 namespace dyn_soc {
 namespace {
 
-constexpr std::int32_t TEMP_SCALE = 1000;      // parts of one temperature interval
-constexpr std::int32_t SOC_PER_POINT = 1010;   // m% from one curve point to the next
-constexpr std::int32_t SLOPE_REACH = 1000;     // 100 mV to either side, 0.1 mV
-constexpr std::int32_t SLOPE_SPAN_10MV = 20;   // from one side to the other
-constexpr std::int32_t CACHE_TEMP_REACH = 10;  // a look-up holds for less than 1.0 °C either way
+constexpr std::int32_t TEMP_SCALE = 1000;     // parts of one temperature interval
+constexpr std::int32_t SOC_PER_POINT = 1010;  // m% from one curve point to the next
+constexpr std::int32_t SLOPE_REACH = 1000;    // 100 mV to either side, 0.1 mV
+constexpr std::int32_t SLOPE_SPAN_10MV = 20;  // from one side to the other
+// Change of temperature [0.1 °C] < this: a look-up of the charge limits holds
+constexpr std::int32_t CACHE_TEMP_REACH = 10;
 constexpr std::int32_t DECIC_PER_C = 10;
 
 }  // namespace

@@ -11,10 +11,11 @@
 namespace dyn_soc {
 namespace {
 
-constexpr std::int32_t DISPLAY_MAX_CHARGING = 99;   // %; 100 is shown when the status says Full
-constexpr std::uint64_t METRIC_INTERVAL_S = 86400;  // a trigger fires again from this many seconds on
-constexpr std::int32_t LOW_PCT = 2;                 // the low trigger: from above this to it or below
-constexpr std::int32_t HIGH_PCT = 98;               // the high trigger: from below this to it or above
+// Shown while charging [%] >= this: goes no higher until the status is Full
+constexpr std::int32_t DISPLAY_MAX_CHARGING = 99;
+constexpr std::uint64_t METRIC_INTERVAL_S = 86400;  // time since a trigger fired >= this: it may fire again
+constexpr std::int32_t LOW_PCT = 2;                 // shown <= this: a record, once on the way down
+constexpr std::int32_t HIGH_PCT = 98;               // shown >= this: a record, once on the way up
 constexpr std::int32_t NO_HISTORY = -1;
 
 wrap32 first_display_soc(wrap32 percent, std::int32_t chg_sts) {

@@ -10,13 +10,16 @@
 namespace dyn_soc {
 namespace {
 
-constexpr std::int32_t COUNTING_MAX_DT_S = 19;  // the currents at both ends stand for the interval up to this
-constexpr std::int32_t SLEEP_CURR_MA = 5;       // and this stands for a longer one: taken for sleep
-constexpr std::int32_t PREDICTION_MAX_DT_S = 20;  // the predicted voltage counts up to this
+// Time since the last cycle > this: taken for sleep, of which 5 mA are counted
+constexpr std::int32_t COUNTING_MAX_DT_S = 19;
+constexpr std::int32_t SLEEP_CURR_MA = 5;  // and this stands for a longer one: taken for sleep
+// Time since the last cycle > this: the open-circuit voltage is measured only, not predicted
+constexpr std::int32_t PREDICTION_MAX_DT_S = 20;
 
 // Percent of soc_c in the blend while soc_v is more than 10 %; below in proportion to soc_v, as there the curve
 // is steep and the voltage knows best.
 constexpr std::int32_t COUNTED_WEIGHT_MAX = 80;
+// State of charge by voltage [m%] > this: the counted one has its full weight of 80 %
 constexpr std::int32_t FULL_WEIGHT_ABOVE = 10000;
 
 wrap32 charge_moved(wrap32 dt, wrap32 curr_before_ma, wrap32 curr_ma) {

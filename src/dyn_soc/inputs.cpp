@@ -7,15 +7,18 @@
 namespace dyn_soc {
 namespace {
 
-// What the estimator works with, limits included. INVALID_VALUE lies outside each range.
-constexpr std::int32_t VOLT_MIN_TENTH_MV = 25000;
-constexpr std::int32_t VOLT_MAX_TENTH_MV = 50000;
-constexpr std::int32_t CURR_MIN_MA = -4000;
-constexpr std::int32_t CURR_MAX_MA = 4000;
+// INVALID_VALUE lies outside each range.
+constexpr std::int32_t VOLT_MIN_TENTH_MV = 25000;  // voltage < this: the estimator refuses the sample
+constexpr std::int32_t VOLT_MAX_TENTH_MV = 50000;  // voltage > this: the estimator refuses the sample
+constexpr std::int32_t CURR_MIN_MA = -4000;        // current < this: the estimator refuses the sample
+constexpr std::int32_t CURR_MAX_MA = 4000;         // current > this: the estimator refuses the sample
+// Battery temperature < this: the thermal zone's is taken, or the sample refused
 constexpr std::int32_t TEMP_MIN_DECIC = -300;
+// Battery temperature > this: the thermal zone's is taken, or the sample refused
 constexpr std::int32_t TEMP_MAX_DECIC = 800;
 
-// While charging, a current more than a quarter away from the average of at least 2 samples is an outlier.
+// While charging.
+// Samples in the average current [samples] >= this: a current more than a quarter off it is an outlier
 constexpr std::uint32_t OUTLIER_MIN_SAMPLES = 2;
 constexpr std::int32_t OUTLIER_BAND = 4;  // average / 4
 

@@ -62,9 +62,11 @@ constexpr std::int32_t TENTH_MV_PER_MV = 10;
 // What a cell can have, both ends included, each times 10: 45.1 mΩ to below 180 mΩ, 0.75 Ah to 9 Ah.
 // Resistance: 0.1 mV / mA is 1000 * 0.1 mΩ, so the quotient times 10000 is ten times the resistance.
 // Capacity: mA s / m% is 100 C, so mA s * 10000 / (m% * 100) is the capacity.
-constexpr std::int32_t DCR_TIMES_10_MIN = 4510;
-constexpr std::int32_t DCR_TIMES_10_MAX = 17999;
+constexpr std::int32_t DCR_TIMES_10_MIN = 4510;   // resistance, measured or stored [0.01 mΩ] < this: refused
+constexpr std::int32_t DCR_TIMES_10_MAX = 17999;  // resistance, measured or stored [0.01 mΩ] > this: refused
+// Capacity that a cycle implies [0.1 C] < this: learnt only by a capacity not below it
 constexpr std::int32_t QMAX_TIMES_10_MIN = 27001;
+// Capacity that a cycle implies [0.1 C] > this: learnt only by a capacity not above it
 constexpr std::int32_t QMAX_TIMES_10_MAX = 323999;
 
 // One cycle: what was read, and what each step made of it.

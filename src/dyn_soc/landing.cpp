@@ -23,9 +23,11 @@ namespace dyn_soc {
 namespace {
 
 constexpr std::int32_t SLOPE_BELOW_TOC = 1000;  // the slope is taken 100 mV below the top of charge, 0.1 mV
-constexpr std::int32_t SLOPE_TEMP_REACH = 10;   // and again when the temperature moved by 1.0 °C or more
-constexpr std::int32_t MIN_CURR_SAMPLES = 5;    // no landing with fewer
-constexpr std::int32_t THRESHOLD_SOC = 95000;   // m%, less what the drop of the next hides
+// Change of temperature [0.1 °C] < this: the slope near the top holds
+constexpr std::int32_t SLOPE_TEMP_REACH = 10;
+constexpr std::int32_t MIN_CURR_SAMPLES = 5;  // samples in the average current [samples] < this: no landing
+// State of charge and what the drop of 2550 mA hides [m%] > this: the landing begins
+constexpr std::int32_t THRESHOLD_SOC = 95000;
 constexpr std::int32_t THRESHOLD_CURR_MA = 2550;
 constexpr std::int32_t FINAL_CURR_MA = 450;  // the charger stops here, so this drop stays hidden
 constexpr std::int32_t TARGET_TENTHS = 8;    // of the average current at the threshold: landed below that

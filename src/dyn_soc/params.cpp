@@ -30,16 +30,17 @@ constexpr std::int32_t DEFAULT_QMAX_DEN = 740;
 
 // The whole numbers between the bounds of what a cell can have. The quotient itself is tested: ten times a damaged
 // one could wrap into the range.
-constexpr std::int32_t QMAX_STORED_MIN = 2701;   // C; a stored capacity below this is refused
-constexpr std::int32_t QMAX_STORED_MAX = 32399;  // C; and one above this
+constexpr std::int32_t QMAX_STORED_MIN = 2701;   // stored capacity [C] < this: the default is taken
+constexpr std::int32_t QMAX_STORED_MAX = 32399;  // stored capacity [C] > this: the default is taken
 static_assert(QMAX_STORED_MIN * 10 >= QMAX_TIMES_10_MIN && (QMAX_STORED_MIN - 1) * 10 < QMAX_TIMES_10_MIN);
 static_assert(QMAX_STORED_MAX * 10 <= QMAX_TIMES_10_MAX && (QMAX_STORED_MAX + 1) * 10 > QMAX_TIMES_10_MAX);
 
 constexpr std::int32_t DCR_BASE = 1000;
 constexpr std::int32_t QMAX_BASE = 100000;
 
-constexpr std::uint64_t WRITE_INTERVAL_S = 600;  // no write while less than this since the last
-constexpr std::int32_t WRITE_CHANGE_PCT = 2;     // no write while both changes are less than this
+constexpr std::uint64_t WRITE_INTERVAL_S = 600;  // time since the parameters were written < this: not written
+// Change of resistance and of capacity since then < this: not written
+constexpr std::int32_t WRITE_CHANGE_PCT = 2;
 
 // Reads the file. False, and flagged, when it cannot be read or is of another version.
 bool read_params(params_file& file) {

@@ -23,7 +23,8 @@ namespace {
 
 // Falling from above, the two meet after five gaps more, but never before the estimate has come down to 10 %.
 constexpr std::int32_t MEET_AFTER_GAPS = 5;
-constexpr std::int32_t HIGHEST_TARGET_SOC = 10000;  // m%
+// Where shown and estimate meet, falling from above [m%] > this: they meet here
+constexpr std::int32_t HIGHEST_TARGET_SOC = 10000;
 
 // Which way the estimate is expected to go. Not charging is on the charger, yet not filled; Full is not filled either,
 // but full.

@@ -12,7 +12,8 @@
 namespace dyn_soc {
 namespace {
 
-constexpr std::uint64_t GAP_ABOVE_S = 20;  // more than this since the last good cycle is a gap
+// Time since the last good cycle > this: a gap, which ends the run of undisturbed cycles
+constexpr std::uint64_t GAP_ABOVE_S = 20;
 constexpr std::int32_t UV_PER_TENTH_MV = 100;
 constexpr std::int32_t UA_PER_MA = 1000;
 constexpr std::int32_t MC_PER_DECIC = 100;

@@ -21,10 +21,14 @@
 
 namespace {
 
-constexpr std::int64_t MIN_ESTIMATE_CURRENT_UA = 1000;  // a current of at least this gives an estimate
-constexpr std::uint64_t MAX_CHARGE_TIME_S = 72000;      // 20 h: a deadline is at most this after the start
-constexpr std::uint64_t MIN_CHARGE_TIME_S = 3600;       // 1 h: and at least this
-constexpr std::uint64_t PERIOD_ENDS_AWAY_S = 60;  // not charging (once expired: no charger) for at least this
+// Charge current >= this: the time to charge is estimated from it
+constexpr std::int64_t MIN_ESTIMATE_CURRENT_UA = 1000;
+// Start to deadline > this: the deadline is this after the start
+constexpr std::uint64_t MAX_CHARGE_TIME_S = 72000;
+// Start to deadline < this: the deadline is this after the start
+constexpr std::uint64_t MIN_CHARGE_TIME_S = 3600;
+// Time not charging (once expired: without a charger) >= this: the charge period ends, the flag drops
+constexpr std::uint64_t PERIOD_ENDS_AWAY_S = 60;
 constexpr std::int64_t NO_CURRENT_UA = std::numeric_limits<std::int64_t>::max();
 static_assert(MIN_CHARGE_TIME_S < MAX_CHARGE_TIME_S);
 constexpr std::int64_t UA_PER_MA = 1000;

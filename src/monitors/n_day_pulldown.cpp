@@ -8,10 +8,12 @@
 
 namespace {
 
-constexpr std::uint64_t PULLDOWN_AFTER_S = 604800;  // 7 days: applied when the watch is longer than this
-constexpr std::uint64_t WATCH_ENDS_AWAY_S = 3600;   // a charger away for at least this ends the watch
-constexpr std::uint64_t DAILY_RECORD_S = 86400;     // a record when the last is at least this old
-constexpr std::uint8_t PULLDOWN_STEP = 4;           // 4250 mV
+// Time on the charger near full > this: the top of charge is lowered
+constexpr std::uint64_t PULLDOWN_AFTER_S = 604800;
+// Time without a charger >= this: the watch ends, the lowering is withdrawn
+constexpr std::uint64_t WATCH_ENDS_AWAY_S = 3600;
+constexpr std::uint64_t DAILY_RECORD_S = 86400;  // time since the last daily record >= this: the next one
+constexpr std::uint8_t PULLDOWN_STEP = 4;        // 4250 mV
 constexpr std::uint8_t NO_DERATING = 0;
 constexpr std::int32_t TEMP_CLIENT = 0;
 

@@ -14,11 +14,12 @@
 
 namespace {
 
-constexpr std::uint64_t CHARGE_WAIT_S = 300;    // charging for at least this before the first sample
-constexpr std::uint32_t BLOCK_SAMPLES = 6;      // one minute of 10 s cycles
-constexpr std::int32_t RISE_THRESHOLD_C = 37;   // a block sum higher by at least this: over 6 °C a minute
-constexpr std::int32_t RELEASE_TEMP_C = 33;     // at or below this the flag may drop
-constexpr std::uint64_t RELEASE_AFTER_S = 300;  // when it has been up for longer than this
+constexpr std::uint64_t CHARGE_WAIT_S = 300;  // time charging >= this: the temperature is watched
+constexpr std::uint32_t BLOCK_SAMPLES = 6;    // one minute of 10 s cycles
+// Rise of the sum of 6 samples >= this: the thermal flag is raised
+constexpr std::int32_t RISE_THRESHOLD_C = 37;
+constexpr std::int32_t RELEASE_TEMP_C = 33;     // temperature <= this: the flag may drop
+constexpr std::uint64_t RELEASE_AFTER_S = 300;  // time since the flag was raised > this: the flag may drop
 constexpr std::uint64_t NO_TIME = INVALID_VALUE;
 
 enum state : std::uint32_t { IDLE = 0, DISABLED = 1, CHARGE_WAIT = 2, MONITORING = 3 };

@@ -19,11 +19,13 @@ namespace {
 
 constexpr std::uint32_t PARTS_PER_UNIT = 100000;  // a share of 1 in units of 10 ppm
 constexpr std::uint32_t UV_PER_MV = 1000;
-constexpr std::uint32_t MIN_V_DIP_UV = 25000;   // the voltage dip is at least this
+// Voltage fallen in all >= this (or 5 times what the current drop explains): a short is reported
+constexpr std::uint32_t MIN_V_DIP_UV = 25000;
 constexpr std::uint32_t DIP_SAFETY_FACTOR = 5;  // ... and this many times what the current drop explains
-constexpr std::uint32_t CUTOFF_MIN_DIPS = 3;    // the cutoff offset is at least this many voltage dips
-constexpr std::int32_t MIN_CURRENT_MA = 1;      // a sample counts at or above this current
-constexpr std::uint64_t AWAY_S = 60;            // not charging for at least this ends the active state
+constexpr std::uint32_t CUTOFF_MIN_DIPS = 3;    // depth of arming [voltage dips] < this: it is this
+constexpr std::int32_t MIN_CURRENT_MA = 1;      // current >= this: the sample counts
+// Time not charging (after a fault: without a charger) >= this: the short detector is disarmed
+constexpr std::uint64_t AWAY_S = 60;
 
 struct {
     std::uint32_t curr_dip_thresh;     // mA; a sample counts when the current fell by less than this

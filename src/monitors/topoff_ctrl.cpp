@@ -6,9 +6,9 @@
 
 namespace {
 
-constexpr std::uint32_t FULL_PCT = 100;  // exactly
-constexpr std::uint64_t PAUSE_S =
-    60;  // a charger away, or sampling paused, for at least this clears the state
+constexpr std::uint32_t FULL_PCT = 100;  // capacity = this: with status Full, the full state begins
+// Time without a charger, or between two samples on one, >= this: the full state ends
+constexpr std::uint64_t PAUSE_S = 60;
 
 struct {
     std::uint32_t reset_margin_mv;  // below the voltage when full

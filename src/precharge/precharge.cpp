@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr std::int32_t MIN_PRECHARGE_S = 1;  // less is no precharge
+constexpr std::int32_t MIN_PRECHARGE_S = 1;  // the boot loader's precharge < this: there was none
 constexpr std::int32_t UV_PER_MV = 1000;
 
 struct {

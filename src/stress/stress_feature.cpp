@@ -11,9 +11,11 @@
 
 namespace {
 
-constexpr std::uint64_t FLUSH_PERIOD_S = 3600;  // the table is written at a sample > this after the last
-constexpr std::uint64_t EVALUATION_PERIOD_S = 172800;  // 48 h; likewise
-constexpr float CLOCK_BEHIND_H = -1.0F;                // how unknown offline hours are handled and reported
+// Time since the stress table was written > this: written with the next sample
+constexpr std::uint64_t FLUSH_PERIOD_S = 3600;
+// Time since the stress hours were summed > this: summed with the next sample
+constexpr std::uint64_t EVALUATION_PERIOD_S = 172800;
+constexpr float CLOCK_BEHIND_H = -1.0F;  // how unknown offline hours are handled and reported
 
 struct {
     record_import_fn stress_import_fn;  // reads the table's file

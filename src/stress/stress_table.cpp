@@ -10,7 +10,8 @@ namespace {
 
 constexpr std::uint64_t PERIOD_S = 450;
 constexpr float PERIOD_H = 0.125F;
-constexpr std::uint64_t INTERPOLATED_GAP_S = 2 * PERIOD_S + 1;  // gap >= this is spread over periods
+// Time between two samples >= this: spread along a line between them
+constexpr std::uint64_t INTERPOLATED_GAP_S = 2 * PERIOD_S + 1;
 constexpr float SECONDS_PER_HOUR = 3600.0F;
 static_assert(static_cast<float>(PERIOD_S) == PERIOD_H * SECONDS_PER_HOUR);
 

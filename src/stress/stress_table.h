@@ -12,7 +12,8 @@
 #include "util/wiring.h"
 
 constexpr std::int32_t STRESS_TABLE_SIZE = 396;  // bytes of the table and of its file
-constexpr float STRESS_ENTRY_MAX_H = 43800.0F;   // an entry above this (5 years) or below 0 is rejected
+// Hours in a bucket > this (5 years), or below 0: set to 0 and reported
+constexpr float STRESS_ENTRY_MAX_H = 43800.0F;
 
 // Empties the table and forgets the previous sample. `mock_offset_h` stress hours are added to every result of
 // calculate_stress_hours.

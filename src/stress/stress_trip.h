@@ -9,12 +9,15 @@
 
 constexpr std::int32_t STRESS_TRIP_CLIENT = 0;  // permanent client id at the top-of-charge manager
 
+constexpr std::uint32_t STRESS_TRIP_H = 12000;       // stress hours > this: derating step 2, 4350 mV
+constexpr std::uint32_t LAST_STRESS_TRIP_H = 16450;  // stress hours > this: derating step 9, 4000 mV
+
 struct stress_trip_level {
     std::uint32_t above_h;  // the step applies to stress hours > this
     std::uint8_t step;      // derating step, 50 mV each
 };
 // Highest first; at or below the last one the step is 0.
-inline constexpr stress_trip_level STRESS_TRIP_LEVELS[] = {{16450, 9}, {12000, 2}};
+inline constexpr stress_trip_level STRESS_TRIP_LEVELS[] = {{LAST_STRESS_TRIP_H, 9}, {STRESS_TRIP_H, 2}};
 
 // The step, 0, 2 or 9, that so many stress hours call for.
 std::uint8_t stress_trip_step(std::uint32_t stress_hours);

@@ -140,7 +140,7 @@ inline constexpr record_note soc_landed = {
      {"soc_ext", "m%", "state of charge shown by the system"},
      {"v_mv", "mV", "battery voltage"},
      {"i_avg_ma", "mA", "average current"},
-     {"i_targ_ma", "mA", "current at which the battery counts as full"},
+     {"i_targ_ma", "mA", "average current below which the landing is done: 80 % of that at its threshold"},
      {"soc_off", "m%", "offset carried from the landing"}}};
 
 inline constexpr record_note soc_parameters = {

@@ -103,8 +103,8 @@ void show_stress(std::string& out, const stored_file& file, const daemon_view& v
         if (!value) continue;
         if (!is_in_range(place, *value)) show_field(out, file, place);
         if (*value == "nan" || *value == "-nan")
-            print(out, "  %-28s %s  (the daemon lets it pass, and the stress hours read 0)\n",
-                  place.name().c_str(), value->c_str());
+            print(out, "  %-28s %s  (the daemon %s)\n", place.name().c_str(), value->c_str(),
+                  std::string(NAN_EFFECT).c_str());
     }
     show_table(out, view);
     const stress_summary summary = summarise_stress(view);

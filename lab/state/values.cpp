@@ -4,6 +4,7 @@
 #include <cmath>
 #include <ctime>
 
+#include "stress/stress_table.h"
 #include "util/sensor_value.h"
 
 namespace lab {
@@ -94,8 +95,13 @@ std::string daemon_effect(const stored_file& file, std::int32_t number) {
         case file_condition::missing:
         case file_condition::not_opened:
             return std::string(kind.when_missing);
-        case file_condition::shorter:
         case file_condition::not_read:
+            // The daemon takes a failed read for a whole one: what was not read stays 0.
+            if (kind.size == STRESS_TABLE_SIZE && !file.is_former)
+                return "takes it as read and empty, and writes the empty table over the life's record within "
+                       "the hour";
+            break;
+        case file_condition::shorter:
             break;
     }
     if (file.is_former)

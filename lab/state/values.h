@@ -16,6 +16,9 @@ std::optional<std::string> value_text(const stored_file& file, const state_place
 // for the daemon.
 bool is_in_range(const state_place& place, std::string_view text);
 
+// What the daemon does with a NaN in the stress table, a sentence that goes on after "the daemon".
+inline constexpr std::string_view NAN_EFFECT = "lets it pass, and the stress hours read 0 for good";
+
 // A value as given by a user: a decimal number in the range of the field's type; for last_datetime also
 // "2026-01-01T00:00:00Z". The text that set_state_field() takes, or nothing.
 std::optional<std::string> read_value(const state_place& place, std::string_view text);

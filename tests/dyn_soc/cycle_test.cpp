@@ -142,7 +142,7 @@ TEST_F(Estimator, BeginsWithTheFirstSample) {
     EXPECT_EQ(s.dyn_soc_state, STATE_RUNNING);
     EXPECT_EQ(s.prev.curr_ma, 500);
     EXPECT_EQ(s.prev.virt_temp, INVALID_VALUE);
-    EXPECT_EQ(s.prev.soc_ext, 500);
+    EXPECT_EQ(s.prev.soc_ext, 50000);
     EXPECT_EQ(s.prev.ocv, 39550);
     EXPECT_EQ(s.prev.soc_v, 44955);
     EXPECT_EQ(s.prev.soc_c.whole, 44955);

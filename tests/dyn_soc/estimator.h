@@ -18,7 +18,7 @@ struct reading {
     std::int32_t temperature_decic = 500;
     std::int32_t thermal_mc = 50000;
     std::int32_t status = 2;
-    std::int32_t ui_soc = 50;
+    std::int32_t ui_soc = 5000;  // hundredths of a percent
 };
 std::int32_t update(const reading& seen);
 

@@ -48,7 +48,7 @@ trace_rows::trace_rows()
            {"charge_counter", "3750000"},
            {"cycle_count", "12"},
            {"capacity", "50"},
-           {"gm30_ui_soc", "50"},
+           {"gm30_ui_soc", "5000"},  // hundredths of a percent
            {"thermal_zone6_temp", "25000"},
            {"vbus", "0"},
            {"current_now", "-300000"},

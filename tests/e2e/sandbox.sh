@@ -15,7 +15,7 @@ sandbox_make() {
     echo 63 >"$battery/capacity"
     echo 1500000 >"$battery/current_now"
     echo Charging >"$battery/status"
-    echo 63 >"$battery/device/gm30_ui_soc"
+    echo 6300 >"$battery/device/gm30_ui_soc"
     echo ATL >"$battery/device/cell_vendor_name"
     echo 31000 >"$1/sys/class/thermal/thermal_zone6/temp"
     echo 5000000 >"$1/sys/devices/platform/charger/vbus"

@@ -2,11 +2,17 @@
 // column of every cycle, and what the device holds in the end. NAME.txt is never rewritten from what comes out here.
 
 #include <algorithm>
+#include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <gtest/gtest.h>
+#include <map>
 #include <sstream>
 
+#include "core/daemon.h"
 #include "lab/io/input_file.h"
+#include "lab/recordings/trace_course.h"
+#include "tests/support/effects.h"
 #include "tests/support/replay.h"
 #include "tests/support/transcript.h"
 
@@ -80,6 +86,40 @@ TEST_P(Model, SaysTheSame) {
     const auto found = run(lab::read_file(FOLDER / (GetParam() + ".csv")), read.start);
     test::expect_same_lines(found, read.expected, "tests/cases/model/" + GetParam() + ".txt",
                             read.first_line);
+}
+
+// The events of a run in this process, where each boot follows the one before without a new process.
+std::vector<std::string> run_here(const std::string& trace, const test::replay_options& start) {
+    ::setenv("TZ", start.time_zone.c_str(), 1);
+    ::tzset();
+    virtual_device::reset_device();
+    virtual_device::device& device = virtual_device::the_device();
+    for (const auto& [path, bytes] : start.start.files) device.at(path).put(bytes);
+    device.properties.insert(start.start.properties.begin(), start.start.properties.end());
+    lab::trace_course course(
+        lab::trace_reader(lab::input_file::from_text(trace, "trace.csv"), {}, [](const std::string&) {}));
+    test::effects told;
+    do {
+        course.begin_boot(device);
+        daemon_start();
+        while (course.next_cycle(device)) daemon_cycle();
+        device.forget_volatile_properties();
+    } while (course.has_more_boots());
+    return told.take();
+}
+
+// A daemon that starts again in a process remembers nothing of what was before, whatever that was.
+TEST(ModelInOneProcess, SaysTheSameAfterAnythingElse) {
+    std::vector<std::string> names = case_names();
+    std::map<std::string, std::vector<std::string>> first;
+    for (const bool is_again : {false, true}) {
+        for (const std::string& name : names) {
+            const auto found = run_here(lab::read_file(FOLDER / (name + ".csv")), read_case(name).start);
+            if (is_again) test::expect_same_lines(found, first[name], name + " again", 1);
+            first.emplace(name, found);
+        }
+        std::ranges::reverse(names);
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Cases, Model, testing::ValuesIn(case_names()), [](const auto& of) {

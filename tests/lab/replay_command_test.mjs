@@ -1,10 +1,10 @@
-// The replay command, as a user meets it: exit status, messages, files.
+// The replay command, as a user meets it: files, log, clocks, cells. What it says of mistakes: cases/cli.
 // node --test replay_command_test.mjs, with VORN_LAB as the program.
 
 import assert from "node:assert/strict";
-import { existsSync, readdirSync } from "node:fs";
+import { existsSync } from "node:fs";
 import { test } from "node:test";
-import { at, get, lab, labMust, labRefuses, put } from "../support/lab.mjs";
+import { at, get, lab, labMust, put } from "../support/lab.mjs";
 
 const TRACE = "elapsed_s,boot,colour\n0,1,red\n10,1,red\n0,2,red\n";
 const WARNING = "vorn-lab: t.csv: warning: unknown column is ignored: colour\n";
@@ -97,65 +97,3 @@ test("sets nodes and mock files from their cells, and lets calls fail in their r
   assert.deepEqual(unread("/sys/class/power_supply/battery/status"), [0, 10, 20, 30, 40, 50, 60, 70], "no column, no node");
 });
 
-test("refuses bad input in one line that says what and where, and touches no file", () => {
-  put("t.csv", TRACE);
-  put("bad.csv", `${TRACE}soon,2,red\n`);
-  put("e.jsonl", "old");
-  put("file", "");
-  const entries = readdirSync(at("."));
-  for (const [words, message] of [
-    ["replay bad.csv --events e.jsonl --series s.csv --save-root root", "bad.csv:5:1: elapsed_s is not a whole number: soon"],
-    ["replay none.csv --events e.jsonl", "none.csv: No such file or directory"],
-    ["replay t.csv --root file --events e.jsonl", "file: Not a directory"],
-    ["replay t.csv --events no/e.jsonl", "no/e.jsonl: No such file or directory"],
-    ["replay t.csv --series e.jsonl --events e.jsonl", "--events and --series: the same file: e.jsonl"],
-    ["replay t.csv --report ./t.csv", "TRACE and --report: the same file: t.csv"],
-    ["replay t.csv --set boot=1", "--set: the trace has its own column boot"],
-    ["replay t.csv --set boot", "--set: not COLUMN=TEXT: boot"],
-    ["replay t.csv --set status=a --set status=b", "--set: given twice: status"],
-    ["replay t.csv --colour", "The following argument was not expected: --colour (see vorn-lab replay --help)"],
-    ["replay", "TRACE is required (see vorn-lab replay --help)"],
-    ["", "a command is missing (see vorn-lab --help)"],
-    ["repaly t.csv", "no such command: repaly (see vorn-lab --help)"],
-    ["state shwo", "no such command: shwo (see vorn-lab state --help)"],
-  ]) {
-    const { status, stdout, stderr } = lab(...words.split(" ").filter(Boolean));
-    assert.deepEqual([status, stdout], [2, ""], words);
-    assert.equal(stderr.replace(/^vorn-lab: \w+\.csv: warning: [^\n]*\n/, ""), `vorn-lab: ${message}\n`);
-    assert.equal(get("e.jsonl"), "old");
-    assert.deepEqual(readdirSync(at(".")), entries);
-  }
-  assert.match(labMust("--version"), /^vorn-lab 1\./);
-});
-
-test("says where a trace is wrong", () => {
-  for (const [csv, message, ...set] of [
-    ["", "t.csv:1:1: no header row"],
-    ["voltage_now\n", "t.csv:1:1: no column elapsed_s in the header row"],
-    ["elapsed_s,temp,temp\n", "t.csv:1:16: column given twice: temp"],
-    ["elapsed_s,temp\n0,250\n10\n", "t.csv:3:3: the row has 1 fields, the header 2"],
-    ["elapsed_s,temp\n0,250\n10,251,252\n", "t.csv:3:8: the row has 3 fields, the header 2"],
-    ["elapsed_s,boot\n0,1\n1O,1\n", "t.csv:3:1: elapsed_s is not a whole number: 1O"],
-    ["elapsed_s\n 5\n", "t.csv:2:1: elapsed_s is not a whole number:  5"],
-    ["elapsed_s\n5.0\n", "t.csv:2:1: elapsed_s is not a whole number: 5.0"],
-    ["elapsed_s,boot\n,1\n", "t.csv:2:1: elapsed_s is empty"],
-    ['status,elapsed_s\n"a,\nb",9223372036854775808\n', "t.csv:3:4: elapsed_s is not a whole number: 9223372036854775808"],
-    ["elapsed_s,realtime_s\n0,noon\n", "t.csv:2:3: realtime_s is not a whole number: noon"],
-    ["elapsed_s,boot\n0,first\n", "t.csv:2:3: boot is not a whole number: first"],
-    ["status,elapsed_s\nvoll \xc3\xbc,x\n", "t.csv:2:8: elapsed_s is not a whole number: x"], // characters, not bytes
-    ['elapsed_s,status\n0,Fu"ll\n', "t.csv:2:5: a quote out of place"],
-    ['elapsed_s,status\n0,"Full"x\n', "t.csv:2:9: a quote out of place"],
-    ['\xef\xbb\xbfelapsed_s,status\r\n\r\n0,"Not\ncharging"\n\n\n10, "\r\n', "t.csv:7:5: a quote out of place"],
-    ['elapsed_s,status\n0,"a ""quoted"" word\n10,\n', "t.csv:2:3: a quote that never closes"],
-    ["elapsed_s,status\n0,Full\r10,Full\n", "t.csv:2:7: a carriage return outside quotes"],
-    ["elapsed_s,faults\n0,open:/a;close:/a\n",
-      "t.csv:2:3: not a fault (open, read or write and a path, property_set and a name): close:/a"],
-    ["elapsed_s,faults\n0,write:\n", "t.csv:2:3: a fault without a target: write:"],
-    ["elapsed_s,faults\n0,read:toc_clients\n", "t.csv:2:3: not an absolute path: toc_clients"],
-    ["elapsed_s\n", "--set: unknown column: colour", "--set", "colour=red"],
-    ["elapsed_s\n0\n", "--set: boot is not a whole number: one", "--set", "boot=one"],
-  ]) {
-    put("t.csv", csv);
-    assert.equal(labRefuses("replay", "t.csv", "--events", "e.jsonl", ...set), `vorn-lab: ${message}\n`);
-  }
-});

@@ -1,9 +1,7 @@
-// Scenarios as text: what is read, and what is said of a mistake.
+// Scenarios as text; what is said of a mistake: cases/cli/scenario_mistakes.txt.
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
-#include "lab/io/error.h"
 #include "lab/io/time_text.h"
 #include "lab/scenario/scenario.h"
 #include "lab/scenario/timeline.h"
@@ -13,86 +11,9 @@ namespace lab {
 
 namespace {
 
-using testing::HasSubstr;
-
 const std::string PHASE = "[[phase]]\nfor = \"1 d\"\n";
-const std::string HOUR = "[[phase]]\nfor = \"1 h\"\n";
-const std::string EVENT = PHASE + "[[event]]\n";
-const std::string EXPECTATION = PHASE + "[[expect]]\n";
-const std::string FILES = PHASE + "[files]\n";
-
-std::string mistake_in(const std::string& text, const std::vector<std::string>& overrides = {}) {
-    try {
-        parse_scenario(text, "x.toml", overrides);
-    } catch (const input_error& wrong) {
-        return wrong.what();
-    }
-    return "no mistake";
-}
 
 }  // namespace
-
-TEST(ScenarioReader, SaysWhereAMistakeIsAndWhatWasMeant) {
-    const struct {
-        std::string text;
-        const char* message;
-    } mistakes[] = {
-        {"titel = \"x\"\n", "x.toml:1:1: knows no titel; did you mean title?"},
-        {"seed = \n", "x.toml:1:"},
-        {"", "no [[phase]]"},
-        {"[cell]\nsoc = 50\n", "x.toml:2:1: [cell] knows no soc; did you mean soc_pct?"},
-        {"[cell]\nsoc_pct = 150\n", "x.toml:2:11: soc_pct must be within -2 and 105, not 150"},
-        {"[cell]\nsoc_pct = \"full\"\n", "x.toml:2:11: soc_pct must be a number"},
-        {"[cell]\ncurve = \"LVN\"\n", "curve cannot be \"LVN\"; did you mean LWN?"},
-        {"[charger]\nobeys = 1\n", "obeys must be true or false"},
-        {"time_zone = \"Europe/Atlantis\"\n", "x.toml:1:13: no time zone \"Europe/Atlantis\""},
-        {"time_zone = \"../../etc/passwd\"\n", "no time zone"},
-        {"start = \"monday\"\n", "x.toml:1:9: start must be a date and time"},
-        {"[[phase]]\nfor = \"3 dys\"\n", "x.toml:2:7: for must be a duration such as"},
-        {HOUR + "until = 2027-01-01T00:00:00\n", "needs either for or until"},
-        {"[[phase]]\nfor = 0\n", "ends before it begins"},
-        {"[[phase]]\nfor = \"500 years\"\n", "more than a hundred years"},
-        {HOUR + "charger = \"wal\"\n", "did you mean wall?"},
-        {HOUR + "daily = [{ at = \"25:00\" }]\n", "at must be a time of day"},
-        {HOUR + "daily = [{ at = \"07:00\", days = \"mon,tus\" }]\n", "did you mean tue?"},
-        {HOUR + "wake_every = 10\nwake_for = 20\n", "wake_for must be shorter"},
-        {"[phase]\nfor = \"1 h\"\n", "phase must be a list of tables: [[phase]]"},
-        {EVENT + "do = \"unplugg\"\nat = 0\n", "did you mean unplug?"},
-        {EVENT + "do = \"unplug\"\n", "x.toml:3:1: [[event]]: needs at"},
-        {EVENT + "do = \"unplug\"\nat = 0\nohm = 3\n", "knows no ohm"},
-        {EVENT + "do = \"node\"\nat = 0\nnode = \"voltage\"\ntext = \"1\"\n", "did you mean voltage_now?"},
-        {EVENT + "do = \"fail\"\nat = 0\ncall = \"write\"\ntarget = \"batt_stres\"\n",
-         "did you mean batt_stress?"},
-        {EVENT + "do = \"unplug\"\nat = 0\nfor = 60\nevery = 60\n", "for must be shorter than every"},
-        {EVENT + "do = \"unplug\"\nat = \"1 d\"\n",
-         "x.toml:5:6: at comes when the scenario is over: it lasts 1 d 0 h"},
-        {EXPECTATION + "property = \"a\"\nis = 1\nat = \"25 h\"\n",
-         "x.toml:6:6: at comes when the scenario is over"},
-        {EXPECTATION + "log = \"a\"\nsince = \"1 d\"\n", "since comes when the scenario is"},
-        {EXPECTATION + "log = \"a\"\nsince = 20\nat = 10\n", "since is later than at"},
-        {EXPECTATION + "property = \"a\"\nlog = \"b\"\n", "needs exactly one of"},
-        {EXPECTATION + "property = \"a\"\n", "needs is, min or max"},
-        {EXPECTATION + "file = \"toc_clients\"\nfield = \"stepp\"\nis = 1\n",
-         "toc_clients has no field stepp"},
-        {EXPECTATION + "cell = \"true_soc\"\nmin = 1\n", "did you mean true_soc_pct?"},
-        {EXPECTATION + "record = \"stres_evaluated\"\n", "did you mean stress_evaluated?"},
-        {EXPECTATION + "log = \"x\"\nis = 1\n", "is counted"},
-        {FILES + "toc_client = \"02\"\n", "did you mean toc_clients?"},
-        {FILES + "toc_clients = \"0g\"\n", "not hexadecimal"},
-        {FILES + "toc_clients = { step = 300 }\n", "has no field step that can be 300"},
-        {FILES + "toc_clients = 2\n", "toc_clients must be"},
-    };
-    for (const auto& each : mistakes)
-        EXPECT_THAT(mistake_in(each.text), HasSubstr(each.message)) << each.text;
-    EXPECT_THAT(mistake_in(PHASE, {"cell.soc=3"}),
-                HasSubstr("--set: [cell] knows no soc; did you mean soc_pct?"));
-    EXPECT_THAT(mistake_in(PHASE, {"cell.soc_pct=\"3\""}), HasSubstr("--set: soc_pct must be a number"));
-    EXPECT_THAT(mistake_in(PHASE, {"cell.a\nb=3"}),
-                HasSubstr("knows no a?b"));  // one line, whatever is in it
-    EXPECT_THAT(mistake_in("\"a\\nb\" = 3\n"), HasSubstr("x.toml:1:1: knows no a?b"));
-    EXPECT_THAT(mistake_in(PHASE, {"cell"}), HasSubstr("--set: not KEY=VALUE"));
-    EXPECT_THROW(read_scenario("no/such/file.toml"), input_error);
-}
 
 TEST(ScenarioReader, ReadsDurationsAndTimesOfDay) {
     EXPECT_EQ(parse_duration("90 s"), 90);

@@ -33,8 +33,7 @@ LAB_REACH = {
     'scenario': 'io phone session state',
     'report': 'io session state story tally',
     'simulation': 'io phone recordings records scenario session state story tally',
-    'evidence': 'io recordings records report session state story tally',
-    'cli': 'evidence io recordings records report scenario session simulation state story tally',
+    'cli': 'io recordings records report scenario session simulation state story tally',
     'main.cpp': 'cli',
 }
 # Of the seam, the floors above see these three and none of its implementations.

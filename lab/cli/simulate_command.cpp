@@ -1,7 +1,6 @@
 // vorn-lab simulate: the daemon on a simulated phone.
 
 #include <CLI/CLI.hpp>
-#include <cstdio>
 #include <iostream>
 #include <memory>
 #include <optional>
@@ -13,6 +12,7 @@
 #include "lab/cli/outputs.h"
 #include "lab/cli/progress_bar.h"
 #include "lab/io/error.h"
+#include "lab/io/print.h"
 #include "lab/io/time_text.h"
 #include "lab/scenario/truth.h"
 #include "lab/session/session.h"
@@ -43,10 +43,10 @@ void check(const simulate_options& options) {
 }
 
 void print_cost(const simulation_result& result) {
-    char line[120];
-    std::snprintf(line, sizeof line, "took %.2f s here: %.0f cycles a second\n", result.host_s,
-                  static_cast<double>(result.counted.cycles) / result.host_s);
-    std::cout << "\nWhat the daemon cost\n" << cost_text(result.counted) << line;
+    std::cout << "\nWhat the daemon cost\n"
+              << cost_text(result.counted)
+              << text_of("took %.2f s here: %.0f cycles a second\n", result.host_s,
+                         static_cast<double>(result.counted.cycles) / result.host_s);
 }
 
 // What became of the same phone in the same days when its charger obeyed nothing that the daemon asks for.

@@ -2,7 +2,6 @@
 
 #include <array>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -10,6 +9,7 @@
 #include <unistd.h>
 #include <utility>
 
+#include "lab/io/descriptor.h"
 #include "lab/io/error.h"
 
 namespace lab {
@@ -22,21 +22,9 @@ constexpr std::size_t COPY_SIZE = 65536;
     throw input_error(name + ": " + std::strerror(errno));
 }
 
-void write_all(int descriptor, std::string_view bytes, const std::string& name) {
-    while (!bytes.empty()) {
-        const ssize_t count = ::write(descriptor, bytes.data(), bytes.size());
-        if (count < 0 && errno == EINTR) continue;
-        if (count < 0) fail("temporary copy of " + name);
-        bytes.remove_prefix(static_cast<std::size_t>(count));
-    }
-}
-
 // A descriptor of an unnamed temporary file that holds all that can be read from `source`.
 int copied(int source, const std::string& name) {
-    std::FILE* const stream = std::tmpfile();
-    if (stream == nullptr) fail("temporary copy of " + name);
-    const int copy = ::fcntl(::fileno(stream), F_DUPFD_CLOEXEC, 0);
-    std::fclose(stream);
+    const int copy = open_unnamed();
     if (copy < 0) fail("temporary copy of " + name);
     std::array<char, COPY_SIZE> buffer;
     for (;;) {
@@ -44,7 +32,8 @@ int copied(int source, const std::string& name) {
         if (count == 0) return copy;
         if (count < 0 && errno == EINTR) continue;
         if (count < 0) fail(name);
-        write_all(copy, {buffer.data(), static_cast<std::size_t>(count)}, name);
+        if (!write_all(copy, {buffer.data(), static_cast<std::size_t>(count)}))
+            fail("temporary copy of " + name);
     }
 }
 
@@ -85,7 +74,7 @@ input_file input_file::open(const std::string& path) {
 input_file input_file::from_text(std::string_view content, std::string name) {
     const int descriptor = ::memfd_create("text", MFD_CLOEXEC);
     if (descriptor < 0) fail(name);
-    write_all(descriptor, content, name);
+    if (!write_all(descriptor, content)) fail(name);
     return {descriptor, std::move(name)};
 }
 

@@ -12,6 +12,7 @@
 #include <unistd.h>
 #include <utility>
 
+#include "lab/io/descriptor.h"
 #include "lab/io/error.h"
 
 namespace lab {
@@ -26,25 +27,6 @@ mode_t mode_of_new_file() {
     const mode_t mask = ::umask(0);
     ::umask(mask);
     return NEW_FILE_MODE & ~mask;
-}
-
-// 0, or the error of the write that failed.
-int write_all(int descriptor, std::string_view bytes) {
-    while (!bytes.empty()) {
-        const ssize_t count = ::write(descriptor, bytes.data(), bytes.size());
-        if (count < 0 && errno == EINTR) continue;
-        if (count < 0) return errno;
-        bytes.remove_prefix(static_cast<std::size_t>(count));
-    }
-    return 0;
-}
-
-int open_unnamed() {
-    std::FILE* const stream = std::tmpfile();
-    if (stream == nullptr) return -1;
-    const int descriptor = ::fcntl(::fileno(stream), F_DUPFD_CLOEXEC, 0);
-    std::fclose(stream);
-    return descriptor;
 }
 
 }  // namespace
@@ -92,8 +74,7 @@ output_file::~output_file() {
 }
 
 void output_file::flush() {
-    errno = write_all(descriptor_, buffer_);
-    if (errno != 0) fail();
+    if (!write_all(descriptor_, buffer_)) fail();
     buffer_.clear();
 }
 
@@ -120,8 +101,7 @@ void output_file::copy_to_standard_output() {
         if (count == 0) return;
         if (count < 0 && errno == EINTR) continue;
         if (count < 0) fail();
-        errno = write_all(STDOUT_FILENO, {piece.data(), static_cast<std::size_t>(count)});
-        if (errno != 0) fail();
+        if (!write_all(STDOUT_FILENO, {piece.data(), static_cast<std::size_t>(count)})) fail();
         offset += count;
     }
 }

@@ -99,6 +99,19 @@ std::optional<std::string> bytes_from_hex(std::string_view digits) {
     return bytes;
 }
 
+void append_csv_cell(std::string& out, std::string_view text) {
+    if (text.find_first_of(",\"\r\n") == text.npos) {
+        out.append(text);
+        return;
+    }
+    out.push_back('"');
+    for (const char each : text) {
+        if (each == '"') out.push_back('"');
+        out.push_back(each);
+    }
+    out.push_back('"');
+}
+
 void append_utf8(std::string& out, std::string_view bytes) {
     const auto is_ascii = [](char c) { return static_cast<unsigned char>(c) < 0x80; };
     if (std::all_of(bytes.begin(), bytes.end(), is_ascii)) {

@@ -19,6 +19,9 @@ void append_hex(std::string& out, std::string_view bytes);
 // The bytes back, of either case; nothing when `digits` is not that.
 std::optional<std::string> bytes_from_hex(std::string_view digits);
 
+// A cell of a CSV file, quoted where it must be (RFC 4180).
+void append_csv_cell(std::string& out, std::string_view text);
+
 // `bytes` as UTF-8: each longest piece that begins like a character but is none becomes one U+FFFD.
 void append_utf8(std::string& out, std::string_view bytes);
 

@@ -6,6 +6,9 @@
 
 namespace lab {
 
+// A device's wall clock that shows an earlier time than 2021-01-01 has never been set.
+constexpr std::int64_t CLOCK_SET_SINCE_S = 1609459200;
+
 // Makes a zone this process's local time, for the daemon too, until it ends; then the one before it is back.
 class local_zone {
   public:

@@ -15,7 +15,6 @@ namespace {
 using nlohmann::json;
 
 constexpr std::size_t READ_SIZE = 65536;
-constexpr std::string_view HEX_DIGITS = "0123456789abcdef";
 
 void append_escaped(std::string& out, char c) {
     switch (c) {
@@ -36,8 +35,7 @@ void append_escaped(std::string& out, char c) {
             return;
         default:
             out += "\\u00";
-            out.push_back(HEX_DIGITS[static_cast<unsigned char>(c) >> 4]);
-            out.push_back(HEX_DIGITS[static_cast<unsigned char>(c) & 0xF]);
+            append_hex(out, {&c, 1});
     }
 }
 

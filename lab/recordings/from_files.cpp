@@ -3,12 +3,13 @@
 #include <cstring>
 #include <string_view>
 
+#include "lab/io/time_text.h"
+
 namespace lab {
 
 namespace {
 
 constexpr std::string_view TIME_FILE = "/last_datetime";
-constexpr std::int64_t EARLIEST_S = 1609459200;  // 2021: an earlier clock was never set
 
 class teller {
   public:
@@ -58,7 +59,7 @@ boot_clocks::boot_clocks(event_reader& events) {
         if (each.kind != event_kind::write || !each.name.ends_with(TIME_FILE)) continue;
         if (each.text.size() != sizeof written_s) continue;
         std::memcpy(&written_s, each.text.data(), sizeof written_s);
-        if (written_s >= EARLIEST_S) start_s_.try_emplace(each.boot, written_s - each.elapsed_s);
+        if (written_s >= CLOCK_SET_SINCE_S) start_s_.try_emplace(each.boot, written_s - each.elapsed_s);
     }
     events.rewind();
 }

@@ -11,8 +11,6 @@ namespace {
 using virtual_device::device;
 using virtual_device::file;
 
-constexpr std::string_view NEEDS_QUOTES = ",\"\r\n";
-
 const device_file& kept_file(std::size_t index) {
     return index < MOCK_FILES.size() ? MOCK_FILES[index] : BOOT_LOADER_FILES[index - MOCK_FILES.size()];
 }
@@ -87,19 +85,6 @@ void trace_writer::append_row(device& on) {
     row_ += '\n';
 }
 
-void trace_writer::append_cell(std::string_view text) {
-    if (text.find_first_of(NEEDS_QUOTES) == text.npos) {
-        row_.append(text);
-        return;
-    }
-    row_ += '"';
-    for (const char each : text) {
-        if (each == '"') row_ += '"';
-        row_ += each;
-    }
-    row_ += '"';
-}
-
 void trace_writer::append_node(const file& node) {
     row_ += ',';
     if (node.read_fails) {
@@ -107,7 +92,7 @@ void trace_writer::append_node(const file& node) {
     } else if (node.exists && node.bytes.empty()) {
         row_ += CELL_EMPTY_FILE;
     } else if (node.exists) {
-        append_cell(without_line_end(node.bytes));
+        append_csv_cell(row_, without_line_end(node.bytes));
     }
 }
 
@@ -123,7 +108,7 @@ void trace_writer::append_change(const file& now, std::size_t index) {
     } else if (now.bytes.empty()) {
         row_ += CELL_EMPTY_FILE;
     } else {
-        append_cell(without_line_end(now.bytes));
+        append_csv_cell(row_, without_line_end(now.bytes));
     }
 }
 
@@ -140,7 +125,7 @@ void trace_writer::append_faults(const device& on) {
     for (const std::string& name : on.failing_properties()) faults += "property_set:" + name + ";";
     if (!faults.empty()) faults.pop_back();
     row_ += ',';
-    append_cell(faults);
+    append_csv_cell(row_, faults);
 }
 
 // What the course left for the next boot counts as changed by it.

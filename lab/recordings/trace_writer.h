@@ -37,7 +37,6 @@ class trace_writer : public course {
     void write_header();
     void remember_files(virtual_device::device& device);
     void append_row(virtual_device::device& device);
-    void append_cell(std::string_view text);
     void append_node(const virtual_device::file& node);
     void append_change(const virtual_device::file& now, std::size_t index);
     void append_faults(const virtual_device::device& device);

@@ -2,22 +2,10 @@
 
 #include <charconv>
 
+#include "lab/records/record_schema.h"
 #include "util/metrics.h"
 
 namespace lab {
-
-namespace {
-
-struct known_record {
-    std::string_view schema;
-    std::string_view name;
-};
-
-#define VORN_KNOWN_RECORD(name, id, version, format) {id, #name},
-constexpr known_record KNOWN_RECORDS[] = {VORN_RECORDS(VORN_KNOWN_RECORD)};
-#undef VORN_KNOWN_RECORD
-
-}  // namespace
 
 std::string_view record_schema_id(std::string_view text) {
     const auto begin = text.find(':');
@@ -28,11 +16,9 @@ std::string_view record_schema_id(std::string_view text) {
 }
 
 std::string_view record_name(std::string_view text) {
-    const std::string_view schema = record_schema_id(text);
-    for (const known_record& known : KNOWN_RECORDS) {
-        if (known.schema == schema) return known.name;
-    }
-    return schema;
+    const std::string_view id = record_schema_id(text);
+    const record_schema* const known = find_schema(id);
+    return known == nullptr ? id : known->name;
 }
 
 std::string_view record_payload(std::string_view text) {

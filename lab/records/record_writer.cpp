@@ -4,6 +4,8 @@
 #include <nlohmann/json.hpp>
 #include <utility>
 
+#include "lab/io/text.h"
+
 namespace lab {
 
 namespace {
@@ -18,20 +20,6 @@ std::string json_string(std::string_view text) {
 // Digits without leading zeros.
 std::string_view json_integer(std::string_view digits) {
     return digits.substr(std::min(digits.find_first_not_of('0'), digits.size() - 1));
-}
-
-// A CSV cell, quoted where it must be.
-void append_cell(std::string& out, std::string_view text) {
-    if (std::ranges::none_of(text, [](char c) { return c == ',' || c == '"' || c == '\r' || c == '\n'; })) {
-        out += text;
-        return;
-    }
-    out += '"';
-    for (const char c : text) {
-        if (c == '"') out += '"';
-        out += c;
-    }
-    out += '"';
 }
 
 bool is_json_number(value_type type, std::string_view text) {
@@ -144,7 +132,7 @@ void record_writer::write_csv_header() {
 void record_writer::write_csv(const found_record& found) {
     const parsed_record& record = found.record;
     const bool is_good = record.result == verdict::good;
-    append_cell(out_, log_name_);
+    append_csv_cell(out_, log_name_);
     out_.append(",").append(std::to_string(found.line));
     out_.append(",").append(found.origin.time);
     out_.append(",").append(found.origin.pid);
@@ -153,12 +141,12 @@ void record_writer::write_csv(const found_record& found) {
     out_.append(",").append(record.schema == nullptr ? "" : record.schema->words);
     for (const std::string_view found_text : {record.schema_id, record.version}) {
         out_ += ',';
-        append_cell(out_, found_text);
+        append_csv_cell(out_, found_text);
     }
     out_.append(",").append(is_good ? "" : words(record.result)).append(",");
-    append_cell(out_, record.detail);
+    append_csv_cell(out_, record.detail);
     out_ += ',';
-    if (!is_good) append_cell(out_, found.text);
+    if (!is_good) append_csv_cell(out_, found.text);
     cells_.assign(columns_.size(), {});
     if (record.schema != nullptr) {
         const std::vector<std::size_t>& places = columns_of_[record.schema];
@@ -166,7 +154,7 @@ void record_writer::write_csv(const found_record& found) {
     }
     for (const std::string_view cell : cells_) {
         out_ += ',';
-        if (!cell.empty()) append_cell(out_, cell);
+        if (!cell.empty()) append_csv_cell(out_, cell);
     }
     out_ += '\n';
 }

@@ -86,14 +86,16 @@ json clock_json(const run_clock& clock) {
 
 json stress_json(const report::stress_state& stress) {
     if (!stress.table) return nullptr;
-    json hours = json::array(), weights = json::array(), brought = json::array();
+    json hours = json::array(), weights = json::array();
+    std::vector<double> brought(VOLT_BANDS * TEMP_BANDS);
+    for (const stress_bucket& each : summarise_stress(*stress.table).buckets)
+        brought[static_cast<std::size_t>(each.row * TEMP_BANDS + each.column)] = each.stress_hours;
     for (std::int32_t row = 0; row < VOLT_BANDS; ++row) {
         for (std::int32_t column = 0; column < TEMP_BANDS; ++column) {
             const float entry =
                 (*stress.table)[static_cast<std::size_t>(row)][static_cast<std::size_t>(column)];
             hours.push_back(static_cast<double>(entry));  // a value that is no number becomes null
-            weights.push_back(volt_stress_factor(row) * temp_stress_factor(column));
-            brought.push_back(stress_brought(*stress.table, row, column));
+            weights.push_back(stress_weight(row, column));
         }
     }
     json levels = json::array();

@@ -110,11 +110,11 @@ void report::note_stress_table(std::int64_t t, std::string_view bytes) {
     const auto table = parse_stress_table(bytes);
     if (!table) return;
     if (!stress_.table) {
-        stress_.first_h = stress_total(*table);
+        stress_.first_h = summarise_stress(*table).stress_hours;
         stress_.first_t = t;
     }
     stress_.table = table;
-    stress_.total_h = stress_total(*table);
+    stress_.total_h = summarise_stress(*table).stress_hours;
     stress_.last_t = t;
 }
 

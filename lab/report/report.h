@@ -17,7 +17,7 @@
 #include "lab/report/thinned_series.h"
 #include "lab/session/course.h"
 #include "lab/session/listener.h"
-#include "lab/state/stress_table_view.h"
+#include "lab/state/stress_table.h"
 #include "lab/story/story.h"
 #include "lab/tally/run_clock.h"
 

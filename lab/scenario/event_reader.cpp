@@ -4,12 +4,12 @@
 #include <array>
 
 #include "lab/io/time_text.h"
+#include "lab/records/record_schema.h"
 #include "lab/scenario/reader.h"
 #include "lab/scenario/truth.h"
 #include "lab/session/cycle.h"
 #include "lab/session/device_files.h"
 #include "lab/state/state_layout.h"
-#include "util/record_index.h"
 
 namespace lab {
 
@@ -145,11 +145,10 @@ void read_action(toml_section& from, scenario_event& into) {
 void check_record(toml_section& from, const std::string& name) {
     std::vector<std::string_view> names;
     bool is_known = false;
-#define VORN_NAME(record, id, version, format) \
-    names.push_back(#record);                  \
-    is_known = is_known || name == #record || (!name.empty() && std::string_view(id).starts_with(name));
-    VORN_RECORDS(VORN_NAME)
-#undef VORN_NAME
+    for (const record_schema& each : schemas()) {
+        names.push_back(each.name);
+        is_known = is_known || name == each.name || (!name.empty() && each.id.starts_with(name));
+    }
     if (is_known) return;
     from.fail(*from.content().get("record"), "no record \"" + name + "\"" + meant(name, names));
 }

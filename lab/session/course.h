@@ -14,6 +14,13 @@ namespace lab {
 struct device_image {
     std::map<std::string, std::string> files;  // path -> bytes, state files only
     std::map<std::string, std::string> properties;
+
+    // Properties that are no "persist." ones are gone with their boot.
+    void forget_volatile() {
+        std::erase_if(properties, [](const auto& entry) {
+            return !entry.first.starts_with(virtual_device::PERSISTENT_PREFIX);
+        });
+    }
 };
 
 // What happens to the device from cycle to cycle: a recorded trace, or a simulated phone.

@@ -200,10 +200,6 @@ boot_result run_one_boot(course& device_course, const device_image& image,
                          end_of_process(status));
 }
 
-bool is_volatile(const std::string& property) {
-    return !property.starts_with(virtual_device::PERSISTENT_PREFIX);
-}
-
 }  // namespace
 
 void run_session(course& device_course, device_image& image, const std::vector<listener*>& listeners) {
@@ -212,7 +208,7 @@ void run_session(course& device_course, device_image& image, const std::vector<l
         image = std::move(result.image);
         device_course.load(result.course_state);
         if (!result.has_more_boots) return;
-        std::erase_if(image.properties, [](const auto& entry) { return is_volatile(entry.first); });
+        image.forget_volatile();
     }
 }
 

@@ -5,17 +5,15 @@
 #include <utility>
 
 #include "lab/io/time_text.h"
+#include "lab/records/record_schema.h"
 #include "lab/records/record_text.h"
 #include "lab/scenario/timeline.h"
 #include "lab/scenario/truth.h"
 #include "lab/state/state_layout.h"
-#include "util/record_index.h"
 
 namespace lab {
 
 namespace {
-
-constexpr std::string_view PERSISTENT_PREFIX = "persist.";
 
 std::string number_text(double value) {
     char text[32];
@@ -28,10 +26,8 @@ bool is_in_range(const expectation& wanted, double value) {
 
 // By the record's name here, or by the beginning of its schema id.
 bool is_record(std::string_view schema, std::string_view wanted) {
-#define VORN_MATCH(name, id, version, format) \
-    if (wanted == #name) return schema == (id);
-    VORN_RECORDS(VORN_MATCH)
-#undef VORN_MATCH
+    const record_schema* const named = find_schema_by_name(wanted);
+    if (named != nullptr) return schema == named->id;
     return schema.starts_with(wanted);
 }
 
@@ -87,8 +83,7 @@ expectation_checker::expectation_checker(const scenario& of, device_image before
 void expectation_checker::on_event(const event& what) {
     if (what.boot != boot_) {
         boot_ = what.boot;
-        std::erase_if(image_.properties,
-                      [](const auto& entry) { return !entry.first.starts_with(PERSISTENT_PREFIX); });
+        image_.forget_volatile();
     }
     apply(what);
     if (has_counts_ && (what.kind == event_kind::log || what.kind == event_kind::metric)) {

@@ -7,13 +7,13 @@
 #include <string_view>
 
 #include "lab/state/stored_state.h"
-#include "stress/stress_bands.h"
+#include "lab/state/stress_table.h"
 
 namespace lab {
 
 struct daemon_view {
     // The stress table after its check, in hours; what it comes to.
-    std::array<std::array<float, TEMP_BANDS>, VOLT_BANDS> hours{};
+    stress_hours_table hours{};
     std::uint32_t mock_offset_h = 0;
     std::uint32_t stress_hours = 0;  // the mock offset included
     std::int32_t trip_step = 0;      // what the stress hours alone call for

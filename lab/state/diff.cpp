@@ -7,7 +7,7 @@
 #include "lab/io/error.h"
 #include "lab/io/print.h"
 #include "lab/state/daemon_view.h"
-#include "lab/state/stress_summary.h"
+#include "lab/state/stress_table.h"
 #include "lab/state/values.h"
 
 namespace lab {
@@ -39,8 +39,7 @@ std::string real_difference(const std::string& from, const std::string& to) {
 
 std::string note_on(const state_place& place, const std::string& to) {
     if (place.file->name == "batt_stress") {
-        return volt_band_text(static_cast<std::int32_t>(place.row)) + " mV, " +
-               temp_band_text(static_cast<std::int32_t>(place.column)) + " °C";
+        return bucket_text(static_cast<std::int32_t>(place.row), static_cast<std::int32_t>(place.column));
     }
     if (is_time(place) && to != NONE) return utc_text(parsed<std::int64_t>(to)).value_or("");
     return "";

@@ -4,7 +4,7 @@
 
 #include "lab/state/daemon_view.h"
 #include "lab/state/show.h"
-#include "lab/state/stress_summary.h"
+#include "lab/state/stress_table.h"
 #include "lab/state/values.h"
 
 namespace lab {
@@ -67,7 +67,7 @@ json step_json(std::int32_t step) {
 }
 
 json stress_json(const daemon_view& view) {
-    const stress_summary summary = summarise_stress(view);
+    const stress_summary summary = summarise_stress(view.hours);
     json rows = json::array();
     for (const auto& row : view.hours) {
         json hours = json::array();

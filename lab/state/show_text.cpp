@@ -4,7 +4,7 @@
 #include "lab/io/print.h"
 #include "lab/state/daemon_view.h"
 #include "lab/state/show.h"
-#include "lab/state/stress_summary.h"
+#include "lab/state/stress_table.h"
 #include "lab/state/values.h"
 #include "stress/stress_trip.h"
 
@@ -107,7 +107,7 @@ void show_stress(std::string& out, const stored_file& file, const daemon_view& v
                   std::string(NAN_EFFECT).c_str());
     }
     show_table(out, view);
-    const stress_summary summary = summarise_stress(view);
+    const stress_summary summary = summarise_stress(view.hours);
     print(out, "  total %.1f h; stress hours %u", summary.total_hours, view.stress_hours);
     if (view.mock_offset_h != 0) print(out, " with the test offset of %u", view.mock_offset_h);
     print(out, ", which ask for step %d, %d mV\n", view.trip_step, voltage_of_step(view.trip_step));

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <ctime>
 
+#include "lab/io/print.h"
 #include "stress/stress_table.h"
 #include "util/sensor_value.h"
 
@@ -73,11 +74,8 @@ std::optional<std::string> utc_text(std::int64_t time_s) {
     const auto time = static_cast<std::time_t>(time_s);
     std::tm fields = {};
     ::gmtime_r(&time, &fields);
-    char text[32];
-    const int length =
-        std::snprintf(text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%02dZ", fields.tm_year + 1900,
-                      fields.tm_mon + 1, fields.tm_mday, fields.tm_hour, fields.tm_min, fields.tm_sec);
-    return std::string(text, static_cast<std::size_t>(length));
+    return text_of("%04d-%02d-%02dT%02d:%02d:%02dZ", fields.tm_year + 1900, fields.tm_mon + 1, fields.tm_mday,
+                   fields.tm_hour, fields.tm_min, fields.tm_sec);
 }
 
 bool is_time(const state_place& place) {

@@ -1,8 +1,6 @@
 #include "lab/story/story.h"
 
 #include <charconv>
-#include <cstdarg>
-#include <cstdio>
 #include <utility>
 
 #include "core/sys_properties.h"
@@ -14,21 +12,6 @@
 namespace lab {
 
 namespace story_parts {
-
-namespace {
-
-constexpr std::size_t SENTENCE_SIZE = 512;
-
-}  // namespace
-
-std::string text_of(const char* format, ...) {
-    char text[SENTENCE_SIZE];
-    va_list values;
-    va_start(values, format);
-    std::vsnprintf(text, sizeof text, format, values);
-    va_end(values);
-    return text;
-}
 
 std::string_view step::record(std::string_view schema_id) const {
     for (const auto& each : records) {

@@ -1,12 +1,9 @@
 // Why the charge voltage is what it is, why charging is stopped, why the device reboots.
 
-#include <algorithm>
-#include <cstring>
-
 #include "lab/io/time_text.h"
 #include "lab/records/record_text.h"
+#include "lab/state/stress_table.h"
 #include "lab/story/story_step.h"
-#include "stress/stress_bands.h"
 #include "stress/stress_table.h"
 #include "stress/stress_trip.h"
 #include "util/record_index.h"
@@ -37,21 +34,6 @@ std::string asker_of(std::int32_t toc_mv, const memory& about) {
 std::string_view stress_record(const step& now) {
     const auto evaluated = now.record(record::stress_evaluated_id);
     return evaluated.empty() ? now.record(record::stress_start_id) : evaluated;
-}
-
-std::string band_text(std::int32_t row, std::int32_t column) {
-    std::string volts = row == 0 ? text_of("up to %d mV", volt_band_upper_mv(0))
-                                 : text_of("above %d mV", volt_band_upper_mv(row - 1));
-    std::string heat = column == 0 ? text_of("up to %d °C", temp_band_upper_mc(0) / 1000)
-                                   : text_of("above %d °C", temp_band_upper_mc(column - 1) / 1000);
-    if (row > 0 && row < VOLT_BANDS - 1) {
-        volts = text_of("%d to %d mV", volt_band_upper_mv(row - 1), volt_band_upper_mv(row));
-    }
-    if (column > 0 && column < TEMP_BANDS - 1) {
-        heat =
-            text_of("%d to %d °C", temp_band_upper_mc(column - 1) / 1000, temp_band_upper_mc(column) / 1000);
-    }
-    return volts + ", " + heat;
 }
 
 void explain_stress(const step& now, const memory& about, decision& told) {
@@ -191,36 +173,17 @@ void explain_release(const step& now, decision& told) {
 }  // namespace
 
 std::vector<number> heaviest_buckets(std::string_view stress_table) {
-    struct share {
-        std::int32_t row, column;
-        float hours;
-        double stress_hours;
-    };
-    std::vector<share> shares;
-    double total = 0;
-    for (std::int32_t i = 0; i < VOLT_BANDS * TEMP_BANDS; ++i) {
-        const auto offset = static_cast<std::size_t>(i) * sizeof(float);
-        if (offset + sizeof(float) > stress_table.size()) break;
-        share each{i / TEMP_BANDS, i % TEMP_BANDS, 0, 0};
-        std::memcpy(&each.hours, stress_table.data() + offset, sizeof each.hours);
-        if (!(each.hours > 0) || each.hours > STRESS_ENTRY_MAX_H) continue;
-        each.stress_hours = static_cast<double>(stress_contribution(each.row, each.column, each.hours));
-        total += each.stress_hours;
-        shares.push_back(each);
+    std::vector<number> named;
+    const auto table = parse_stress_table(stress_table.substr(0, STRESS_TABLE_SIZE));
+    if (!table) return named;
+    for (const stress_bucket& each : summarise_stress(*table).buckets) {
+        if (named.size() == BUCKETS_NAMED) break;
+        named.push_back(
+            {bucket_text(each.row, each.column),
+             text_of("%.1f h x %.3g = %.0f stress hours (%.0f %%)", static_cast<double>(each.hours),
+                     each.weight, each.stress_hours, 100 * each.share)});
     }
-    const auto named = std::min(BUCKETS_NAMED, shares.size());
-    std::partial_sort(shares.begin(), shares.begin() + static_cast<std::ptrdiff_t>(named), shares.end(),
-                      [](const share& a, const share& b) { return a.stress_hours > b.stress_hours; });
-    std::vector<number> result;
-    for (std::size_t i = 0; i < named; ++i) {
-        const share& each = shares[i];
-        const double weight = volt_stress_factor(each.row) * temp_stress_factor(each.column);
-        result.push_back(
-            {band_text(each.row, each.column),
-             text_of("%.1f h x %.3g = %.0f stress hours (%.0f %%)", static_cast<double>(each.hours), weight,
-                     each.stress_hours, 100 * each.stress_hours / total)});
-    }
-    return result;
+    return named;
 }
 
 void tell_voltage(const step& now, memory& about, std::vector<decision>& told) {

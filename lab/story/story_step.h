@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "lab/io/print.h"
 #include "lab/session/cycle.h"
 #include "lab/story/decision.h"
 #include "lab/story/features.h"
@@ -96,7 +97,5 @@ inline decision& add(std::vector<decision>& told, const step& now, importance we
                      std::string sentence) {
     return add(told, now, weight, name_of(who), std::move(sentence));
 }
-
-[[gnu::format(printf, 1, 2)]] std::string text_of(const char* format, ...);
 
 }  // namespace lab::story_parts

@@ -1,9 +1,8 @@
 #include "lab/tally/cost.h"
 
 #include <algorithm>
-#include <cstdarg>
-#include <cstdio>
 
+#include "lab/io/print.h"
 #include "lab/io/time_text.h"
 
 namespace lab {
@@ -12,17 +11,6 @@ namespace {
 
 constexpr double DAY_S = 86400.0;
 constexpr double YEAR_S = 365.25 * DAY_S;
-constexpr std::int64_t CLOCK_SET_AFTER_S = 1609459200;  // 2021: an earlier wall clock was never set
-constexpr std::size_t LINE_SIZE = 200;
-
-[[gnu::format(printf, 2, 3)]] void append_line(std::string& text, const char* format, ...) {
-    char line[LINE_SIZE];
-    va_list values;
-    va_start(values, format);
-    std::vsnprintf(line, sizeof line, format, values);
-    va_end(values);
-    text.append(line).append("\n");
-}
 
 }  // namespace
 
@@ -62,7 +50,7 @@ void cost::on_cycle(const cycle& after) {
 std::int64_t cost::span_s() const {
     if (known_span_s > 0) return known_span_s;
     const std::int64_t running_s = finished_boots_s_ + boot_elapsed_s_;
-    if (std::min(first_real_time_s_, last_real_time_s_) < CLOCK_SET_AFTER_S) return running_s;
+    if (std::min(first_real_time_s_, last_real_time_s_) < CLOCK_SET_SINCE_S) return running_s;
     return std::max(last_real_time_s_ - first_real_time_s_, running_s);
 }
 
@@ -77,15 +65,15 @@ double cost::per_year(std::int64_t count) const {
 
 std::string cost_text(const cost& of) {
     std::string text;
-    append_line(text, "%lld cycles in %lld %s over %s", static_cast<long long>(of.cycles),
-                static_cast<long long>(of.boots), of.boots == 1 ? "boot" : "boots",
-                duration_text(of.span_s()).c_str());
-    append_line(text, "%.1f log lines, %.1f records and %.1f property writes a day", of.per_day(of.log_lines),
-                of.per_day(of.records), of.per_day(of.property_writes));
-    append_line(text, "%-48s %12s %14s %8s", "state file", "writes/year", "bytes/year", "failed");
+    print(text, "%lld cycles in %lld %s over %s\n", static_cast<long long>(of.cycles),
+          static_cast<long long>(of.boots), of.boots == 1 ? "boot" : "boots",
+          duration_text(of.span_s()).c_str());
+    print(text, "%.1f log lines, %.1f records and %.1f property writes a day\n", of.per_day(of.log_lines),
+          of.per_day(of.records), of.per_day(of.property_writes));
+    print(text, "%-48s %12s %14s %8s\n", "state file", "writes/year", "bytes/year", "failed");
     const auto append_file = [&](const char* name, const file_cost& file) {
-        append_line(text, "%-48s %12.1f %14.0f %8lld", name, of.per_year(file.writes),
-                    of.per_year(file.bytes), static_cast<long long>(file.failed));
+        print(text, "%-48s %12.1f %14.0f %8lld\n", name, of.per_year(file.writes), of.per_year(file.bytes),
+              static_cast<long long>(file.failed));
     };
     file_cost total;
     for (const auto& [path, file] : of.files) {

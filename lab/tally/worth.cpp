@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <string_view>
 
-#include "lab/state/stress_table_view.h"
+#include "lab/state/stress_table.h"
 
 namespace lab {
 
@@ -30,13 +30,15 @@ outcome_meter::outcome_meter(const std::vector<std::string>& truth_names, const 
       voltage_at_(index_of(truth_names, "true_mv")) {
     for (const auto& [path, bytes] : before.files) {
         if (!path.ends_with(STRESS_FILE)) continue;
-        if (const auto table = parse_stress_table(bytes)) result_.stress_h = stress_total(*table);
+        if (const auto table = parse_stress_table(bytes))
+            result_.stress_h = summarise_stress(*table).stress_hours;
     }
 }
 
 void outcome_meter::on_event(const event& what) {
     if (what.kind != event_kind::write || !what.name.ends_with(STRESS_FILE) || what.result < 0) return;
-    if (const auto table = parse_stress_table(what.text)) result_.stress_h = stress_total(*table);
+    if (const auto table = parse_stress_table(what.text))
+        result_.stress_h = summarise_stress(*table).stress_hours;
 }
 
 void outcome_meter::on_cycle(const cycle& after) {

@@ -19,7 +19,8 @@ int open_to_read(const char* path);            // must exist
 int open_to_read_or_create(const char* path);  // created empty, mode 0444, when missing
 int open_to_write(const char* path);           // read and write, created with mode 0644, never truncated
 
-// One transfer each: the number of bytes moved (which may be less than `size`), or -1.
+// One transfer each: the number of bytes moved (which may be less than `size`), or -1. What is written into an empty
+// file outlives a power cut once write() returns; anything else may be lost until the system has flushed it.
 std::ptrdiff_t read(int descriptor, void* buffer, std::size_t size);
 std::ptrdiff_t write(int descriptor, const void* buffer, std::size_t size);
 void close(int descriptor);

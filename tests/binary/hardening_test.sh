@@ -37,7 +37,7 @@ readelf -h "$vorn" | grep -q AArch64 && pad='bti|paciasp' || pad=endbr64
 
 # A daemon that polls needs no more than this. What it lacks counts: no timer or alarm that could wake a device, no
 # wake lock (which takes an ioctl or a kept descriptor), no thread, no process, no network, no heap.
-files='open read write close access fstat rename unlink mkdir flock dup2 poll'
+files='open read write fsync close access fstat rename unlink mkdir flock dup2 poll'
 times='sleep clock_gettime time difftime localtime_r mktime'
 texts='snprintf vsnprintf strcmp strncmp strncpy strcspn strlen strnlen memcpy memset memmove exp getpid signal'
 start_and_checks='__libc_start_main __errno_location __stack_chk_fail __snprintf_chk __vsnprintf_chk __strncpy_chk'

@@ -26,8 +26,8 @@ CYCLE = {'openat': 12, 'read': 12, 'close': 12, 'newfstatat': 1, 'clock_nanoslee
 CLOCKS = {'clock_gettime', 'time'}
 # All that the C library and the daemon call from start to end. Timers and alarms, wake locks, epoll, ioctl, sockets,
 # threads and child processes are not among them.
-ALL = {*CYCLE, *CLOCKS, 'write', 'poll', 'access', 'mkdir', 'rename', 'unlink', 'getpid', 'rt_sigaction', 'flock', 'dup2',
-       'execve', 'brk', 'mmap', 'munmap', 'mprotect', 'pread64', 'arch_prctl', 'set_tid_address', 'set_robust_list', 'rseq',
+ALL = {*CYCLE, *CLOCKS, 'write', 'fsync', 'poll', 'access', 'mkdir', 'rename', 'unlink', 'getpid', 'rt_sigaction', 'flock',
+       'dup2', 'execve', 'brk', 'mmap', 'munmap', 'mprotect', 'pread64', 'arch_prctl', 'set_tid_address', 'set_robust_list', 'rseq',
        'prlimit64', 'getrandom'}
 
 ARGUMENTS = {'earlyoom': ['-r', '0']}  # it polls, and does not report

@@ -36,6 +36,11 @@ int open_safely(const char* path, int flags, mode_t mode) {
     return -1;
 }
 
+bool is_empty(int descriptor) {
+    struct stat found = {};
+    return ::fstat(descriptor, &found) == 0 && found.st_size == 0;
+}
+
 std::int64_t clock_seconds(clockid_t clock) {
     timespec now = {};
     clock_gettime(clock, &now);
@@ -61,7 +66,12 @@ std::ptrdiff_t read(int descriptor, void* buffer, std::size_t size) {
 }
 
 std::ptrdiff_t write(int descriptor, const void* buffer, std::size_t size) {
-    return ::write(descriptor, buffer, size);
+    const bool is_first = is_empty(descriptor);
+    const std::ptrdiff_t count = ::write(descriptor, buffer, size);
+    // Until the kernel comes to it, half a minute later, a power cut leaves a new file empty. An old record is
+    // there to fall back upon; a first one is not.
+    if (is_first && count > 0) ::fsync(descriptor);
+    return count;
 }
 
 void close(int descriptor) {

@@ -8,8 +8,10 @@
 //
 // Every run is a process of its own. After it these hold: it did not crash or hang; all that watch.h promises;
 // once the fault is over, the next cycle is whole, within an hour every file is, and after the next start
-// everything published is what it would have been without the fault.
+// everything published is what it would have been without the fault. What the state files then hold less of is
+// counted; nothing is lost but what KNOWN_COSTS names, or where all operations of a kind fail from then on.
 
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -20,6 +22,7 @@
 #include <vector>
 
 #include "core/sys_properties.h"
+#include "holdings.h"
 #include "journey.h"
 #include "platform/os.h"
 #include "platform/properties.h"
@@ -34,10 +37,21 @@ constexpr unsigned RUN_LIMIT_S = 20;  // a run takes some milliseconds
 constexpr int WORKERS = 2;
 constexpr int REPORTED_RUNS = 20;  // more than this many broken runs are only counted
 
+struct cost {
+    int runs;
+    long most_tenths;
+};
 struct counts {  // shared by all processes
     int runs;
     int broken;
     long cycles;
+    cost costs[KNOWN_COSTS.size() + 1];  // the last: where everything of a kind fails
+};
+
+// What the road alone comes to.
+struct outcome {
+    std::string publishes;  // empty when it is not whole
+    holdings holds;
 };
 
 // In the order of virtual_device::operation.
@@ -53,8 +67,42 @@ std::string describe(const mishap& what, const operation& where) {
            lasts[static_cast<int>(what.lasts)];
 }
 
+void count(cost& into, double amount) {
+    const long tenths = std::lround(amount * 10);
+    __atomic_add_fetch(&into.runs, 1, __ATOMIC_RELAXED);
+    long most = __atomic_load_n(&into.most_tenths, __ATOMIC_RELAXED);
+    while (most < tenths && !__atomic_compare_exchange_n(&into.most_tenths, &most, tenths, false,
+                                                         __ATOMIC_RELAXED, __ATOMIC_RELAXED)) {
+    }
+}
+
+void weigh_losses(journey& run, const mishap& what, const operation& where, const holdings& due,
+                  counts& total) {
+    for (const loss& each : losses(due, held_now())) {
+        const bool is_all = what.lasts == mishap::scope::kind;
+        const std::size_t known = is_all ? KNOWN_COSTS.size() : known_cost_of(where.target, each.what);
+        if (known == KNOWN_COSTS.size() && !is_all) {
+            run.seen.note("lost " + std::to_string(each.amount) + " " + each.what);
+        } else {
+            count(total.costs[known], each.amount);
+        }
+    }
+}
+
+void print_losses(const counts& total) {
+    for (std::size_t i = 0; i < KNOWN_COSTS.size(); ++i) {
+        const known_cost& each = KNOWN_COSTS[i];
+        const cost& paid = total.costs[i];
+        if (paid.runs == 0) continue;
+        printf("lost: at most %.1f %s in %d runs by %s: %s\n", static_cast<double>(paid.most_tenths) / 10,
+               each.what.data(), paid.runs, each.target.data(), each.why.data());
+    }
+    printf("lost: something in %d runs where all operations of a kind fail from then on; nothing else\n",
+           total.costs[KNOWN_COSTS.size()].runs);
+}
+
 // The run itself, in the process that it may take down.
-int run_here(const road& along, const mishap& what, const operation& where, const std::string& must_publish,
+int run_here(const road& along, const mishap& what, const operation& where, const outcome& due,
              counts& total) {
     alarm(RUN_LIMIT_S);
     journey run(along);
@@ -67,7 +115,8 @@ int run_here(const road& along, const mishap& what, const operation& where, cons
         if (what.lasts == mishap::scope::kind) run.seen.expect_all_torn();
     }
     run.run(what);
-    if (journey::published() != must_publish) run.seen.note("in the end publishes\n" + journey::published());
+    weigh_losses(run, what, where, due.holds, total);
+    if (journey::published() != due.publishes) run.seen.note("in the end publishes\n" + journey::published());
     __atomic_add_fetch(&total.cycles, static_cast<long>(run.cycles), __ATOMIC_RELAXED);
     for (const std::string& each : run.seen.broken()) {
         fprintf(stderr, "%s:\n  %s\n", describe(what, where).c_str(), each.c_str());
@@ -75,8 +124,8 @@ int run_here(const road& along, const mishap& what, const operation& where, cons
     return run.seen.broken().empty() ? 0 : 1;
 }
 
-void run_in_child(const road& along, const mishap& what, const operation& where,
-                  const std::string& must_publish, counts& total) {
+void run_in_child(const road& along, const mishap& what, const operation& where, const outcome& due,
+                  counts& total) {
     const pid_t child = fork();
     if (child < 0) {
         perror("fork");
@@ -85,7 +134,7 @@ void run_in_child(const road& along, const mishap& what, const operation& where,
     if (child == 0) {
         if (__atomic_load_n(&total.broken, __ATOMIC_RELAXED) >= REPORTED_RUNS)
             (void)!freopen("/dev/null", "w", stderr);
-        _exit(run_here(along, what, where, must_publish, total));
+        _exit(run_here(along, what, where, due, total));
     }
     int status = 0;
     waitpid(child, &status, 0);
@@ -150,8 +199,8 @@ bool is_watch_awake() {
     return seen.broken().size() == planted;
 }
 
-// The road without a mishap. Empty when it does not visit what it is made to visit.
-std::string travel(journey& run) {
+// The road without a mishap.
+outcome travel(journey& run) {
     run.keeps_operations = true;
     run.run({});
     for (const std::string& each : run.seen.broken()) fprintf(stderr, "the road alone: %s\n", each.c_str());
@@ -166,7 +215,7 @@ std::string travel(journey& run) {
         fprintf(stderr, "the road does not come by record %s\n", id);
         is_whole = false;
     }
-    return is_whole ? journey::published() : "";
+    return {is_whole ? journey::published() : "", held_now()};
 }
 
 }  // namespace
@@ -180,17 +229,18 @@ int main(int count, char** arguments) {
     setenv("TZ", "UTC", 1);
     const road along = whole_road();
     std::vector<operation> operations;
-    std::string must_publish;
+    outcome due;
     {
         journey alone(along);
         if (what == "cuts") alone.sweeps_calm = true;
-        must_publish = travel(alone);
-        if (must_publish.empty()) return 1;
+        due = travel(alone);
+        if (due.publishes.empty()) return 1;
         operations = alone.operations;
         printf(
             "road: %zu boots, %zu cycles, %zu operations that can fail, all %zu records; publishes in the "
             "end:\n%s",
-            along.size(), alone.cycles, operations.size(), alone.seen.records().size(), must_publish.c_str());
+            along.size(), alone.cycles, operations.size(), alone.seen.records().size(),
+            due.publishes.c_str());
     }
     virtual_device::reset_device();
     printf("the watch sees:\n");
@@ -212,12 +262,13 @@ int main(int count, char** arguments) {
     for (int worker = 0; worker < WORKERS; ++worker) {
         if (fork() != 0) continue;
         for (std::size_t i = static_cast<std::size_t>(worker); i < all.size(); i += WORKERS) {
-            run_in_child(along, all[i], operations[all[i].nth], must_publish, *total);
+            run_in_child(along, all[i], operations[all[i].nth], due, *total);
         }
         _exit(0);
     }
     while (wait(nullptr) > 0) {
     }
+    print_losses(*total);
     printf("%s: %d of %zu runs over %zu operations, %ld cycles; %d broken\n", what.c_str(), total->runs,
            all.size(), operations.size(), total->cycles, total->broken);
     return total->broken == 0 && static_cast<std::size_t>(total->runs) == all.size() ? 0 : 1;

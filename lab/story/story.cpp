@@ -37,6 +37,7 @@ decision& add(std::vector<decision>& told, const step& now, importance weight, s
 std::vector<decision> decisions_of(const step& now, memory& about) {
     std::vector<decision> told;
     tell_findings(now, told);
+    tell_histogram(now, about, told);
     tell_voltage(now, about, told);
     tell_charging(now, about, told);
     if (now.is_start_up) tell_start(now, about, told);
@@ -114,9 +115,8 @@ void story::told_so_far::take_log(const event& what) {
     const auto failure = story_parts::failure_in_log(what.text, now.is_start_up);
     if (failure) {
         sightings.push_back(*failure);
-    } else {
-        now.logs.push_back(what.text);
     }
+    now.logs.push_back(what.text);
 }
 
 void story::told_so_far::note(const sighting& seen) {
@@ -170,7 +170,7 @@ void story::told_so_far::close_conditions(std::int64_t boot, std::int64_t elapse
 story::story(teller tell, const device_image& before) : state_(std::make_unique<told_so_far>()) {
     state_->tell = std::move(tell);
     for (const auto& [path, bytes] : before.files) {
-        if (is_stress_file(path)) state_->about.stress_table = bytes;
+        if (is_stress_file(path)) state_->about.stress_table = state_->about.stress_table_told = bytes;
     }
     const auto property = [&](const char* name) {
         const auto found = before.properties.find(name);

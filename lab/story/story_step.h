@@ -50,6 +50,7 @@ struct memory {
     std::string disabled_by;  // value of the property; empty or "0": charging is allowed
     std::int64_t disabled_since_s = 0;
     std::string stress_table;           // bytes of its file
+    std::string stress_table_told;      // of the step before
     std::int64_t rebooted_in_boot = 0;  // the daemon asks in every cycle until the device goes down
 };
 
@@ -81,6 +82,7 @@ void tell_voltage(const step& now, memory& about, std::vector<decision>& told);
 void tell_charging(const step& now, memory& about, std::vector<decision>& told);
 void tell_reboot(const step& now, memory& about, std::vector<decision>& told);
 void tell_findings(const step& now, std::vector<decision>& told);
+void tell_histogram(const step& now, memory& about, std::vector<decision>& told);
 
 // What in this log line or record is a failure that may repeat.
 std::optional<sighting> failure_in_log(std::string_view text, bool is_start_up);

@@ -31,9 +31,7 @@ readings measure(const gauge_parameters& of, const truth_now& truth, const draws
         quantised((truth.temperature_c + error.noise(TEMPERATURE) * of.temperature_noise_c) * 10, 1);
     read.zone_mc = quantised(truth.zone_c * 1000, 100);
 
-    const double span_pct = of.full_soc_pct - of.empty_soc_pct;
-    const double true_pct = (truth.soc * 100 - of.empty_soc_pct) / span_pct * 100;
-    const double shown_pct = true_pct + of.soc_offset_pct + error.noise(SOC) * of.soc_noise_pct;
+    const double shown_pct = shown_level_pct(of, truth.soc) + error.noise(SOC) * of.soc_noise_pct;
     const bool knows_full = truth.is_held_full && of.soc_offset_pct == 0;
     read.ui_soc = knows_full ? 10000 : quantised(std::clamp(shown_pct, 0.0, 100.0) * 100, 1);
     read.capacity_pct = (read.ui_soc + 50) / 100;

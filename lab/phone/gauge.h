@@ -51,6 +51,11 @@ struct readings {
     charge_status status;
 };
 
+// The level it shows without its noise, %; not limited.
+inline double shown_level_pct(const gauge_parameters& of, double soc) {
+    return (soc * 100 - of.empty_soc_pct) / (of.full_soc_pct - of.empty_soc_pct) * 100 + of.soc_offset_pct;
+}
+
 // `error` has the noise of this moment.
 readings measure(const gauge_parameters& of, const truth_now& truth, const draws& error);
 

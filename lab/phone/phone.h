@@ -93,6 +93,8 @@ class model {
 
     const phone_state& state() const { return state_; }
     void set_state(const phone_state& state) { state_ = state; }
+    // The level that the gauge shows, %, but for its noise.
+    double shown_pct() const { return shown_level_pct(parameters_.gauge, state_.cell.soc); }
     double temperature_c() const { return state_.heat.battery_c; }
     double ocv_v() const { return cell_.ocv_v(state_.cell.soc, temperature_c()); }
     double resting_v() const { return ocv_v() + state_.cell.transfer_v + state_.cell.diffusion_v; }

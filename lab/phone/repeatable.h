@@ -44,6 +44,15 @@ inline double exp_of(double x) {
     return sum * std::bit_cast<double>(exponent << MANTISSA_BITS);
 }
 
+// The cosine of a whole number of turns and a part; for what is asked for now and then.
+inline double cosine_of_turns(double turns) {
+    constexpr double TURN = 6.283185307179586;
+    const double angle = (turns - std::floor(turns + 0.5)) * TURN;
+    double sum = 1;
+    for (int n = 30; n > 0; n -= 2) sum = 1 - angle * angle / (n * (n - 1)) * sum;
+    return sum;
+}
+
 // x to the power 3/4 and 4/3, x >= 0.
 inline double power_3_4(double x) {
     const double root = std::sqrt(x);

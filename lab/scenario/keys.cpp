@@ -181,13 +181,95 @@ constexpr std::array CONDITIONS{
         "what the phone is plugged into"},
     key<conditions>{"screen", choice_in<conditions, screen_state, &conditions::screen>(screen_state_names), 0,
                     0, "a suspended phone runs no cycles"},
-    key<conditions>{"ambient_c", &conditions::ambient_c, -60, 120, "temperature of the air, °C"},
+    key<conditions>{"ambient_c", &conditions::ambient_c, -60, 120,
+                    "temperature of the air where there is no `[weather]`, °C"},
+    key<conditions>{"where", choice_in<conditions, whereabouts, &conditions::where>(whereabouts_names), 0, 0,
+                    "by `[weather]`; in a hand it is midway between the air and a pocket"},
+    key<conditions>{"suspended_mw", &conditions::suspended_mw, 0, 20000,
+                    "what it draws while it is suspended, mW"},
     key<conditions>{"load_mw", &conditions::load_mw, 0, 20000, "what the phone draws, mW"},
     key<conditions>{"burst_mw", &conditions::burst_mw, 0, 20000, "what it draws in a burst, mW"},
     key<conditions>{"burst_pct", &conditions::burst_pct, 0, 100, "of the cycles that are bursts, %"},
     key<conditions>{"wake_every", seconds_of<conditions>{&conditions::wake_every_s}, 0, 0,
                     "how often a suspended phone wakes up; 0: not at all"},
     key<conditions>{"wake_for", seconds_of<conditions>{&conditions::wake_for_s}, 0, 0, "for how long"},
+};
+
+constexpr std::array WEATHER{
+    key<weather_parameters>{"mean_c", &weather_parameters::mean_c, -60, 60, "outdoors, over the year, °C"},
+    key<weather_parameters>{"year_swing_c", &weather_parameters::year_swing_c, 0, 60,
+                            "from the mean to the warmest time of the year, K"},
+    key<weather_parameters>{"warmest_day", &weather_parameters::warmest_day, 0, 366, "of the year"},
+    key<weather_parameters>{"day_swing_c", &weather_parameters::day_swing_c, 0, 40,
+                            "from the day's mean to its warmest hour, K"},
+    key<weather_parameters>{"warmest_hour", &weather_parameters::warmest_hour, 0, 24, "of the day"},
+    key<weather_parameters>{"noise_c", &weather_parameters::noise_c, 0, 20,
+                            "standard deviation from one day to another, K"},
+    key<weather_parameters>{"indoor_least_c", &weather_parameters::indoor_least_c, -60, 60,
+                            "it is never colder indoors, °C"},
+    key<weather_parameters>{"indoor_most_c", &weather_parameters::indoor_most_c, -60, 60, "nor warmer, °C"},
+    key<weather_parameters>{"pocket_c", &weather_parameters::pocket_c, -60, 60, "in a pocket, °C"},
+};
+
+constexpr std::array USER{
+    key<user_parameters>{"plug_below_pct", &user_parameters::plug_below_pct, 0, 100,
+                         "level below which they look for a charger, %"},
+    key<user_parameters>{"plug_chance_pct", &user_parameters::plug_chance_pct, 0, 600,
+                         "chance of finding one, per hour, %"},
+    key<user_parameters>{"topups_per_day", &user_parameters::topups_per_day, 0, 100,
+                         "sessions at any level, on average"},
+    key<user_parameters>{"session_min", &user_parameters::session_min, 1, 1440,
+                         "their median length, minutes"},
+    key<user_parameters>{"night_pct", &user_parameters::night_pct, 0, 100, "of the nights on the charger, %"},
+    key<user_parameters>{"usb_pct", &user_parameters::usb_pct, 0, 100,
+                         "of sessions and nights on the slow charger, %"},
+    key<user_parameters>{"wireless_pct", &user_parameters::wireless_pct, 0, 100,
+                         "on the wireless charger, %"},
+    key<user_parameters>{"sleep_from_h", &user_parameters::sleep_from_h, 0, 24, "hour of the day"},
+    key<user_parameters>{"sleep_until_h", &user_parameters::sleep_until_h, 0, 24, "hour of the day"},
+    key<user_parameters>{"work_from_h", &user_parameters::work_from_h, 0, 24, "hour of the day, on weekdays"},
+    key<user_parameters>{"work_until_h", &user_parameters::work_until_h, 0, 24, "hour of the day"},
+    key<user_parameters>{"work_charger_pct", &user_parameters::work_charger_pct, 0, 100,
+                         "of the weekdays on a charger at work, %"},
+    key<user_parameters>{"screen_h", &user_parameters::screen_h, 0, 20,
+                         "hours with the screen on a day, mean"},
+    key<user_parameters>{"screen_spread", &user_parameters::screen_spread, 0, 2,
+                         "standard deviation of their logarithm"},
+    key<user_parameters>{"screen_mw", &user_parameters::screen_mw, 0, 20000, "load with the screen on, mW"},
+    key<user_parameters>{"burst_mw", &user_parameters::burst_mw, 0, 20000, "load in a burst, mW"},
+    key<user_parameters>{"burst_pct", &user_parameters::burst_pct, 0, 100,
+                         "of the cycles with the screen on that are bursts, %"},
+    key<user_parameters>{"idle_mw", &user_parameters::idle_mw, 0, 20000, "load with the screen off, mW"},
+    key<user_parameters>{"pocket_h", &user_parameters::pocket_h, 0, 24, "hours in a pocket a day"},
+    key<user_parameters>{"outdoor_h", &user_parameters::outdoor_h, 0, 24, "hours outdoors a day"},
+    key<user_parameters>{"suspends", &user_parameters::suspends, 0, 0,
+                         "the phone is suspended while the screen is off"},
+};
+
+constexpr std::array HABITS{
+    habit{"night charger",
+          {.plug_below_pct = 30, .plug_chance_pct = 80, .topups_per_day = 0.3, .night_pct = 92}},
+    habit{"desk",
+          {.topups_per_day = 0.3, .night_pct = 15, .usb_pct = 30, .work_charger_pct = 90, .screen_h = 2.5}},
+    habit{"courier",
+          {.plug_below_pct = 40,
+           .night_pct = 75,
+           .work_from_h = 7,
+           .work_until_h = 18,
+           .work_charger_pct = 95,
+           .screen_h = 9,
+           .screen_mw = 1600,
+           .burst_mw = 3500,
+           .pocket_h = 1,
+           .outdoor_h = 3}},
+    habit{"drawer",
+          {.plug_below_pct = 0,
+           .topups_per_day = 0,
+           .night_pct = 0,
+           .screen_h = 0,
+           .pocket_h = 0,
+           .outdoor_h = 0,
+           .suspends = true}},
 };
 
 }  // namespace
@@ -201,5 +283,8 @@ const std::span<const key<thermal_parameters>> thermal_keys = THERMAL;
 const std::span<const key<charger_parameters>> charger_keys = CHARGER;
 const std::span<const key<gauge_parameters>> gauge_keys = GAUGE;
 const std::span<const key<conditions>> condition_keys = CONDITIONS;
+const std::span<const key<weather_parameters>> weather_keys = WEATHER;
+const std::span<const key<user_parameters>> user_keys = USER;
+const std::span<const habit> habits = HABITS;
 
 }  // namespace lab

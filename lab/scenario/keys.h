@@ -66,5 +66,14 @@ extern const std::span<const key<phone::thermal_parameters>> thermal_keys;
 extern const std::span<const key<phone::charger_parameters>> charger_keys;
 extern const std::span<const key<phone::gauge_parameters>> gauge_keys;
 extern const std::span<const key<conditions>> condition_keys;
+extern const std::span<const key<weather_parameters>> weather_keys;
+extern const std::span<const key<user_parameters>> user_keys;
+
+// What is known of a kind of person, to begin from.
+struct habit {
+    std::string_view name;
+    user_parameters is;
+};
+extern const std::span<const habit> habits;
 
 }  // namespace lab

@@ -1,10 +1,12 @@
 #include "lab/scenario/reader.h"
 
 #include <algorithm>
+#include <charconv>
 #include <filesystem>
 #include <limits>
 #include <optional>
 
+#include "lab/io/csv_reader.h"
 #include "lab/io/error.h"
 #include "lab/io/input_file.h"
 #include "lab/io/text.h"
@@ -95,6 +97,51 @@ void read_phone(toml_section& top, scenario& into) {
     section->finish();
 }
 
+// The hours of a year: a CSV file with a column ambient_c, beside the scenario.
+std::vector<double> read_hours(const toml_section& from, const std::string& name) {
+    const auto path = std::filesystem::path(from.file()).parent_path() / name;  // "-" is a file here
+    csv_reader rows(input_file::open(path.is_absolute() ? path.string() : "./" + path.string()));
+    std::vector<double> hours;
+    std::size_t column = 0;
+    if (!rows.next()) rows.fail(0, "no header");
+    while (column < rows.field_count() && rows.field(column) != "ambient_c") ++column;
+    if (column == rows.field_count()) rows.fail(0, "no column ambient_c");
+    while (rows.next()) {
+        double celsius = 0;
+        const auto text = column < rows.field_count() ? rows.field(column) : std::string_view();
+        const auto [end, wrong] = std::from_chars(text.data(), text.data() + text.size(), celsius);
+        const bool is_number = wrong == std::errc() && end == text.data() + text.size();
+        if (!is_number || celsius < -100 || celsius > 100)
+            rows.fail(column, "not a temperature of the air in °C");
+        hours.push_back(celsius);
+    }
+    if (hours.empty()) rows.fail(0, "no hours");
+    return hours;
+}
+
+void read_weather(toml_section& top, scenario& into) {
+    auto section = top.table("weather");
+    if (!section) return;
+    into.weather.is_given = true;
+    if (const auto file = section->text("file")) into.weather.hours_c = read_hours(*section, *file);
+    take_keys(*section, weather_keys, into.weather);
+    if (into.weather.indoor_least_c > into.weather.indoor_most_c) {
+        section->fail("indoor_least_c is above indoor_most_c");
+    }
+    section->finish();
+}
+
+void read_user(toml_section& top, scenario& into) {
+    auto section = top.table("user");
+    if (!section) return;
+    std::vector<std::string_view> names;
+    for (const habit& each : habits) names.push_back(each.name);
+    if (const auto which = section->choice("habit", names)) into.user = habits[*which].is;
+    into.user.is_given = true;
+    take_keys(*section, user_keys, into.user);
+    section->finish();
+}
+
 std::int64_t read_start(toml_section& top) {
     const toml::node* const node = top.take("start");
     toml::date_time when(toml::date(2026, 1, 1), toml::time(0, 0));
@@ -156,6 +203,8 @@ scenario read_table(const toml::table& table, const std::string& name) {
     read_section(top, "thermal", thermal_keys, read.phone.thermal);
     read_section(top, "charger", charger_keys, read.phone.charger);
     read_section(top, "gauge", gauge_keys, read.phone.gauge);
+    read_weather(top, read);
+    read_user(top, read);
     read_files(top, read);
     read.phases = read_phases(top, read.start_utc_s);
     // That there is no phase is told last: a key that was meant to be one says more.

@@ -51,11 +51,21 @@ void append_table(std::string& text, std::string_view title, std::span<const key
     }
 }
 
+std::string habit_names() {
+    std::string text;
+    for (const habit& each : habits) text += (text.empty() ? "\"" : ", \"") + std::string(each.name) + "\"";
+    return text;
+}
+
 }  // namespace
 
 std::string scenario_reference() {
     std::string text;
     append_table(text, "`[[phase]]` and its `daily` entries", condition_keys);
+    append_table(text, "`[weather]`", weather_keys);
+    text += "| `file` | | text | CSV of the hours of a year, column `ambient_c`, in place of the swings |\n";
+    append_table(text, "`[user]`", user_keys);
+    text += "| `habit` | | " + habit_names() + " | what the others begin from |\n";
     append_table(text, "`[phone]`", power_keys);
     text +=
         "| `cell_vendor` | \"ATL\" | text | what the vendor's node reads |\n"

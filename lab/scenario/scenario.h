@@ -17,17 +17,64 @@ namespace lab {
 enum class screen_state : std::uint8_t { on, off, suspended };
 inline constexpr std::array<std::string_view, 3> screen_state_names{"on", "off", "suspended"};
 
+enum class whereabouts : std::uint8_t { indoors, outdoors, pocket, hand };
+inline constexpr std::array<std::string_view, 4> whereabouts_names{"indoors", "outdoors", "pocket", "hand"};
+
 // What surrounds the phone for a while.
 struct conditions {
     phone::charger_kind charger = phone::charger_kind::none;
     screen_state screen = screen_state::on;  // suspended: the daemon runs no cycles
-    double ambient_c = 23;
+    double ambient_c = 23;                   // where no weather is given
+    whereabouts where = whereabouts::indoors;
+    double suspended_mw = 25;  // the load of a suspended phone
     double load_mw = 400;
     double burst_mw = 0;   // the load of a burst
     double burst_pct = 0;  // of the steps are bursts
     // A suspended phone wakes up for so long, so often; 0: not at all.
     std::int64_t wake_every_s = 0;
     std::int64_t wake_for_s = 30;
+};
+
+// The air outdoors and what of it is felt.
+struct weather_parameters {
+    bool is_given = false;
+    double mean_c = 10;        // over the year
+    double year_swing_c = 9;   // from the mean to the warmest time of the year
+    double warmest_day = 200;  // of the year
+    double day_swing_c = 4;
+    double warmest_hour = 15;
+    double noise_c = 3;  // standard deviation from one day to another
+    double indoor_least_c = 21;
+    double indoor_most_c = 26;
+    double pocket_c = 30;         // an assumption; of people's pockets 28 to 32
+    std::vector<double> hours_c;  // in place of the swings: the hours of a year from its first on
+};
+
+// What the person does with the phone (lab/simulation/person.h). The defaults: an average person.
+struct user_parameters {
+    bool is_given = false;
+    double plug_below_pct = 31;   // below this level they look for a charger
+    double plug_chance_pct = 40;  // and find one within the hour
+    double topups_per_day = 0.7;  // sessions on the charger on a whim
+    double session_min = 40;      // median
+    double night_pct = 57;        // of the nights on the charger
+    double usb_pct = 8;           // of the sessions and nights
+    double wireless_pct = 0;
+    double sleep_from_h = 23;
+    double sleep_until_h = 7;
+    double work_from_h = 9;
+    double work_until_h = 17;
+    double work_charger_pct = 0;  // of the weekdays, all the time at work
+    double screen_h = 3.25;       // a day, mean
+    double screen_spread = 0.35;  // of its logarithm, from day to day
+    // The loads are those of a phone with a cell of 7500 mAh: twice what the recorded one of 3500 mAh draws.
+    double screen_mw = 2400;  // with the screen on
+    double burst_mw = 5000;   // and in a burst
+    double burst_pct = 15;    // of the cycles with the screen on
+    double idle_mw = 350;
+    double pocket_h = 7;   // a day
+    double outdoor_h = 1;  // likewise
+    bool suspends = false;
 };
 
 // From this time of day on, on these days, until the next entry; what an entry does not name is as in its
@@ -105,6 +152,8 @@ struct scenario {
     std::int32_t cycle_s = 10;  // between two cycles of the daemon
     std::string cell_vendor = "ATL";
     phone::phone_parameters phone;
+    weather_parameters weather;
+    user_parameters user;
     std::vector<phase> phases;  // end to end, the first from 0
     std::vector<scenario_event> events;
     std::vector<expectation> expectations;

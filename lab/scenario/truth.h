@@ -15,7 +15,7 @@ enum class truth_column : std::uint8_t {
     true_temp_c,        // of the cell
     capacity_left_pct,  // of the new cell's
     resistance_pct,     // of the new cell's
-    charger,            // 0 none, 1 usb, 2 wall
+    charger,            // 0 none, 1 usb, 2 wall, 3 wireless
     screen,             // 0 on, 1 off, 2 suspended
 };
 inline constexpr std::array<std::string_view, 9> truth_column_names{

@@ -70,9 +70,18 @@ ending ending_by(event_action action) {
 
 }  // namespace
 
-void circumstances::take(std::int64_t now_s, device& on) {
+void circumstances::take_weather(std::int64_t now_s) {
+    around_.ambient_c = asleep_.ambient_c = weather_.ambient_c(now_s, now_);
+    weather_until_s_ = now_s - now_s % weather::SLOT_S + weather::SLOT_S;
+}
+
+void circumstances::take(std::int64_t now_s, const doings& what, device& on) {
     now_ = timeline_.conditions_at(now_s);
     next_change_s_ = timeline_.next_change(now_s);
+    if (person_.is_there()) {
+        person_.apply(what, now_);
+        next_change_s_ = std::min(next_change_s_, person_.next_s(now_s, what));
+    }
     around_ = {
         now_.charger, now_.ambient_c, now_.load_mw * MILLI, now_.burst_mw * MILLI, now_.burst_pct, 0, 0};
     clock_shift_s_ = 0;
@@ -84,6 +93,10 @@ void circumstances::take(std::int64_t now_s, device& on) {
         take_event(event);
         set_fault(on, event);
     }
+    asleep_ = around_;
+    asleep_.load_w = now_.suspended_mw * MILLI;
+    asleep_.burst_pct = 0;
+    take_weather(now_s);
 }
 
 void circumstances::take_event(const scenario_event& event) {

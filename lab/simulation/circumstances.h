@@ -8,7 +8,9 @@
 #include "lab/phone/phone.h"
 #include "lab/scenario/scenario.h"
 #include "lab/scenario/timeline.h"
+#include "lab/simulation/person.h"
 #include "lab/simulation/sensor_nodes.h"
+#include "lab/simulation/weather.h"
 #include "platform/virtual/device.h"
 
 namespace lab {
@@ -18,15 +20,22 @@ enum class ending : std::uint8_t { none, over, empty, power_cut, reboot, restart
 
 class circumstances {
   public:
-    explicit circumstances(const scenario& of) : scenario_(of), timeline_(of) {}
+    explicit circumstances(const scenario& of) : scenario_(of), timeline_(of), weather_(of), person_(of) {}
 
-    // Takes everything as it is at `now_s`, the device's faults included.
-    void take(std::int64_t now_s, virtual_device::device& on);
+    // Takes everything as it is at `now_s`, the device's faults included; a person, if there is one, is at `what`.
+    void take(std::int64_t now_s, const doings& what, virtual_device::device& on);
+    // Takes the air as it is at `now_s`.
+    void follow_weather(std::int64_t now_s) {
+        if (now_s >= weather_until_s_) take_weather(now_s);
+    }
     // Does what happens exactly at `now_s`. The ending, if any, that an event brings about.
     ending cross(std::int64_t now_s, virtual_device::device& on) const;
 
     const conditions& now() const { return now_; }
+    const class person& person() const { return person_; }
     const phone::surroundings& around() const { return around_; }
+    // The same for a phone that is suspended.
+    const phone::surroundings& around_asleep() const { return asleep_; }
     const node_overrides& overrides() const { return overrides_; }
     std::int64_t next_change_s() const { return next_change_s_; }
 
@@ -39,11 +48,15 @@ class circumstances {
 
   private:
     void take_event(const scenario_event& event);
+    void take_weather(std::int64_t now_s);
 
     const scenario& scenario_;
     timeline timeline_;
+    weather weather_;
+    class person person_;
     conditions now_;
-    phone::surroundings around_;
+    phone::surroundings around_, asleep_;
+    std::int64_t weather_until_s_ = 0;
     node_overrides overrides_{};
     std::int64_t next_change_s_ = 0;
     std::int64_t clock_shift_s_ = 0;

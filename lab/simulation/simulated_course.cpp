@@ -22,7 +22,7 @@ constexpr double MILLI = 0.001;
 
 simulated_course::simulated_course(const scenario& of)
     : scenario_(of),
-      model_(of.phone, timeline(of).conditions_at(0).ambient_c, of.chance),
+      model_(of.phone, weather(of).ambient_c(0, timeline(of).conditions_at(0)), of.chance),
       state_{.phone = model_.state()},
       world_(of) {
     static_assert(std::is_trivially_copyable_v<course_state>, "crosses boots as bytes");
@@ -74,7 +74,9 @@ ending simulated_course::advance_awake(device& on) {
         if (state_.now_s >= scenario_.duration_s()) return ending::over;
         const bool asleep = is_asleep();
         const std::int64_t step = step_s(asleep ? ASLEEP_STEP_S : std::min(left_s, AWAKE_STEP_S));
-        model_.advance(state_.now_s, static_cast<double>(step), world_.around(), orders_.given());
+        world_.follow_weather(state_.now_s);
+        model_.advance(state_.now_s, static_cast<double>(step),
+                       asleep ? world_.around_asleep() : world_.around(), orders_.given());
         state_.now_s += step;
         if (!asleep) left_s -= step;
         if (model_.is_empty()) return ending::empty;
@@ -111,6 +113,7 @@ void simulated_course::advance_on(device& on, std::int64_t for_s) {
     while (state_.now_s < end_s) {
         const std::int64_t step =
             std::min({AWAKE_STEP_S, end_s - state_.now_s, world_.next_change_s() - state_.now_s});
+        world_.follow_weather(state_.now_s);
         model_.advance(state_.now_s, static_cast<double>(step), world_.around(), orders_.given());
         state_.now_s += step;
         if (state_.now_s != world_.next_change_s()) continue;
@@ -128,6 +131,7 @@ void simulated_course::advance_off(device& on, std::int64_t for_s, bool until_bo
         const std::int64_t longest_s = is_charging ? AWAKE_STEP_S : OFF_STEP_S;
         const std::int64_t step =
             std::min({longest_s, end_s - state_.now_s, world_.next_change_s() - state_.now_s});
+        world_.follow_weather(state_.now_s);
         model_.advance_off(static_cast<double>(step), world_.around());
         state_.now_s += step;
         if (state_.now_s != world_.next_change_s()) continue;
@@ -162,7 +166,10 @@ void simulated_course::start_again(device& on, ending why) {
 // A charger that comes or goes wakes a suspended phone up.
 void simulated_course::take_circumstances(device& on) {
     const auto charger_before = world_.around().charger;
-    world_.take(state_.now_s, on);
+    if (world_.person().is_there()) {
+        state_.user = world_.person().decide(state_.now_s, state_.user, model_.shown_pct());
+    }
+    world_.take(state_.now_s, state_.user, on);
     if (world_.around().charger == charger_before) return;
     state_.awake_until_s = std::max(state_.awake_until_s, state_.now_s + AWAKE_AFTER_PLUG_S);
 }

@@ -45,6 +45,7 @@ class simulated_course : public course {
     // What crosses boots.
     struct course_state {
         phone::phone_state phone;
+        doings user{};
         std::int64_t now_s = 0;
         std::int64_t boot = 0;
         std::int64_t boot_start_s = 0;

@@ -87,6 +87,8 @@ test("no cycle runs while the phone sleeps", () => {
   assert.ok(Math.abs(slept.length - 121) <= 2, slept.length);
   assert.equal(slept.at(-1).realtime_s - slept.at(-1).elapsed_s, 1767225600);
 
+  assert.ok(slept[60].true_soc_pct - slept[61].true_soc_pct < 1.2, "25 mW for eight hours, not the 400 of the phase");
+
   const waking = cyclesOf(`event = [{ do = "plug", at = "35 min", for = "2 min" }]
     phase = [{ for = "10 min" }, { for = "1 h", screen = "suspended", wake_every = "10 min", wake_for = "40 s" }]`);
   const awake = waking.filter(({ sim_s }) => sim_s > 600).length;

@@ -16,9 +16,9 @@
 
 constexpr std::int32_t FULL_TOC_MV = 4450;  // step 0: no derating
 
-// The registrations and requests return RESULT_DONE, also when there was nothing to do; RESULT_FAILED when there is
-// no client property or it could not be set; RESULT_REFUSED when there is no such client or step, or no setter. A
-// registration may also return what a property setter gave.
+// The registrations and requests return RESULT_DONE, also when there was nothing to do; RESULT_FAILED when
+// there is no client property or it could not be set; RESULT_REFUSED when there is no such client or step, or
+// no setter. A registration may also return what a property setter gave.
 
 // Loads the permanent step, forgets all clients and publishes 4450 mV: a step counts from its client's
 // registration on. A stored step above 9 becomes 0, in the file too.

@@ -44,6 +44,6 @@ void read_cell_vendor(char (&name)[NODE_TEXT_SIZE]);
 [[nodiscard]] std::int32_t read_sysfs_str(const char* path, char* buffer, std::int32_t size);
 
 // Ends `text` (of `length` bytes, 1 to NODE_TEXT_SIZE) after its last printable ASCII character; the last
-// byte is always given up for the terminator. Returns the terminator's index; INVALID_VALUE, changing nothing, for
-// a bad argument.
+// byte is always given up for the terminator. Returns the terminator's index; INVALID_VALUE, changing nothing,
+// for a bad argument.
 std::int32_t remove_trailing_chars(char* text, std::int32_t length);

@@ -12,7 +12,8 @@
 #include "util/wiring.h"
 
 // Takes the chosen battery parameters and restores what was learnt from the file, or its defaults.
-// After batt_info__init. RESULT_DONE; RESULT_FAILED without battery parameters, and the estimator stays disabled.
+// After batt_info__init. RESULT_DONE; RESULT_FAILED without battery parameters, and the estimator stays
+// disabled.
 [[nodiscard]] std::int32_t dyn_soc__init(record_import_fn params_import, record_export_fn params_export);
 
 // One cycle. `elapsed_s` seconds since the daemon started; `voltage_uv` µV; `current_ua` µA, positive while
@@ -20,9 +21,9 @@
 // util/status.h; `ui_soc` the displayed state of charge, hundredths of a percent. Each reading may be
 // INVALID_VALUE.
 //
-// RESULT_DONE; RESULT_FAILED when disabled or no state of charge could be given; RESULT_REFUSED for a sample that
-// cannot be used; RESULT_NOT_INITIALISED. On any other than RESULT_DONE the estimate stays that of the last cycle
-// that succeeded.
+// RESULT_DONE; RESULT_FAILED when disabled or no state of charge could be given; RESULT_REFUSED for a sample
+// that cannot be used; RESULT_NOT_INITIALISED. On any other than RESULT_DONE the estimate stays that of the
+// last cycle that succeeded.
 std::int32_t dyn_soc__update(std::uint64_t elapsed_s, std::int32_t voltage_uv, std::int32_t current_ua,
                              std::int32_t temperature_decic, std::int32_t thermal_mc, std::int32_t status,
                              std::int32_t ui_soc);

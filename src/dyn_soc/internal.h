@@ -195,8 +195,9 @@ struct soc_limits {
     bool have_changed;  // looked up anew for limits other than those in the slot
 };
 
-// The states of charge at the charge limits, from `slot` while limits and temperature are near enough, otherwise
-// from the curves into `slot`. 100000 and 0 where the curves put the limits in the wrong order; the slot stays.
+// The states of charge at the charge limits, from `slot` while limits and temperature are near enough,
+// otherwise from the curves into `slot`. 100000 and 0 where the curves put the limits in the wrong order; the
+// slot stays.
 soc_limits look_up_soc_at_toc_boc(wrap32 toc, wrap32 boc, wrap32 temp, tocboc_lookup& slot);
 
 // Sets soc_scal. True when a charge limit has changed.

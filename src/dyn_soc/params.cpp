@@ -28,8 +28,8 @@ constexpr std::int32_t DEFAULT_QMAX = 27000;  // 7.5 Ah, nearly the quotient of 
 constexpr std::int32_t DEFAULT_QMAX_NUM = 2000;
 constexpr std::int32_t DEFAULT_QMAX_DEN = 740;
 
-// The whole numbers between the bounds of what a cell can have. The quotient itself is tested: ten times a damaged
-// one could wrap into the range.
+// The whole numbers between the bounds of what a cell can have. The quotient itself is tested: ten times a
+// damaged one could wrap into the range.
 constexpr std::int32_t QMAX_STORED_MIN = 2701;   // stored capacity [C] < this: the default is taken
 constexpr std::int32_t QMAX_STORED_MAX = 32399;  // stored capacity [C] > this: the default is taken
 static_assert(QMAX_STORED_MIN * 10 >= QMAX_TIMES_10_MIN && (QMAX_STORED_MIN - 1) * 10 < QMAX_TIMES_10_MIN);

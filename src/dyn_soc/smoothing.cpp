@@ -26,8 +26,8 @@ constexpr std::int32_t MEET_AFTER_GAPS = 5;
 // Where shown and estimate meet, falling from above [m%] > this: they meet here
 constexpr std::int32_t HIGHEST_TARGET_SOC = 10000;
 
-// Which way the estimate is expected to go. Not charging is on the charger, yet not filled; Full is not filled either,
-// but full.
+// Which way the estimate is expected to go. Not charging is on the charger, yet not filled; Full is not filled
+// either, but full.
 bool may_only_fall(std::int32_t chg_sts) {
     return chg_sts == STATUS_DISCHARGING || chg_sts == STATUS_NOT_CHARGING;
 }

@@ -54,8 +54,8 @@ struct {
     std::int64_t min_curr_ua;         // smallest current a deadline was computed for; NO_CURRENT_UA = none
 } s;
 
-// Seconds to charge from soc_pct to the target: mAh / mA are hours, times the share that is missing, and the base
-// time. Rounded to single precision after every operation, so an hour is 60 times 60 and not 3600. The
+// Seconds to charge from soc_pct to the target: mAh / mA are hours, times the share that is missing, and the
+// base time. Rounded to single precision after every operation, so an hour is 60 times 60 and not 3600. The
 // missing percentage is a difference of single-precision numbers too, so no state of charge overflows it.
 float estimate_charge_time_s(std::int64_t current_ua, std::int32_t soc_pct) {
     const std::int64_t current_ma = current_ua / UA_PER_MA;

@@ -24,5 +24,6 @@ void charge_timer_init(std::uint32_t margin_pct, std::uint32_t target_soc, std::
 std::uint32_t charge_timer_main(std::uint64_t now_s, std::int32_t status, std::int64_t current_ua,
                                 std::int32_t soc_pct);
 
-// Whether charging must stop: from an expiry until 60 s after the charger was seen to go, unless it is back before.
+// Whether charging must stop: from an expiry until 60 s after the charger was seen to go, unless it is back
+// before.
 bool get_chargetimer_disable_flag();

@@ -16,6 +16,7 @@
 [[nodiscard]] std::int32_t n_day_pulldown_init(std::int32_t volt_thresh_mv, voltage_set_fn client_set);
 
 // Takes one cycle into account. `mock_threshold_s` other than 0 is a further period after which (strictly)
-// the voltage is lowered. In a cycle that requests step 4 returns the request's result, in any other RESULT_DONE.
+// the voltage is lowered. In a cycle that requests step 4 returns the request's result, in any other
+// RESULT_DONE.
 std::uint32_t n_day_pulldown_main(std::uint64_t now_s, std::int32_t status, std::int32_t v_mv,
                                   std::uint32_t mock_threshold_s);

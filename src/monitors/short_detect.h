@@ -18,7 +18,7 @@
 void short_detect__init(std::uint32_t cutoff_ppm10, std::uint32_t curr_dip_ppm10,
                         std::uint32_t resistance_mohm, std::uint32_t curr_high_ma, std::uint32_t curr_low_ma);
 
-// Takes one cycle into account. Returns RESULT_DONE; or RESULT_REFUSED for a sample with status Unknown, voltage or
-// current INVALID_VALUE, which disarms the detector.
+// Takes one cycle into account. Returns RESULT_DONE; or RESULT_REFUSED for a sample with status Unknown,
+// voltage or current INVALID_VALUE, which disarms the detector.
 std::int32_t short_detect__update(std::uint64_t now_s, std::uint32_t status, std::uint32_t v_mv,
                                   std::int32_t i_ma);

@@ -34,7 +34,8 @@ struct precharge_wiring {
 
 // Adds a precharge of `uboot_timer_s` seconds to the lifetime timer and 1 to the lifetime counter; less than
 // 1 second is no precharge. A stored value that is negative or INVALID_VALUE starts again from 0. Returns
-// RESULT_DONE, or RESULT_FAILED when the timer (then the counter is not written) or the counter could not be written.
+// RESULT_DONE, or RESULT_FAILED when the timer (then the counter is not written) or the counter could not be
+// written.
 [[nodiscard]] std::int32_t update_precharge_trackers(std::int32_t uboot_timer_s,
                                                      const precharge_wiring& wiring);
 

@@ -18,8 +18,8 @@
                                                std::int32_t voltage_mv, std::int32_t temperature_mc,
                                                std::uint32_t mock_offset_h);
 
-// One sample. RESULT_REFUSED when voltage or temperature is INVALID_VALUE (nothing is credited), otherwise RESULT_DONE. A time
-// earlier than the previous one starts the schedule again.
+// One sample. RESULT_REFUSED when voltage or temperature is INVALID_VALUE (nothing is credited), otherwise
+// RESULT_DONE. A time earlier than the previous one starts the schedule again.
 std::int32_t stress_feature_main(std::uint64_t now_s, std::int32_t voltage_mv, std::int32_t temperature_mc);
 
 // The entry of the cycle: hands the first three values to stress_feature_main and returns its result. The

@@ -26,6 +26,6 @@ std::uint8_t stress_trip_step(std::uint32_t stress_hours);
 std::int32_t current_stress_trip();
 
 // Requests the step for so many stress hours; `force` requests it even when it is in force already.
-// RESULT_DONE set or nothing to do; RESULT_FAILED or RESULT_REFUSED from the manager; RESULT_REFUSED also when the
-// step would go down, which it never does.
+// RESULT_DONE set or nothing to do; RESULT_FAILED or RESULT_REFUSED from the manager; RESULT_REFUSED also when
+// the step would go down, which it never does.
 [[nodiscard]] std::int32_t set_sys_stress_trip(std::uint32_t stress_hours, bool force);

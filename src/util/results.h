@@ -1,7 +1,7 @@
 // results: what the daemon's functions return. One code, one name.
 //
-// A function that returns one says which. Features pass on what a function value gave them (util/wiring.h), which
-// may be any number where the platform's own result stands behind it: 0 is success there too.
+// A function that returns one says which. Features pass on what a function value gave them (util/wiring.h),
+// which may be any number where the platform's own result stands behind it: 0 is success there too.
 #pragma once
 
 #include <cstdint>

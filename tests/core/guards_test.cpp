@@ -158,6 +158,18 @@ TEST(Guards, ShortDetectorDerivesItsThresholdsAndRefusesWhatWasNotRead) {
     EXPECT_EQ(short_detect__update(10, STATUS_CHARGING, 4000, 100), 0);
 }
 
+// A path at an address that held another one before was once taken for that.
+TEST(Guards, ADeviceGoesByThePathAndNotByWhereItStands) {
+    std::string path = "/data/vendor/vorn/a";
+    char text[NODE_TEXT_SIZE] = {};
+    for (const char name : {'a', 'b', 'a'}) {
+        path.back() = name;
+        the_device().at(path).put(std::string(1, name));
+        EXPECT_EQ(read_sysfs_str(path.c_str(), text, NODE_TEXT_SIZE), 1);
+        EXPECT_EQ(text[0], name);
+    }
+}
+
 TEST(Guards, TextsAreTrimmedWithinTheirBoundsOnly) {
     char text[17] = "0123456789ABCDEF";
     EXPECT_EQ(remove_trailing_chars(text, 17), INVALID_VALUE);

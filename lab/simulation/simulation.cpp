@@ -11,20 +11,20 @@
 
 namespace lab {
 
-device_image image_at_start(const scenario& of, device_image before) {
-    for (const auto& [path, bytes] : of.files) before.files[path] = bytes;
-    for (const auto& [name, value] : of.properties) before.properties[name] = value;
+device_image image_at_start(const scenario& plan, device_image before) {
+    for (const auto& [path, bytes] : plan.files) before.files[path] = bytes;
+    for (const auto& [name, value] : plan.properties) before.properties[name] = value;
     return before;
 }
 
-simulation_result run_simulation(const scenario& of, const device_image& start,
+simulation_result run_simulation(const scenario& plan, const device_image& start,
                                  const std::vector<listener*>& listeners, output_file* trace) {
-    const local_zone zone(of.time_zone);
+    const local_zone zone(plan.time_zone);
     const auto begin = std::chrono::steady_clock::now();
     simulation_result result;
     result.image = start;
-    simulated_course phone(of);
-    expectation_checker checker(of, start);
+    simulated_course phone(plan);
+    expectation_checker checker(plan, start);
     std::vector<listener*> all = listeners;
     all.push_back(&checker);
     all.push_back(&result.counted);
@@ -36,7 +36,7 @@ simulation_result run_simulation(const scenario& of, const device_image& start,
     }
     checker.finish(result.image);
     result.failures = checker.failures();
-    result.counted.known_span_s = of.duration_s();
+    result.counted.known_span_s = plan.duration_s();
     result.host_s = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
     return result;
 }

@@ -21,11 +21,11 @@ struct simulation_result {
 };
 
 // `before`: what the device holds at the start, to which the scenario adds its own files and properties.
-device_image image_at_start(const scenario& of, device_image before = {});
+device_image image_at_start(const scenario& plan, device_image before = {});
 
 // Runs the scenario from `start` (image_at_start) in its time zone. `trace`, if not null, gets what happened
 // as a trace. Throws daemon_crashed, and input_error when the phone cannot start.
-simulation_result run_simulation(const scenario& of, const device_image& start,
+simulation_result run_simulation(const scenario& plan, const device_image& start,
                                  const std::vector<listener*>& listeners, output_file* trace = nullptr);
 
 }  // namespace lab

@@ -7,13 +7,13 @@
 
 namespace lab {
 
-story_printer::story_printer(std::ostream& out, const scenario& of, const device_image& start,
+story_printer::story_printer(std::ostream& out, const scenario& plan, const device_image& start,
                              bool shows_routine)
     : out_(out),
-      scenario_(of),
+      scenario_(plan),
       lines_(out, shows_routine),
       story_([this](const decision& told) { print(told); }, start) {
-    for (const scenario_event& each : of.events) {
+    for (const scenario_event& each : plan.events) {
         const std::string again = each.every_s > 0 ? " (every " + duration_text(each.every_s) + ")" : "";
         happenings_.push_back({each.at_s, each.what + again});
         if (each.for_s > 0 && each.every_s == 0) {
@@ -22,9 +22,9 @@ story_printer::story_printer(std::ostream& out, const scenario& of, const device
     }
     std::stable_sort(happenings_.begin(), happenings_.end(),
                      [](const happening& a, const happening& b) { return a.at_s < b.at_s; });
-    out_ << of.title << " (" << of.file << ")\n"
-         << duration_text(of.duration_s()) << " from " << local_time_text(of.start_utc_s) << ", "
-         << of.time_zone << "\n\n";
+    out_ << plan.title << " (" << plan.file << ")\n"
+         << duration_text(plan.duration_s()) << " from " << local_time_text(plan.start_utc_s) << ", "
+         << plan.time_zone << "\n\n";
 }
 
 void story_printer::on_cycle(const cycle& after) {

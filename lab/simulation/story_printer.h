@@ -18,7 +18,7 @@ namespace lab {
 class story_printer : public listener {
   public:
     // `shows_routine`: evaluations, ends of charges and other bookkeeping too.
-    story_printer(std::ostream& out, const scenario& of, const device_image& start, bool shows_routine);
+    story_printer(std::ostream& out, const scenario& plan, const device_image& start, bool shows_routine);
 
     void on_event(const event& what) override { story_.on_event(what); }
     void on_cycle(const cycle& after) override;

@@ -63,20 +63,21 @@ double cost::per_year(std::int64_t count) const {
     return per_day(count) * (YEAR_S / DAY_S);
 }
 
-std::string cost_text(const cost& of) {
+std::string cost_text(const cost& counted) {
     std::string text;
-    print(text, "%lld cycles in %lld %s over %s\n", static_cast<long long>(of.cycles),
-          static_cast<long long>(of.boots), of.boots == 1 ? "boot" : "boots",
-          duration_text(of.span_s()).c_str());
-    print(text, "%.1f log lines, %.1f records and %.1f property writes a day\n", of.per_day(of.log_lines),
-          of.per_day(of.records), of.per_day(of.property_writes));
+    print(text, "%lld cycles in %lld %s over %s\n", static_cast<long long>(counted.cycles),
+          static_cast<long long>(counted.boots), counted.boots == 1 ? "boot" : "boots",
+          duration_text(counted.span_s()).c_str());
+    print(text, "%.1f log lines, %.1f records and %.1f property writes a day\n",
+          counted.per_day(counted.log_lines), counted.per_day(counted.records),
+          counted.per_day(counted.property_writes));
     print(text, "%-48s %12s %14s %8s\n", "state file", "writes/year", "bytes/year", "failed");
     const auto append_file = [&](const char* name, const file_cost& file) {
-        print(text, "%-48s %12.1f %14.0f %8lld\n", name, of.per_year(file.writes), of.per_year(file.bytes),
-              static_cast<long long>(file.failed));
+        print(text, "%-48s %12.1f %14.0f %8lld\n", name, counted.per_year(file.writes),
+              counted.per_year(file.bytes), static_cast<long long>(file.failed));
     };
     file_cost total;
-    for (const auto& [path, file] : of.files) {
+    for (const auto& [path, file] : counted.files) {
         append_file(path.c_str(), file);
         total.writes += file.writes;
         total.bytes += file.bytes;

@@ -47,6 +47,6 @@ class cost : public listener {
 };
 
 // The table that ends a run: one line per state file, then totals.
-std::string cost_text(const cost& of);
+std::string cost_text(const cost& counted);
 
 }  // namespace lab

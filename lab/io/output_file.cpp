@@ -50,6 +50,7 @@ output_file::output_file(std::string target) : target_(std::move(target)) {
         return;
     }
     if (exists && ::access(target_.c_str(), W_OK) != 0) fail();
+    // Behind a link: the rename must replace the file that it leads to, not the link, and within one file system.
     std::error_code error;
     path_ = std::filesystem::weakly_canonical(target_, error).string();
     if (error) path_ = target_;
@@ -81,6 +82,7 @@ void output_file::flush() {
 void output_file::finish() {
     flush();
     if (target_ == STANDARD_OUTPUT || descriptor_ < 0) return;
+    // Closed here and not at the end: some file systems report a full disk only then.
     if (::close(std::exchange(descriptor_, -1)) != 0) fail();
 }
 

@@ -186,6 +186,7 @@ staged_device_root::staged_device_root(const std::string& directory, const devic
 }
 
 void staged_device_root::commit() {
+    // Removed last: until every new file has its name, the old device is still whole.
     for (output_file& each : files_) each.commit();
     for (const std::string_view device_dir : FILE_DIRS) remove_vanished(root_, device_dir, kept_);
 }

@@ -21,6 +21,7 @@ class teller {
     // The events of this cycle, and of the start-up before it, then the cycle.
     void tell(cycle& now) {
         if (now.real_time_s == 0) now.real_time_s = clocks_.real_time_s(now.boot, now.elapsed_s);
+        // Known before its events are told, which carry no wall clock of their own.
         last_ = now.real_time_s;
         while (has_next_ && next_.boot == now.boot &&
                (next_.elapsed_s == now.elapsed_s || next_.elapsed_s == 0)) {

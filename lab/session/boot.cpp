@@ -104,6 +104,7 @@ void run_cycles(course& device_course, device& on, boot_wishes wishes, wire::sen
     cycle after;
     int until_progress = CYCLES_PER_PROGRESS;
     while (device_course.next_cycle(on)) {
+        // Before the cycle, so that a crash in it can be placed.
         shared.elapsed_s = on.elapsed_s;
         shared.source_line = device_course.source_line();
         daemon_cycle();

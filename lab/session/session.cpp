@@ -181,6 +181,7 @@ class dispatcher {
 
 boot_result run_one_boot(course& device_course, const device_image& image,
                          const std::vector<listener*>& listeners) {
+    // The memory first: the child, killed at the latest when `child` ends, must not outlive it.
     const shared_memory shared;
     dispatcher heard(listeners);
     boot_process child(device_course, image, heard.wishes(), *shared);
@@ -205,6 +206,7 @@ boot_result run_one_boot(course& device_course, const device_image& image,
 void run_session(course& device_course, device_image& image, const std::vector<listener*>& listeners) {
     for (;;) {
         boot_result result = run_one_boot(device_course, image, listeners);
+        // The course moved on in the child only; here it still stands where it stood before the boot.
         image = std::move(result.image);
         device_course.load(result.course_state);
         if (!result.has_more_boots) return;

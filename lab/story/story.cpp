@@ -138,6 +138,7 @@ void story::told_so_far::note(const sighting& seen) {
 }
 
 void story::told_so_far::conclude() {
+    // Decisions before failures: what failed is often why, and a reader looks for the change first.
     for (const auto& each : story_parts::decisions_of(now, about)) tell(each);
     for (const auto& each : sightings) note(each);
     sightings.clear();

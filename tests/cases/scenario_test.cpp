@@ -14,23 +14,21 @@ namespace {
 
 namespace fs = std::filesystem;
 
-const fs::path FOLDER = VORN_SOURCE_DIR "/scenarios";
-
-std::vector<std::string> scenario_names() {
-    std::vector<std::string> names;
-    for (const auto& entry : fs::directory_iterator(FOLDER)) {
-        if (entry.path().extension() == ".toml") names.push_back(entry.path().stem());
+std::vector<fs::path> scenarios() {
+    std::vector<fs::path> found = {VORN_SOURCE_DIR "/tests/cases/troubles.toml"};
+    for (const auto& entry : fs::directory_iterator(VORN_SOURCE_DIR "/scenarios")) {
+        if (entry.path().extension() == ".toml") found.push_back(entry.path());
     }
-    std::ranges::sort(names);
-    return names;
+    std::ranges::sort(found);
+    return found;
 }
 
-class Scenario : public testing::TestWithParam<std::string> {};
+class Scenario : public testing::TestWithParam<fs::path> {};
 
 TEST_P(Scenario, HoldsAndReplaysFromItsTrace) {
-    const lab::scenario read = lab::read_scenario(FOLDER / (GetParam() + ".toml"));
+    const lab::scenario read = lab::read_scenario(GetParam());
     const lab::device_image start = lab::image_at_start(read);
-    const fs::path trace = fs::path(testing::TempDir()) / (GetParam() + ".csv");
+    const fs::path trace = fs::path(testing::TempDir()) / GetParam().filename().replace_extension(".csv");
     lab::output_file trace_file(trace);
     test::transcript lived(test::transcript::records::whole);
     const lab::simulation_result result = lab::run_simulation(read, start, {&lived}, &trace_file);
@@ -47,7 +45,7 @@ TEST_P(Scenario, HoldsAndReplaysFromItsTrace) {
     fs::remove(trace);
 }
 
-INSTANTIATE_TEST_SUITE_P(All, Scenario, testing::ValuesIn(scenario_names()),
-                         [](const auto& of) { return of.param; });
+INSTANTIATE_TEST_SUITE_P(All, Scenario, testing::ValuesIn(scenarios()),
+                         [](const auto& of) { return of.param.stem().string(); });
 
 }  // namespace

@@ -168,8 +168,8 @@ TEST(RecordSchema, GivesAFieldNameOneUnit) {
 
 namespace {
 
-// Feeds `log` in blocks of at most `block_size` and tells each find as "line time pid record problem".
-std::vector<std::string> scan(std::string_view log, std::size_t block_size = 1 << 20) {
+// Tells each find as "line time pid record problem".
+std::vector<std::string> scan(std::string_view log) {
     std::vector<std::string> finds;
     log_scanner scanner(
         [&](const lab::found_record& found) {
@@ -184,7 +184,7 @@ std::vector<std::string> scan(std::string_view log, std::size_t block_size = 1 <
         log_scanner::LEAST_BUFFER_SIZE);
     while (!log.empty()) {
         const auto space = scanner.space();
-        const std::size_t count = std::min({space.size(), block_size, log.size()});
+        const std::size_t count = std::min(space.size(), log.size());
         EXPECT_GT(count, 0U);
         std::copy_n(log.data(), count, space.data());
         scanner.filled(count);
@@ -247,21 +247,6 @@ TEST(LogScanner, ReadsTheLabsEventsAndTellsWhatItCannotRead) {
     EXPECT_THAT(scan(text + " and more"), ElementsAre("1   topoff_set bad envelope"));
     EXPECT_THAT(scan("grep lx6wwu6k\n"), ElementsAre("1    cut"));
     EXPECT_THAT(scan("no records here\n\n"), IsEmpty());
-}
-
-// Lines of all lengths, records among them, cut into blocks at every place: the finds stay the same.
-TEST(LogScanner, DoesNotMindHowTheLogIsCutIntoBlocks) {
-    std::string log;
-    for (std::size_t length = 0; length < 40; ++length) log += std::string(length * length, 'x') + "\n";
-    for (const sample_record& each : sample_records()) log += "W/vorn    (  123): " + each.text + "\n";
-    // Around the length from which a header is not kept whole from one block to the next.
-    for (const std::size_t padding : {0U, 200U, 205U, 210U, 215U, 220U, 225U, 230U, 235U})
-        log += "[ 01-02 03:04:05.678   123:  456 W/" + std::string(padding, 'v') + " ]\n" +
-               sample("topoff_set") + "\n";
-    const auto expected = scan(log);
-    ASSERT_EQ(expected.size(), sample_records().size() + 9);
-    for (std::size_t block_size = 1; block_size < 3000; block_size += block_size / 7 + 1)
-        EXPECT_EQ(scan(log, block_size), expected) << block_size;
 }
 
 TEST(LogScanner, FindsRecordsInALineLongerThanItsBuffer) {

@@ -22,15 +22,6 @@ std::string int_bytes(std::int64_t value) {
     return {reinterpret_cast<const char*>(&low), sizeof low};
 }
 
-// Parameters as the estimator takes them from a file of these words.
-lab::daemon_view parameters(const std::vector<std::int32_t>& words) {
-    std::string bytes;
-    for (const std::int32_t word : words) bytes += int_bytes(word);
-    const lab::state_file* kind = lab::find_state_file("dyn_soc_params");
-    return lab::ask_daemon(
-        {"", {{kind, "", false, lab::file_condition::whole, "", bytes.size(), bytes}}, {}});
-}
-
 }  // namespace
 
 TEST(StateLayout, NamesEveryByteOfEveryFileOnce) {
@@ -107,25 +98,4 @@ TEST(StateLayout, HasTheDaemonsRanges) {
         lab::ask_daemon({"", {{edge.file, "", false, lab::file_condition::whole, "", 396, table}}, {}});
     EXPECT_EQ(view.hours[0][0], 43800.0F);
     EXPECT_EQ(view.hours[8][10], 0.0F);
-}
-
-// The bounds that docs/state-files.md gives for the estimator's quotients.
-TEST(StateLayout, TellsWhichQuotientsTheEstimatorTakes) {
-    for (const auto& [num, is_taken] :
-         {std::pair{4509, false}, {4510, true}, {17999, true}, {18000, false}}) {
-        const auto view = parameters({1, num, 10000, 2000, 740});
-        EXPECT_EQ(view.takes_resistance, is_taken) << num;
-        EXPECT_EQ(view.resistance, is_taken ? num / 10 : 900);
-        EXPECT_TRUE(view.takes_capacity);
-    }
-    for (const auto& [num, is_taken] :
-         {std::pair{2700, false}, {2701, true}, {32399, true}, {32400, false}}) {
-        const auto view = parameters({1, 9000, 10000, num, 10000});
-        EXPECT_EQ(view.takes_capacity, is_taken) << num;
-        EXPECT_EQ(view.capacity_c, is_taken ? num : 27000);
-        EXPECT_TRUE(view.takes_resistance);
-    }
-    EXPECT_FALSE(parameters({2, 9000, 10000, 2000, 740}).takes_resistance);
-    EXPECT_FALSE(parameters({1, 9000}).takes_resistance);
-    EXPECT_EQ(parameters({1, 9000}).filters, (std::array<std::int32_t, 4>{9000, 10000, 2000, 740}));
 }

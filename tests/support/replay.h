@@ -2,8 +2,8 @@
 //
 //     test::trace_rows rows;
 //     rows.row({{"status", "Charging"}}).rows(360, 10, {{"voltage_now", "4100000"}});
-//     const test::replay_result result = test::replay(rows);
-//     EXPECT_THAT(result.story({"toc=", "charge_period"}), ElementsAre(...));
+//     test::transcript heard(test::transcript::records::named);
+//     const lab::device_image after = test::replay(rows.csv(), {}, {&heard});
 //
 // Several replays in one test do not disturb each other.
 #pragma once
@@ -11,11 +11,8 @@
 #include <cstdint>
 #include <map>
 #include <string>
-#include <string_view>
 #include <vector>
 
-#include "lab/session/cycle.h"
-#include "lab/session/event.h"
 #include "lab/session/session.h"
 
 namespace test {
@@ -50,28 +47,8 @@ struct replay_options {
     std::map<std::string, std::string, std::less<>> constants;  // as --set gives them
 };
 
-struct replay_result {
-    std::vector<lab::event> events;
-    std::vector<lab::cycle> cycles;
-    lab::device_image image;  // files and properties after the last boot
-
-    // "boot:elapsed what" of each event with one of the parts in it, in order; an elapsed time alone in boot 1.
-    // What: a log line, short_record(), "property=value" with "vorn." and what is before it left out, or a file's
-    // name when it was written; " failed" behind it when it did.
-    std::vector<std::string> story(const std::vector<std::string>& parts) const;
-    // The cycle at that time; throws when there is none.
-    const lab::cycle& at(std::int64_t elapsed_s) const;
-};
-
 // Throws what lab::run_session throws. The listeners hear it; what the device keeps is given back.
 lab::device_image replay(const std::string& csv, const replay_options& options,
                          const std::vector<lab::listener*>& listeners);
-replay_result replay(const std::string& csv, const replay_options& options = {});
-inline replay_result replay(const trace_rows& rows, const replay_options& options = {}) {
-    return replay(rows.csv(), options);
-}
-
-// What a scenario's text brings; its phone's true state is in the cycles.
-replay_result simulate(const std::string& scenario);
 
 }  // namespace test

@@ -93,8 +93,8 @@ std::vector<output_file*> outputs::files() {
     return files;
 }
 
-void outputs::keep(const device_image* end, const std::optional<comparison>& compared) {
-    if (page_) page_->finish(compared);
+void outputs::keep(const device_image* end, const report_recorder::ending& how) {
+    if (page_) page_->finish(how);
     std::vector<staged_device_root> roots;
     if (const auto root = root_of_trace(options_, start_)) roots.emplace_back(*root, start_);
     if (end != nullptr && !options_.save_root.empty()) roots.emplace_back(options_.save_root, *end);

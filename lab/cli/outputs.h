@@ -12,7 +12,6 @@
 #include "lab/report/recorder.h"
 #include "lab/session/course.h"
 #include "lab/session/listener.h"
-#include "lab/tally/worth.h"
 
 namespace CLI {
 class App;
@@ -56,8 +55,9 @@ class outputs {
     output_file* trace() { return trace_ ? &*trace_ : nullptr; }
 
     // The run is over: keeps all, or nothing when one of them cannot be kept. `end` is what the device holds and goes
-    // to --save-root; null after a crash, which leaves that as it was. Throws input_error.
-    void keep(const device_image* end, const std::optional<comparison>& compared = {});
+    // to --save-root; null after a crash, which leaves that as it was; `how` goes into the report. Throws input_error.
+    void keep(const device_image* end, const report_recorder::ending& how);
+    void keep(const device_image* end) { keep(end, report_recorder::ending{}); }
 
   private:
     std::vector<output_file*> files();

@@ -17,6 +17,7 @@
 #include "lab/io/error.h"
 #include "lab/io/time_text.h"
 #include "lab/recordings/trace_course.h"
+#include "lab/report/provenance.h"
 #include "lab/session/session.h"
 #include "lab/story/event_log.h"
 #include "lab/story/story_lines.h"
@@ -77,7 +78,12 @@ void replay(const replay_options& options) {
                      [](const std::string& line) { std::cerr << "vorn-lab: " << line << '\n'; }));
     const device_image start = image_in_root(options.outputs);
     const std::string title = std::filesystem::path(options.trace).stem().string();
-    outputs files(options.outputs, {"TRACE", options.trace}, {title, "replay", true, {}}, start);
+    report::facts about{title, "replay", true, {}};
+    about.made_up_clock_s = DEFAULT_WALL_CLOCK_S;
+    about.source = options.trace;
+    about.digest = digest_text(options.trace);
+    about.vendor = course.cell_vendor();
+    outputs files(options.outputs, {"TRACE", options.trace}, about, start);
     std::vector<listener*> listeners;
     files.listen(listeners);
     const bool is_silent = !options.outputs.events.empty() || options.outputs.is_on_standard_output();

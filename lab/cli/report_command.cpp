@@ -11,6 +11,8 @@
 #include "lab/io/distinct_files.h"
 #include "lab/io/error.h"
 #include "lab/recordings/from_files.h"
+#include "lab/recordings/trace_course.h"
+#include "lab/report/provenance.h"
 #include "lab/report/recorder.h"
 
 namespace lab {
@@ -48,7 +50,12 @@ void write_report(const report_options& options) {
     const boot_clocks clocks = has_samples ? boot_clocks() : boot_clocks(events);
     const std::string title =
         options.title.empty() ? std::filesystem::path(options.events).stem().string() : options.title;
-    report_recorder recorder(options.output, {title, "files", has_samples, series.truth_names()}, {});
+    report::facts facts{title, "files", has_samples, series.truth_names()};
+    // A simulated phone always has a clock.
+    if (facts.truth_names.empty()) facts.made_up_clock_s = DEFAULT_WALL_CLOCK_S;
+    facts.source = options.events;
+    facts.digest = digest_text(options.events);
+    report_recorder recorder(options.output, std::move(facts), {});
     std::vector<listener*> listeners;
     recorder.listen(listeners);
     tell_from_files(std::move(events), std::move(series), clocks, listeners);

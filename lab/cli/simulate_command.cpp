@@ -1,6 +1,7 @@
 // vorn-lab simulate: the daemon on a simulated phone.
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <iostream>
 #include <memory>
 #include <optional>
@@ -14,6 +15,7 @@
 #include "lab/io/error.h"
 #include "lab/io/print.h"
 #include "lab/io/time_text.h"
+#include "lab/report/provenance.h"
 #include "lab/scenario/truth.h"
 #include "lab/session/session.h"
 #include "lab/simulation/simulation.h"
@@ -49,14 +51,39 @@ void print_cost(const simulation_result& result) {
                          static_cast<double>(result.counted.cycles) / result.host_s);
 }
 
+// What comes again is told each time, as often as MAX_REPEATS.
+std::vector<report::happening> happenings_of(const scenario& plan) {
+    constexpr std::int64_t MAX_REPEATS = 300;
+    std::vector<report::happening> all;
+    for (const scenario_event& each : plan.events) {
+        const std::int64_t repeats = each.every_s > 0 ? MAX_REPEATS : 1;
+        for (std::int64_t i = 0; i < repeats && each.at_s + i * each.every_s < plan.duration_s(); ++i)
+            all.push_back({each.at_s + i * each.every_s, each.for_s, each.what});
+    }
+    std::ranges::stable_sort(all, {}, &report::happening::at_s);
+    return all;
+}
+
+report::facts facts_of(const scenario& plan, const std::string& title) {
+    report::facts facts{title, "simulation", true, truth_names, plan.duration_s()};
+    facts.source = plan.file;
+    facts.digest = digest_text(plan.file);
+    facts.seed = plan.chance.seed;
+    facts.vendor = plan.cell_vendor;
+    facts.happenings = happenings_of(plan);
+    return facts;
+}
+
 // What became of the same phone in the same days when its charger obeyed nothing that the daemon asks for.
-outcome run_ignored(const scenario& heeded, const device_image& start) {
+outcome run_ignored(const scenario& heeded, const device_image& start, second_run& heard) {
     scenario ignoring = heeded;
     ignoring.phone.charger.obeys = false;
     ignoring.expectations.clear();
     outcome_meter meter(truth_names, start);
     progress_bar bar;
-    run_simulation(ignoring, start, {&meter, &bar});
+    std::vector<listener*> listeners = {&meter, &bar};
+    heard.listen(listeners);
+    run_simulation(ignoring, start, listeners);
     outcome ignored = meter.result();
     ignored.stopped_s = 0;  // asked for, but not done
     return ignored;
@@ -78,8 +105,7 @@ void print_verdict(const scenario& plan, const simulation_result& result, bool i
 bool simulate(const scenario& plan, const simulate_options& options) {
     const local_zone zone(plan.time_zone);  // for what is printed before and after the run, too
     const device_image start = image_at_start(plan, image_in_root(options.outputs));
-    outputs files(options.outputs, {"FILE", plan.file},
-                  {plan.title, "simulation", true, truth_names, plan.duration_s()}, start);
+    outputs files(options.outputs, {"FILE", plan.file}, facts_of(plan, plan.title), start);
     std::vector<listener*> listeners;
     files.listen(listeners);
     outcome_meter heeded(truth_names, start);
@@ -104,9 +130,15 @@ bool simulate(const scenario& plan, const simulate_options& options) {
         printer->finish();
         print_cost(result);
     }
-    std::optional<comparison> compared;
-    if (is_compared) compared = {heeded.result(), run_ignored(plan, start)};
-    files.keep(&result.image, compared);
+    report_recorder::ending how;
+    for (const auto& each : result.expectations)
+        how.expectations.push_back({each.what, each.found, each.found.empty()});
+    second_run ignored(facts_of(plan, "The daemon ignored"), start);
+    if (is_compared) {
+        how.compared = {heeded.result(), run_ignored(plan, start, ignored)};
+        how.other = &ignored.finished();
+    }
+    files.keep(&result.image, how);
     print_verdict(plan, result, printer.has_value(), options.is_quiet);
     return result.failures.empty();
 }

@@ -41,6 +41,10 @@ trace_course::trace_course(trace_reader reader) : reader_(std::move(reader)) {
     has_row_ = reader_.next(row_);
 }
 
+std::string trace_course::cell_vendor() const {
+    return std::string(row_.nodes[place_of_node("cell_vendor_name")]);
+}
+
 std::int64_t trace_course::begin_boot(device& on) {
     if (!has_row_) throw input_error(reader_.file().name() + ": no row after the header");
     nodes_.clear();

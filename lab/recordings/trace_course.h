@@ -23,6 +23,8 @@ class trace_course : public course {
     bool is_empty() const { return !has_row_ && !is_started_; }
 
     bool has_wall_clock() const { return reader_.has_wall_clock(); }
+    // Of the row in effect, or of the next boot's first; empty when the node is missing.
+    std::string cell_vendor() const;
 
     // Throws input_error when the trace is empty.
     std::int64_t begin_boot(virtual_device::device& device) override;

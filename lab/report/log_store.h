@@ -24,7 +24,7 @@ class log_store {
     static constexpr std::size_t MAX_LINE_BYTES = 1'000;  // a longer line is cut
 
     static constexpr char NUMBER = '\x01';     // stands in a shape's text where a number was
-    static constexpr char SEPARATOR = '\x02';  // between the numbers of a line
+    static constexpr char SEPARATOR = '\x7f';  // between numbers
 
     struct shape {
         event_kind kind = event_kind::log;

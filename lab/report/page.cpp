@@ -4,11 +4,15 @@
 
 namespace lab {
 
-std::string page_html(const report& about, const cost& of, const std::optional<comparison>& compared) {
+std::string page_html(const page_content& page) {
+    const auto rows = page_parts::rows_of(page.run);
     std::string html(page_parts::head);
-    html += pack(page_parts::run_json(about, of, compared));
-    html += page_parts::between;
-    html += pack(page_parts::sample_bytes(about.series()));
+    html += pack(page_parts::run_json(page, rows));
+    html += page_parts::before_samples;
+    html += pack(page_parts::sample_bytes(rows));
+    html += page_parts::before_other;
+    if (page.other != nullptr && page_parts::is_drawn(page.run, *page.other))
+        html += pack(page_parts::sample_bytes(page_parts::means_of(page_parts::rows_of(*page.other))));
     html += page_parts::tail;
     return html;
 }

@@ -7,27 +7,51 @@
 #include <vector>
 
 #include "lab/report/report.h"
+#include "lab/report/sample_rows.h"
 #include "lab/tally/cost.h"
 #include "lab/tally/worth.h"
 
 namespace lab {
 
-// The whole page. `of` counted the same run; `compared` is there when a simulation was run a second time.
-std::string page_html(const report& about, const cost& of, const std::optional<comparison>& compared);
+// What was expected of a run, in words, and what became of it.
+struct expectation_outcome {
+    std::string what;
+    std::string found;  // empty when it holds
+    bool holds = true;
+};
+
+struct page_content {
+    const report& run;
+    const cost& counted;                 // the same run
+    std::optional<comparison> compared;  // of a simulation that was run a second time
+    std::vector<expectation_outcome> expectations;
+    // A second run over the same time, drawn beside the first; its decisions are compared with the first one's.
+    const report* other = nullptr;
+};
+
+// The whole page, of runs that are finished (report::finish).
+std::string page_html(const page_content& page);
 
 namespace page_parts {
 
+// What is drawn of a run over time.
+std::vector<sample_row> rows_of(const report& run);
+
+// What is drawn of a second run: its means, unless it is the first one over again.
+std::vector<sample_row> means_of(std::vector<sample_row> rows);
+bool is_drawn(const report& run, const report& other);
+
 // The run but for its samples, as JSON: what each key means stands at its place in page_data.cpp.
-std::string run_json(const report& about, const cost& of, const std::optional<comparison>& compared);
+std::string run_json(const page_content& page, const std::vector<sample_row>& rows);
 
 // The samples: the delta columns (pack.h) that run_json names under "samples", one after the other, each with one
-// number for each bucket.
-std::string sample_bytes(const thinned_series& series);
-std::vector<std::string> sample_columns(const thinned_series& series);
+// number for each row.
+std::string sample_bytes(const std::vector<sample_row>& rows);
+std::vector<std::string> sample_columns(const std::vector<sample_row>& rows);
 
-// The page's own source, made at build time from the files in page/ (generated): what comes before the run's data
-// and what comes after the samples'.
-extern const std::string_view head, between, tail;
+// The page's own source, made at build time from the files in page/ (generated), cut at the places for data: before
+// the run, the samples and the other run's samples, and after them.
+extern const std::string_view head, before_samples, before_other, tail;
 
 }  // namespace page_parts
 

@@ -1,10 +1,16 @@
 #include <algorithm>
-#include <functional>
+#include <cmath>
+#include <ctime>
+#include <iomanip>
 #include <nlohmann/json.hpp>
+#include <regex>
+#include <sstream>
 
 #include "charge_mgr/charge_mgr.h"
-#include "lab/report/pack.h"
+#include "lab/io/time_text.h"
+#include "lab/report/decision_diff.h"
 #include "lab/report/page.h"
+#include "lab/report/provenance.h"
 #include "lab/report/zone.h"
 #include "stress/stress_trip.h"
 
@@ -15,78 +21,16 @@ namespace {
 using nlohmann::json;
 
 constexpr std::array<std::string_view, 4> KIND_NAMES = {"log", "record", "property", "write"};
+constexpr std::array<std::string_view, 4> END_NAMES = {"going_on", "unplugged", "full", "off"};
+constexpr std::int32_t FULL_MV = 4450;  // step 0 of the top of charge
+constexpr std::int32_t STEP_MV = 50;
+constexpr std::string_view LOG_PREFIX = "--- vorn ";
+constexpr std::size_t MAX_DIFFERENCES = 500;
 constexpr std::array<std::string_view, 3> WEIGHT_NAMES = {"action", "finding", "routine"};
-
-constexpr std::uint32_t WHOLE_SHARE = 255;  // of a bucket's cycles; 0 and this mean none and all, exactly
-
-// One column of the samples: its name and what it holds for a bucket.
-struct sample_column {
-    std::string name;
-    std::function<std::int64_t(std::size_t bucket)> value;
-};
-
-std::int64_t share(std::uint32_t in_state, std::uint32_t cycles) {
-    if (in_state == 0 || in_state == cycles) return in_state == 0 ? 0 : WHOLE_SHARE;
-    const std::uint64_t scaled = std::uint64_t{in_state} * WHOLE_SHARE / cycles;
-    return static_cast<std::int64_t>(std::clamp<std::uint64_t>(scaled, 1, WHOLE_SHARE - 1));
-}
-
-// Least value, how much greater the greatest is, and whether there is a value.
-void add_channel(std::vector<sample_column>& columns, const thinned_series& series, std::size_t channel) {
-    const auto range = [&series, channel](std::size_t bucket) -> const thinned_series::range& {
-        return series.value(channel, bucket);
-    };
-    const auto has_value = [range](std::size_t bucket) {
-        return range(bucket).least != thinned_series::NO_VALUE;
-    };
-    bool is_used = false;
-    for (std::size_t i = 0; i < series.size() && !is_used; ++i) is_used = has_value(i);
-    if (!is_used) return;
-    const std::string name(channel_names[channel]);
-    columns.push_back({name + ".least", [=](std::size_t i) { return has_value(i) ? range(i).least : 0; }});
-    columns.push_back(
-        {name + ".spread", [=](std::size_t i) { return std::int64_t{range(i).greatest} - range(i).least; }});
-    columns.push_back({name + ".has", [=](std::size_t i) { return has_value(i) ? 1 : 0; }});
-}
-
-void add_state(std::vector<sample_column>& columns, const thinned_series& series, std::size_t state) {
-    bool is_used = false;
-    for (std::size_t i = 0; i < series.size() && !is_used; ++i)
-        is_used = series.cycles_in_state(state, i) > 0;
-    if (!is_used) return;
-    columns.push_back({std::string(state_names[state]), [&series, state](std::size_t i) {
-                           return share(series.cycles_in_state(state, i), series.bucket(i).cycles);
-                       }});
-}
-
-std::vector<sample_column> columns_of(const thinned_series& series) {
-    std::vector<sample_column> columns;
-    columns.push_back({"first_t", [&series](std::size_t i) { return series.bucket(i).first_t; }});
-    columns.push_back({"length_s", [&series](std::size_t i) {
-                           return series.bucket(i).last_t - series.bucket(i).first_t;
-                       }});
-    for (std::size_t i = 0; i < channel_names.size(); ++i) add_channel(columns, series, i);
-    for (std::size_t i = 0; i < state_names.size(); ++i) add_state(columns, series, i);
-    return columns;
-}
-
-json clock_json(const run_clock& clock) {
-    json jumps = json::array();
-    for (const auto& each : clock.stretches()) jumps.push_back({each.t, each.offset_s});
-    json zone = json::array();
-    const std::int64_t start_s = clock.start_real_time_s();
-    for (const auto& each : zone_offsets(start_s, start_s + clock.last())) {
-        zone.push_back({each.from_s, each.offset_s, each.name});
-    }
-    return {{"start_s", clock.has_wall_clock() ? json(start_s) : json()},  // UTC, at moment 0 of the axis
-            {"stretches", jumps},  // [from moment t on, the wall clock was t + this many seconds]
-            {"stretches_left_out", clock.jumps_left_out()},
-            {"zone", zone}};  // [from UTC second, offset in seconds, name]
-}
 
 json stress_json(const report::stress_state& stress) {
     if (!stress.table) return nullptr;
-    json hours = json::array(), weights = json::array();
+    json hours = json::array(), weights = json::array(), first = json::array();
     std::vector<double> brought(VOLT_BANDS * TEMP_BANDS);
     for (const stress_bucket& each : summarise_stress(*stress.table).buckets)
         brought[static_cast<std::size_t>(each.row * TEMP_BANDS + each.column)] = each.stress_hours;
@@ -95,46 +39,123 @@ json stress_json(const report::stress_state& stress) {
             const float entry =
                 (*stress.table)[static_cast<std::size_t>(row)][static_cast<std::size_t>(column)];
             hours.push_back(static_cast<double>(entry));  // a value that is no number becomes null
+            first.push_back(static_cast<double>(
+                (*stress.first)[static_cast<std::size_t>(row)][static_cast<std::size_t>(column)]));
             weights.push_back(stress_weight(row, column));
         }
     }
     json levels = json::array();
     for (const auto& each : STRESS_TRIP_LEVELS) {
-        levels.push_back({{"above_h", each.above_h}, {"toc_mv", 4450 - 50 * each.step}});
+        levels.push_back({{"above_h", each.above_h}, {"toc_mv", FULL_MV - STEP_MV * each.step}});
     }
     std::reverse(levels.begin(), levels.end());
     json volt_edges = json::array(), temp_edges = json::array();
     for (std::int32_t row = 0; row < VOLT_BANDS - 1; ++row) volt_edges.push_back(volt_band_upper_mv(row));
     for (std::int32_t i = 0; i < TEMP_BANDS - 1; ++i) temp_edges.push_back(temp_band_upper_mc(i) / 1000);
-    return {{"hours", hours},      // row after row, as in the file
-            {"weights", weights},  // stress hours for one hour
-            {"brought", brought},  // stress hours
-            {"levels", levels},    // lowest first
+    return {{"hours", hours},        // row after row, as in the file
+            {"weights", weights},    // stress hours for one hour
+            {"brought", brought},    // stress hours
+            {"first_hours", first},  // as `hours`, at first_t
+            {"levels", levels},      // lowest first
             {"volt_edges_mv", volt_edges},
             {"temp_edges_c", temp_edges},
             {"total_h", stress.total_h},
             {"first_h", stress.first_h},  // at first_t
             {"first_t", stress.first_t},
             {"last_t", stress.last_t},
+            {"pace_from_h", stress.pace_from_h ? json(*stress.pace_from_h) : json()},  // at pace_from_t
+            {"pace_from_t", stress.pace_from_t},
+            {"has_changed", stress.has_changed},  // the top of charge, in this run
             {"offset_h", stress.offset_h}};
 }
 
-json story_json(const thinned_list<report::told>& decisions) {
-    json told = json::array();
-    for (const auto& each : decisions.entries()) {
-        const decision& what = each.what.what;
-        json numbers = json::array();
-        for (const auto& [name, value] : what.numbers) numbers.push_back({name, value});
-        told.push_back({{"t", each.what.t},
-                        {"weight", WEIGHT_NAMES[static_cast<std::size_t>(what.weight)]},
-                        {"feature", what.feature},
-                        {"sentence", what.sentence},
-                        {"numbers", numbers}});
+// A sentence's times of day, "2026-01-01 00:06:40", as times since the start: of a wall clock that was made up, which
+// began at `start_s`.
+std::string without_clock(const std::string& text, std::int64_t start_s) {
+    static const std::regex time_of_day(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d)");
+    std::string told;
+    auto rest = text.cbegin();
+    for (std::sregex_iterator at(text.begin(), text.end(), time_of_day), none; at != none; ++at) {
+        std::tm local{};
+        std::istringstream(at->str()) >> std::get_time(&local, "%Y-%m-%d %H:%M:%S");
+        local.tm_isdst = -1;
+        told.append(rest, (*at)[0].first)
+            .append(duration_text(std::mktime(&local) - start_s))
+            .append(" after the start");
+        rest = (*at)[0].second;
     }
+    return told.append(rest, text.cend());
+}
+
+bool has_clock(const report& run) {
+    return run.clock().has_wall_clock() && run.clock().start_real_time_s() != run.about().made_up_clock_s;
+}
+
+json clock_json(const report& run) {
+    const run_clock& clock = run.clock();
+    json jumps = json::array();
+    for (const auto& each : clock.stretches()) jumps.push_back({each.t, each.offset_s});
+    json zone = json::array();
+    const std::int64_t start_s = clock.start_real_time_s();
+    for (const auto& each : zone_offsets(start_s, start_s + clock.last())) {
+        zone.push_back({each.from_s, each.offset_s, each.name});
+    }
+    return {{"start_s", has_clock(run) ? json(start_s) : json()},  // UTC, at moment 0 of the axis
+            {"stretches", jumps},  // [from moment t on, the wall clock was t + this many seconds]
+            {"stretches_left_out", clock.jumps_left_out()},
+            {"zone", zone}};  // [from UTC second, offset in seconds, name]
+}
+
+json decision_json(const report& run, const report::told& told) {
+    const decision& what = told.what;
+    const auto text_of = [&run](const std::string& text) {
+        return has_clock(run) ? text : without_clock(text, run.clock().start_real_time_s());
+    };
+    json numbers = json::array();
+    for (const auto& [name, value] : what.numbers) numbers.push_back({name, text_of(value)});
+    return {{"t", told.t},
+            {"weight", WEIGHT_NAMES[static_cast<std::size_t>(what.weight)]},
+            {"feature", what.feature},
+            {"sentence", text_of(what.sentence)},
+            {"numbers", numbers}};
+}
+
+json story_json(const report& run) {
+    const auto& decisions = run.decisions();
+    json told = json::array();
+    for (const auto& each : decisions.entries()) told.push_back(decision_json(run, each.what));
     return {{"decisions", told}, {"taken", decisions.seen()}};
 }
 
+// The lines of one shape: when they were, and their numbers, all first ones, all second ones, ...: what stands in the
+// same place of like lines packs well.
+struct shape_lines {
+    json dt = json::array();
+    std::int64_t last_t = 0;
+    std::vector<std::string> columns;
+
+    void add(const log_store::line& line) {
+        dt.push_back(line.t - last_t);
+        last_t = line.t;
+        std::size_t column = 0;
+        for (std::size_t at = 0; at <= line.numbers.size(); ++column) {
+            const std::size_t end =
+                std::min(line.numbers.find(log_store::SEPARATOR, at), line.numbers.size());
+            if (columns.size() <= column) columns.resize(column + 1);
+            if (dt.size() > 1) columns[column] += log_store::SEPARATOR;
+            columns[column].append(line.numbers, at, end - at);
+            at = end + 1;
+        }
+    }
+};
+
 json log_json(const log_store& log) {
+    std::vector<shape_lines> lines(log.shapes().size());
+    json order = json::array();
+    for (const auto& each : log.lines().entries()) {
+        order.push_back(each.group);
+        lines[each.group].add(each.what);
+    }
     json shapes = json::array();
     for (std::size_t i = 0; i < log.shapes().size(); ++i) {
         const auto& each = log.shapes()[i];
@@ -143,26 +164,22 @@ json log_json(const log_store& log) {
                           {"feature", key_of(each.whose)},
                           {"text", each.text},
                           {"seen", count.seen},
-                          {"kept", count.kept}});
-    }
-    json times = json::array(), numbers_of_shapes = json::array(), numbers = json::array();
-    std::int64_t last_t = 0;
-    for (const auto& each : log.lines().entries()) {
-        times.push_back(each.what.t - last_t);
-        last_t = each.what.t;
-        numbers_of_shapes.push_back(each.group);
-        numbers.push_back(each.what.numbers);
+                          {"kept", count.kept},
+                          {"dt", lines[i].dt},  // from the line of this shape before
+                          {"columns", lines[i].columns}});
     }
     return {{"shapes", shapes},
-            {"dt", times},  // from the line before
-            {"shape", numbers_of_shapes},
-            {"numbers", numbers},
+            {"order", order},  // the shape of each line
             {"seen", log.lines().seen()}};
 }
 
 json outcome_json(const outcome& of) {
-    json result = {
-        {"stress_h", of.stress_h}, {"high_s", of.high_s}, {"stopped_s", of.stopped_s}, {"span_s", of.span_s}};
+    json result = {{"stress_h", of.stress_h},
+                   {"high_s", of.high_s},
+                   {"stopped_s", of.stopped_s},
+                   {"span_s", of.span_s},
+                   {"capacity_day_pct", of.capacity_day_pct},  // what a day of the run changes
+                   {"resistance_day_pct", of.resistance_day_pct}};
     if (of.capacity_left_pct) result["capacity_left_pct"] = *of.capacity_left_pct;
     if (of.resistance_pct) result["resistance_pct"] = *of.resistance_pct;
     return result;
@@ -196,43 +213,143 @@ json features_json() {
     return features;
 }
 
+json about_json(const report::facts& about) {
+    return {{"version", program_version},
+            {"commit", program_commit},
+            {"date", date_text()},
+            {"command", command_text()},
+            {"source", about.source},
+            {"sha256", about.digest},  // of the source; empty: it could be read only once
+            {"seed", about.seed ? json(*about.seed) : json()},
+            {"vendor", about.vendor}};
+}
+
+// What the page must know of the daemon that made the run.
+json daemon_json() {
+    return {{"full_mv", FULL_MV},
+            {"log_prefix", LOG_PREFIX},  // before the words of every line of its log
+            {"high_mv", outcome_meter::HIGH_MV}};
+}
+
+json apart_json(const far_apart& of) {
+    const auto found = of.longest();
+    if (!found) return nullptr;
+    return {{"from_t", found->from_t},
+            {"to_t", found->to_t},
+            {"worst_t", found->worst_t},
+            {"worst_pct", found->worst_pct}};  // negative: below
+}
+
+json gaps_json(const gap_list& of) {
+    json gaps = json::array();
+    for (const auto& each : of.gaps()) gaps.push_back({each.from_t, each.to_t, each.is_off ? 1 : 0});
+    return {{"gaps", gaps},  // [from t, to t, 1 when the daemon was not running]
+            {"forgotten", of.forgotten()},
+            {"usual_s", of.usual_s()},
+            {"above_s", of.longest_usual_s()}};
+}
+
+json sessions_json(const charge_sessions& of) {
+    const auto optional = [](const auto& value) { return value ? json(*value) : json(); };
+    json sessions = json::array();
+    for (const auto& each : of.all()) {
+        sessions.push_back({{"from_t", each.from_t},
+                            {"to_t", each.to_t},
+                            {"from_pct", optional(each.from_pct)},
+                            {"to_pct", optional(each.to_pct)},
+                            {"mah", each.charge_mas / 3600},
+                            {"unmeasured_s", each.unmeasured_s},
+                            {"peak_decic", optional(each.peak_decic)},
+                            {"stopped", each.was_stopped},
+                            {"end", END_NAMES[static_cast<std::size_t>(each.ended)]}});
+    }
+    return {{"sessions", sessions}, {"seen", of.seen()}};
+}
+
+json happenings_json(const std::vector<report::happening>& happenings) {
+    json all = json::array();
+    for (const auto& each : happenings)
+        all.push_back({{"t", each.at_s}, {"for_s", each.for_s}, {"what", each.what}});
+    return all;
+}
+
+json expectations_json(const std::vector<expectation_outcome>& outcomes) {
+    json all = json::array();
+    for (const auto& each : outcomes)
+        all.push_back({{"what", each.what}, {"found", each.found}, {"holds", each.holds}});
+    return all;
+}
+
+json samples_json(const report& of, const std::vector<sample_row>& rows) {
+    return {{"rows", rows.size()},
+            {"cycles", of.series().cycles()},
+            {"cycles_per_bucket", of.series().cycles_per_bucket()},
+            {"columns", sample_columns(rows)}};
+}
+
+json other_json(const report& run, const report& other) {
+    const decision_diff diff = compare_decisions(run, other);
+    json differences = json::array();
+    for (const auto& each : diff.differences) {
+        if (differences.size() >= MAX_DIFFERENCES) break;
+        json told = decision_json(each.is_of_second ? other : run, *each.told);
+        told["of_second"] = each.is_of_second;
+        differences.push_back(std::move(told));
+    }
+    return {{"title", other.about().title},
+            {"samples", is_drawn(run, other) ? samples_json(other, means_of(rows_of(other))) : json()},
+            {"differences", differences},  // decisions that one of the two took
+            {"differences_seen", diff.differences.size()},
+            {"same", diff.same}};
+}
+
 }  // namespace
 
-std::vector<std::string> sample_columns(const thinned_series& series) {
-    std::vector<std::string> names;
-    for (const auto& each : columns_of(series)) names.push_back(each.name);
-    return names;
+std::vector<sample_row> rows_of(const report& run) {
+    return sample_rows(run.series(), run.gaps().gaps(), run.closer());
 }
 
-std::string sample_bytes(const thinned_series& series) {
-    std::string bytes;
-    for (const auto& each : columns_of(series)) {
-        delta_column column;
-        for (std::size_t i = 0; i < series.size(); ++i) column.add(each.value(i));
-        bytes += column.bytes();
+// The second run's line is its means alone, which keeps the page small.
+std::vector<sample_row> means_of(std::vector<sample_row> rows) {
+    for (sample_row& row : rows) {
+        row.in_state.clear();
+        for (auto& value : row.values) {
+            if (value.count > 0)
+                value.least = value.greatest = static_cast<std::int32_t>(std::lround(value.mean()));
+        }
     }
-    return bytes;
+    return rows;
 }
 
-std::string run_json(const report& about, const cost& of, const std::optional<comparison>& compared) {
+bool is_drawn(const report& run, const report& other) {
+    return run.fingerprint() != other.fingerprint();
+}
+
+std::string run_json(const page_content& page, const std::vector<sample_row>& rows) {
+    const report& about = page.run;
     json run = {{"title", about.about().title},
                 {"origin", about.about().origin},
+                {"about", about_json(about.about())},
+                {"daemon", daemon_json()},
                 {"span_s", about.clock().last()},  // from the first moment to the last one
-                {"clock", clock_json(about.clock())},
+                {"clock", clock_json(about)},
                 {"features", features_json()},
-                {"samples",
-                 {{"buckets", about.series().size()},
-                  {"cycles", about.series().cycles()},
-                  {"cycles_per_bucket", about.series().cycles_per_bucket()},
-                  {"columns", sample_columns(about.series())}}},
+                {"samples", samples_json(about, rows)},
+                {"gaps", gaps_json(about.gaps())},
+                {"displayed_from_gauge", apart_json(about.displayed_from_gauge())},
+                {"displayed_from_true", apart_json(about.displayed_from_true())},
+                {"sessions", sessions_json(about.sessions())},
+                {"happenings", happenings_json(about.happenings())},
+                {"expectations", expectations_json(page.expectations)},
                 {"stress", stress_json(about.stress())},
-                {"story", story_json(about.decisions())},
+                {"story", story_json(about)},
                 {"log", log_json(about.log())},
-                {"cost", cost_json(of)},
-                {"worth", nullptr}};
-    if (compared) {
-        run["worth"] = {{"heeded", outcome_json(compared->heeded)},
-                        {"ignored", outcome_json(compared->ignored)}};
+                {"cost", cost_json(page.counted)},
+                {"worth", nullptr},
+                {"other", page.other == nullptr ? json() : other_json(about, *page.other)}};
+    if (page.compared) {
+        run["worth"] = {{"heeded", outcome_json(page.compared->heeded)},
+                        {"ignored", outcome_json(page.compared->ignored)}};
     }
     // Texts may hold bytes that are not UTF-8.
     return run.dump(-1, ' ', false, json::error_handler_t::replace);

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "lab/io/output_file.h"
+#include "lab/report/page.h"
 #include "lab/report/report.h"
 #include "lab/session/course.h"
 #include "lab/session/listener.h"
@@ -24,8 +25,15 @@ class report_recorder {
     // Adds what must hear the run.
     void listen(std::vector<listener*>& listeners);
 
-    // The run is over: makes the page. To be called once; `compared` when the run was made twice.
-    void finish(const std::optional<comparison>& compared = {});
+    // What is known of the run only when it is over.
+    struct ending {
+        std::optional<comparison> compared = {};  // when the run was made twice
+        std::vector<expectation_outcome> expectations = {};
+        const report* other = nullptr;  // page_content::other
+    };
+    // The run is over: makes the page. To be called once.
+    void finish(const ending& how);
+    void finish() { finish(ending{}); }
     // Whoever has all files of a run commits them.
     output_file& file() { return file_; }
 
@@ -33,6 +41,24 @@ class report_recorder {
     output_file file_;
     report page_;
     cost counted_;
+    story told_;
+};
+
+// A second run for the page of another one (page_content::other): heard like the first, drawn more coarsely so that
+// the page stays small.
+class second_run {
+  public:
+    static constexpr std::size_t BUCKETS = 4096;
+
+    // `before` and what `about` says are as for the first; the title names this one.
+    second_run(report::facts about, const device_image& before, std::size_t buckets = BUCKETS);
+
+    void listen(std::vector<listener*>& listeners);
+    // To be called once, when the run is over.
+    const report& finished();
+
+  private:
+    report page_;
     story told_;
 };
 

@@ -4,21 +4,17 @@
 
 namespace lab {
 
-namespace {
-
-using range = thinned_series::range;
-
-void widen(range& into, const range& by) {
-    if (by.least == thinned_series::NO_VALUE) return;
-    if (into.least == thinned_series::NO_VALUE) {
-        into = by;
-        return;
-    }
-    into.least = std::min(into.least, by.least);
-    into.greatest = std::max(into.greatest, by.greatest);
+void thinned_series::range::take(std::int32_t value) {
+    if (value != NO_VALUE) take({value, value, value, 1});
 }
 
-}  // namespace
+void thinned_series::range::take(const range& other) {
+    if (other.count == 0) return;
+    least = count == 0 ? other.least : std::min(least, other.least);
+    greatest = count == 0 ? other.greatest : std::max(greatest, other.greatest);
+    sum += other.sum;
+    count += other.count;
+}
 
 thinned_series::thinned_series(std::size_t channels, std::size_t states, std::size_t capacity)
     : capacity_(capacity), channels_(channels), states_(states) {}
@@ -29,7 +25,7 @@ void thinned_series::add(std::int64_t t, std::span<const std::int32_t> values, s
     open.last_t = t;
     ++open.cycles;
     ++cycles_;
-    for (std::size_t i = 0; i < channels_.size(); ++i) widen(channels_[i].back(), {values[i], values[i]});
+    for (std::size_t i = 0; i < channels_.size(); ++i) channels_[i].back().take(values[i]);
     for (std::size_t i = 0; i < states_.size(); ++i) states_[i].back() += (states >> i) & 1U;
 }
 
@@ -47,7 +43,7 @@ void thinned_series::halve() {
         extents_[i] = {left.first_t, right.last_t, left.cycles + right.cycles};
         for (auto& each : channels_) {
             each[i] = each[2 * i];
-            widen(each[i], each[2 * i + 1]);
+            each[i].take(each[2 * i + 1]);
         }
         for (auto& each : states_) each[i] = each[2 * i] + each[2 * i + 1];
     }

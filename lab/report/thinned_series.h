@@ -4,8 +4,8 @@
 //     buckets   [ . . ][ . . ][ . . ][ . . ]          when all are in use, each two neighbours become one
 //               [ . . . . . . ][ . . . . . . ]        and the number doubles
 //
-// A bucket keeps, for each channel, the least and the greatest value; for each state, in how many of its cycles
-// the state held. The memory is that of CAPACITY buckets, whatever the run.
+// A bucket keeps, for each channel, the least, the greatest and the mean value; for each state, in how many of its
+// cycles the state held. The memory is that of CAPACITY buckets, whatever the run.
 #pragma once
 
 #include <cstddef>
@@ -24,6 +24,12 @@ class thinned_series {
     struct range {
         std::int32_t least = NO_VALUE;  // NO_VALUE: the channel had no value in this bucket
         std::int32_t greatest = NO_VALUE;
+        std::int64_t sum = 0;     // of the values; of 2^32 cycles at most, so that it cannot overflow
+        std::uint32_t count = 0;  // cycles with a value
+
+        void take(std::int32_t value);  // NO_VALUE: nothing happens
+        void take(const range& other);
+        double mean() const { return count == 0 ? 0.0 : static_cast<double>(sum) / count; }
     };
     struct extent {
         std::int64_t first_t = 0;  // axis seconds of the first and the last cycle in the bucket
@@ -37,6 +43,8 @@ class thinned_series {
     // One cycle at moment `t`: a value (or NO_VALUE) for each channel, a bit (the lowest is state 0) for each state.
     void add(std::int64_t t, std::span<const std::int32_t> values, std::uint32_t states);
 
+    std::size_t channels() const { return channels_.size(); }
+    std::size_t states() const { return states_.size(); }
     std::size_t size() const { return extents_.size(); }  // buckets in use
     std::uint64_t cycles() const { return cycles_; }      // cycles added in all
     std::uint32_t cycles_per_bucket() const { return cycles_per_bucket_; }

@@ -57,6 +57,10 @@ std::string time_text(const expectation& wanted) {
     return text;
 }
 
+std::string sentence_of(const expectation& wanted) {
+    return subject_text(wanted) + " " + time_text(wanted) + ": expected " + expected_text(wanted);
+}
+
 std::string text_in(const std::map<std::string, std::string>& entries, const std::string& name) {
     const auto found = entries.find(name);
     return found == entries.end() ? std::string() : found->second;
@@ -177,7 +181,7 @@ void expectation_checker::check(const expectation& wanted, progress& so_far, con
         case subject::cell:
         case subject::series:
             if (wanted.is_throughout) {
-                if (so_far.is_broken) fail(wanted, so_far.broken_at);
+                if (so_far.is_broken) fail(wanted, so_far, so_far.broken_at);
                 return;
             }
             found = at.truth.empty() ? "no cycle" : number_text(value_of(wanted, at));
@@ -190,12 +194,19 @@ void expectation_checker::check(const expectation& wanted, progress& so_far, con
         const auto parsed = std::from_chars(found.data(), found.data() + found.size(), value);
         holds = parsed.ec == std::errc() && is_in_range(wanted, value);
     }
-    if (!holds) fail(wanted, wanted.is ? "\"" + found + "\"" : found);
+    if (!holds) fail(wanted, so_far, wanted.is ? "\"" + found + "\"" : found);
 }
 
-void expectation_checker::fail(const expectation& wanted, const std::string& found) {
-    failures_.push_back(wanted.where + ": " + subject_text(wanted) + " " + time_text(wanted) + ": expected " +
-                        expected_text(wanted) + ", found " + found);
+void expectation_checker::fail(const expectation& wanted, progress& of, const std::string& found) {
+    of.found = found;
+    failures_.push_back(wanted.where + ": " + sentence_of(wanted) + ", found " + found);
+}
+
+std::vector<expectation_checker::outcome> expectation_checker::outcomes() const {
+    std::vector<outcome> all;
+    for (std::size_t i = 0; i < progress_.size(); ++i)
+        all.push_back({sentence_of(scenario_.expectations[i]), progress_[i].found});
+    return all;
 }
 
 }  // namespace lab

@@ -29,12 +29,20 @@ class expectation_checker : public listener {
     // One line each: where, what, expected, found.
     const std::vector<std::string>& failures() const { return failures_; }
 
+    struct outcome {
+        std::string what;   // and what was expected, as a person reads it
+        std::string found;  // empty when it holds
+    };
+    // Of each expectation, in the scenario's order.
+    std::vector<outcome> outcomes() const;
+
   private:
     struct progress {
         std::int64_t count = 0;
         bool is_done = false;
         bool is_broken = false;  // a range that holds throughout did not
         std::string broken_at;
+        std::string found;  // not what was expected; empty: it holds
     };
 
     void apply(const event& what);
@@ -42,7 +50,7 @@ class expectation_checker : public listener {
     void watch_range(const expectation& wanted, progress& so_far, const cycle& after);
     void check(const expectation& wanted, progress& so_far, const cycle& at);
     double value_of(const expectation& wanted, const cycle& at) const;
-    void fail(const expectation& wanted, const std::string& found);
+    void fail(const expectation& wanted, progress& of, const std::string& found);
 
     const scenario& scenario_;
     device_image image_;

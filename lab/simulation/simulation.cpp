@@ -37,6 +37,7 @@ simulation_result run_simulation(const scenario& plan, const device_image& start
     checker.finish(result.image);
     result.failures = checker.failures();
     result.counted.known_span_s = plan.duration_s();
+    result.expectations = checker.outcomes();
     result.host_s = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
     return result;
 }

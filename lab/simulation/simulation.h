@@ -9,6 +9,7 @@
 #include "lab/scenario/scenario.h"
 #include "lab/session/course.h"
 #include "lab/session/listener.h"
+#include "lab/simulation/expectations.h"
 #include "lab/tally/cost.h"
 
 namespace lab {
@@ -17,7 +18,8 @@ struct simulation_result {
     device_image image;  // what the device kept
     cost counted;
     std::vector<std::string> failures;  // one line for each expectation that did not hold
-    double host_s = 0;                  // time it took here
+    std::vector<expectation_checker::outcome> expectations;
+    double host_s = 0;  // time it took here
 };
 
 // `before`: what the device holds at the start, to which the scenario adds its own files and properties.

@@ -2,16 +2,18 @@
 // node --test page_data_test.mjs, with VORN_LAB as the program. The page's own module takes it apart.
 
 import assert from "node:assert/strict";
+import { createHash } from "node:crypto";
 import { readdirSync, readFileSync } from "node:fs";
 import { test } from "node:test";
 import { lineText, readColumns, readLog, unpack } from "../../lab/report/page/data.js";
-import { at, get, labMust, labRefuses, put } from "../support/lab.mjs";
+import { at, get, lab, labMust, labRefuses, put } from "../support/lab.mjs";
 
 const DAEMON_COLUMNS = "toc_mv,perm_step,temp_step,charge_timer_flag,thermal_flag,precharge_flag,dyn_soc_state,dcr,qmax,ocv,ocv_avg,soc_v," +
   "soc_c,soc_raw,soc_scal,soc_act,soc_smooth,soc_ui,landing_state,smoothing_active,i_avg_ma,i_targ_ma,soc_off";
 const SERIES_HEADER = `boot,elapsed_s,${DAEMON_COLUMNS},realtime_s,voltage_now,current_now,temp,capacity,status\n`;
 const STRESS_FILE = "mnt/vendor/nvcfg/vorn/batt_stress";
-const START_S = 1767225600;
+const START_S = 1780000000;
+const NO_CLOCK_S = 1767225600; // what a trace without a wall clock counts from
 
 /** The run's JSON, the samples' columns and the log's lines of a page. */
 async function takeApart(name) {
@@ -19,15 +21,15 @@ async function takeApart(name) {
   const element = (id) => unpack(html.match(new RegExp(`<script id="${id}" type="text/plain">([^<]*)<`))[1]);
   const run = JSON.parse(new TextDecoder().decode(await element("run")));
   const samples = await element("samples");
-  const columns = readColumns(samples, run.samples.columns, run.samples.buckets);
+  const columns = readColumns(samples, run.samples.columns, run.samples.rows);
   for (const column in columns) columns[column] = [...columns[column]];
-  return { html, run, columns, lines: readLog(run.log).map(({ shape, numbers }) => lineText(shape, numbers)) };
+  return { html, run, columns, lines: readLog(run.log).map(lineText) };
 }
 
 /** The page that the report makes of events and of samples [elapsed_s, voltage_now, status]. */
 async function report(events, samples = [], ...options) {
   put("e", events.map((event) => `${JSON.stringify({ boot: 1, elapsed: 0, priority: 6, tag: "vorn", ...event })}\n`).join(""));
-  const row = ([t, voltage, status]) => `1,${t}${",0".repeat(23)},${START_S + t},${voltage},,,,${status}\n`;
+  const row = ([t, voltage, status, boot = 1, start = START_S]) => `${boot},${t}${",0".repeat(23)},${start + t},${voltage},,,,${status}\n`;
   put("s", SERIES_HEADER + samples.map(row).join(""));
   labMust("report", "e", "s", "-o", "page.html", ...options);
   return takeApart("page.html");
@@ -46,7 +48,7 @@ test("samples come through to the letter", async () => {
 // A log line can hold anything: markup that would end the script, bytes that are no text, the marks of the shapes.
 test("no text gets out of its place", async () => {
   const evil = "</script><script>alert(1)</script><img src=x onerror=alert(2)>";
-  const { html, run, lines } = await report([{ event: "log", text: `--- vorn "${evil}" 17 \x01\x02 end\n` }], [], "--title", evil);
+  const { html, run, lines } = await report([{ event: "log", text: `--- vorn "${evil}" 17 \x01\x7f end\n` }], [], "--title", evil);
   assert.ok(!html.includes("alert(") && !html.includes("onerror="));
   assert.equal(run.title, evil);
   assert.equal(lines.length, 1);
@@ -95,9 +97,34 @@ test("the last histogram is shown, and what it brought", async () => {
   assert.ok(Math.abs((await takeApart("page.html")).run.stress.first_h - 3633.5) < 0.5);
 });
 
-const TRACE = "boot,elapsed_s,voltage_now,current_now,temp,capacity,status\n" +
-  Array.from({ length: 700 }, (_, i) => `1,${i * 30},${4000000 + i * 500},-300000,250,50,${i < 400 ? "Discharging" : "Charging"}\n`).join("") +
-  Array.from({ length: 50 }, (_, i) => `2,${i * 10},4390000,0,,50,Full\n`).join("");
+test("a gap and a reboot are told from samples", async () => {
+  const { run, columns } = await report([], [[0, 4e6, 1], [10, 4e6, 1], [20, 4e6, 1], [3000, 4e6, 2], [3010, 4e6, 2], [0, 4e6, 2, 2, START_S + 9000], [10, 4e6, 2, 2, START_S + 9000]]);
+  assert.deepEqual(columns.after, [0, 0, 0, 1, 0, 2, 0]);
+  assert.deepEqual(run.gaps.gaps, [[20, 3000, 0], [3010, 9000, 1]]);
+  assert.equal(run.clock.start_s, START_S);
+  assert.equal(run.sessions.sessions.length, 1);
+  assert.equal(run.sessions.sessions[0].end, "unplugged");
+  const unknown = await report([], [[0, 4e6, 1, 1, NO_CLOCK_S], [10, 4e6, 1, 1, NO_CLOCK_S]]);
+  assert.equal(unknown.run.clock.start_s, null);
+});
+
+test("the page of a scenario says what happened to the phone and what was expected", async () => {
+  put("s.toml", `[[phase]]\nfor = "30 h"\ncharger = "wall"\n[[event]]\ndo = "heater"\nwatt = 2\nat = "2 h"\nfor = "1 h"\n` +
+    `[[event]]\ndo = "power_cut"\nat = "20 h"\nfor = "7 min"\n[[expect]]\nlog = "no such line"\nmin = 1\n[[expect]]\ncell = "true_mv"\nmin = 1000\n`);
+  lab("simulate", "s.toml", "--quiet", "--report", "page.html");
+  const { run, columns } = await takeApart("page.html");
+  assert.deepEqual(run.happenings.map(({ t, for_s }) => [t, for_s]), [[7200, 3600], [72000, 420]]);
+  assert.deepEqual(run.expectations.map(({ holds }) => holds), [false, true]);
+  assert.match(run.expectations[0].found, /^0$/);
+  assert.deepEqual(run.gaps.gaps.map(([, , isOff]) => isOff), [1]);
+  assert.ok("charger_wall" in columns && "screen_on" in columns);
+  assert.equal(run.other.samples, null, "the two runs are the same");
+  assert.deepEqual(run.other.differences, []);
+});
+
+const TRACE = "boot,elapsed_s,voltage_now,current_now,temp,capacity,status,cell_vendor_name\n" +
+  Array.from({ length: 700 }, (_, i) => `1,${i * 30},${4000000 + i * 500},-300000,250,50,${i < 400 ? "Discharging" : "Charging"},ATL\n`).join("") +
+  Array.from({ length: 50 }, (_, i) => `2,${i * 10},4390000,0,,50,Full,ATL\n`).join("");
 
 test("the files that a run leaves make the same page as the run", async () => {
   put("trace.csv", TRACE);
@@ -105,9 +132,13 @@ test("the files that a run leaves make the same page as the run", async () => {
   labMust("report", "e", "s", "-o", "b.html", "--title", "trace");
   const [direct, fromFiles] = [await takeApart("a.html"), await takeApart("b.html")];
   assert.equal(fromFiles.run.origin, "files");
-  assert.deepEqual({ ...fromFiles.run, origin: "replay" }, { ...direct.run, origin: "replay" });
+  const same = ({ run }) => ({ ...run, origin: "", about: "" });
+  assert.deepEqual(same(fromFiles), same(direct));
   assert.deepEqual(fromFiles.columns, direct.columns);
-  assert.equal(direct.run.clock.zone[0][2], "CET");
+  assert.equal(direct.run.clock.start_s, null, "this trace has no wall clock");
+  assert.match(direct.run.about.command, /^vorn-lab replay trace.csv --events e/);
+  assert.equal(direct.run.about.sha256, createHash("sha256").update(TRACE).digest("hex"));
+  assert.equal(direct.run.about.vendor, "ATL");
   const events = get("e").trimEnd().split("\n").map((line) => JSON.parse(line));
   const logged = events.filter(({ event }) => event === "log").map(({ text }) => text.trimEnd());
   assert.ok(logged.length > 50);

@@ -5,13 +5,20 @@
 #include <ctime>
 #include <gmock/gmock.h>
 #include <limits>
+#include <numeric>
 #include <random>
+#include <set>
 
+#include "lab/report/close_ups.h"
+#include "lab/report/far_apart.h"
+#include "lab/report/gap_list.h"
 #include "lab/report/log_store.h"
+#include "lab/report/sample_rows.h"
 #include "lab/report/thinned_list.h"
 #include "lab/report/thinned_series.h"
 #include "lab/report/zone.h"
 #include "lab/story/effect_text.h"
+#include "lab/tally/charge_sessions.h"
 #include "lab/tally/run_clock.h"
 
 namespace {
@@ -188,6 +195,9 @@ TEST(ThinnedSeries, KeepsExtremesAndStatesOfEveryCycle) {
                 const auto [least, greatest] = std::minmax_element(present[c].begin(), present[c].end());
                 ASSERT_EQ(series.value(c, b).least, present[c].empty() ? none : *least);
                 ASSERT_EQ(series.value(c, b).greatest, present[c].empty() ? none : *greatest);
+                const auto sum = std::accumulate(present[c].begin(), present[c].end(), std::int64_t{0});
+                ASSERT_EQ(series.value(c, b).sum, sum);
+                ASSERT_EQ(series.value(c, b).count, present[c].size());
             }
         }
         ASSERT_EQ(at, static_cast<std::size_t>(cycles));
@@ -244,6 +254,164 @@ TEST(LogStore, StaysBoundedWhateverIsLogged) {
     for (const auto& each : log.lines().entries()) bytes += each.what.numbers.size();
     for (const auto& each : log.shapes()) bytes += each.text.size();
     EXPECT_LE(bytes, log_store::MAX_NUMBER_BYTES + log_store::MAX_SHAPES * log_store::MAX_LINE_BYTES);
+}
+
+// A cycle every 10 s, an hour's silence, a reboot, and more gaps than are kept.
+TEST(GapList, TellsSilenceFromTheUsualDistance) {
+    lab::gap_list gaps;
+    std::int64_t t = 0;
+    for (int i = 0; i < 100; ++i) gaps.add(t += 10, 1);
+    gaps.add(t += 61, 1);
+    gaps.add(t += 60, 1);
+    gaps.add(t += 20, 2);
+    ASSERT_EQ(gaps.gaps().size(), 2U);
+    EXPECT_EQ(gaps.gaps()[0].from_t, 1000);
+    EXPECT_EQ(gaps.gaps()[0].to_t, 1061);
+    EXPECT_FALSE(gaps.gaps()[0].is_off);
+    EXPECT_TRUE(gaps.gaps()[1].is_off);
+    EXPECT_EQ(gaps.usual_s(), 10);
+
+    lab::gap_list sparse;
+    for (int i = 0; i < 100; ++i) sparse.add(300 * i, 1);
+    sparse.add(300 * 99 + 900, 1);
+    EXPECT_TRUE(sparse.gaps().empty()) << "three times the usual distance";
+    sparse.add(300 * 99 + 900 + 901, 1);
+    EXPECT_EQ(sparse.gaps().size(), 1U);
+
+    lab::gap_list many;
+    t = 0;
+    for (std::size_t i = 0; i < 3 * lab::gap_list::MAX_GAPS; ++i) {
+        for (int k = 0; k < 3; ++k) many.add(t += 10, 1);
+        many.add(t += i % 3 == 0 ? 1000 + static_cast<std::int64_t>(i) : 100, 1);
+    }
+    const auto kept = many.gaps();
+    EXPECT_LE(kept.size(), 2 * lab::gap_list::MAX_GAPS);
+    EXPECT_EQ(kept.size() + static_cast<std::size_t>(many.forgotten()), 3 * lab::gap_list::MAX_GAPS);
+    EXPECT_EQ(
+        std::count_if(kept.begin(), kept.end(), [](const auto& g) { return g.to_t - g.from_t >= 1000; }),
+        static_cast<std::ptrdiff_t>(lab::gap_list::MAX_GAPS));
+    EXPECT_TRUE(std::is_sorted(kept.begin(), kept.end(),
+                               [](const auto& a, const auto& b) { return a.from_t < b.from_t; }));
+}
+
+// What the page draws of random runs with gaps and close-ups, against the cycles themselves: every cycle lies in one
+// row, none lies in a gap, close cycles stand alone, and no cycle's value or state is counted twice or lost.
+TEST(SampleRows, HoldEveryCycleOnceAndNothingInGaps) {
+    std::mt19937 random(11);
+    for (int run = 0; run < 60; ++run) {
+        thinned_series series(1, 1, 16);
+        lab::gap_list gaps;
+        lab::close_ups closer;
+        std::vector<std::int64_t> moments;
+        std::int64_t t = 0, sum = 0, in_state = 0;
+        for (std::size_t i = 0, count = 100 + random() % 900; i < count; ++i) {
+            t += random() % 40 == 0 ? 500 + random() % 90000 : 10;
+            const std::int32_t value = static_cast<std::int32_t>(random() % 1000);
+            const std::uint32_t states = random() % 2;
+            series.add(t, std::array{value}, states);
+            closer.add(t, std::array{value}, states);
+            gaps.add(t, 1);
+            if (random() % 150 == 0) closer.mark();
+            moments.push_back(t);
+            sum += value;
+            in_state += states;
+        }
+        closer.finish();
+        const auto rows = lab::sample_rows(series, gaps.gaps(), closer);
+        std::int64_t last_t = -1;
+        std::set<std::int64_t> alone;
+        std::size_t at = 0;
+        for (const auto& row : rows) {
+            ASSERT_GT(row.first_t, last_t);
+            ASSERT_LE(row.first_t, row.last_t);
+            for (const auto& gap : gaps.gaps())
+                ASSERT_FALSE(row.first_t < gap.to_t && row.last_t > gap.from_t) << "drawn in a gap";
+            for (; at < moments.size() && moments[at] <= row.last_t; ++at)
+                ASSERT_GE(moments[at], row.first_t);
+            last_t = row.last_t;
+            if (row.first_t == row.last_t) alone.insert(row.first_t);
+        }
+        ASSERT_EQ(at, moments.size());
+        // Parts of one bucket share its figures, so each bucket is counted once.
+        std::set<std::int64_t> close;
+        if (series.cycles_per_bucket() > 1) {
+            for (const auto& each : closer.all())
+                for (const auto& cycle : each.what) close.insert(cycle.t);
+        }
+        for (const std::int64_t each : close) ASSERT_TRUE(alone.contains(each));
+        std::int64_t found_sum = 0, found_in_state = 0, found_cycles = 0;
+        std::set<std::size_t> counted;
+        for (const auto& row : rows) {
+            std::size_t bucket = 0;
+            while (series.bucket(bucket).last_t < row.first_t) ++bucket;
+            if (!close.contains(row.first_t) && !counted.insert(bucket).second) continue;
+            found_sum += row.values[0].sum;
+            found_in_state += row.in_state[0];
+            found_cycles += row.cycles;
+        }
+        ASSERT_EQ(found_cycles, static_cast<std::int64_t>(moments.size()));
+        ASSERT_EQ(found_sum, sum);
+        ASSERT_EQ(found_in_state, in_state);
+    }
+}
+
+TEST(FarApart, TellsTheLongestStretchOnOneSide) {
+    lab::far_apart apart;
+    const auto hold = [&apart](std::int64_t from_t, std::int64_t to_t, double first, double second) {
+        for (std::int64_t t = from_t; t <= to_t; t += 10) apart.add(t, first, second);
+    };
+    hold(0, 590, 50, 70);  // too short
+    EXPECT_FALSE(apart.longest());
+    hold(600, 1300, 80, 60);
+    hold(1310, 1320, 50, 50);
+    hold(1330, 2000, 30, 72);
+    hold(9000, 9300, 30, 90);  // after a silence: another time
+    apart.add(9310, {}, 90.0);
+    ASSERT_TRUE(apart.longest());
+    EXPECT_EQ(apart.longest()->from_t, 600);
+    EXPECT_EQ(apart.longest()->worst_pct, 20);
+    hold(10000, 12000, 30, 72);
+    EXPECT_EQ(apart.longest()->worst_pct, -42);
+}
+
+lab::cycle plugged(std::int64_t boot, std::int32_t status, std::int32_t ma, std::int32_t decic) {
+    lab::cycle now;
+    now.boot = boot;
+    now.seen = {4'000'000, ma * 1000, decic, 50, status};
+    return now;
+}
+
+// A charge to full, one that a reboot ends, one with an hour that nobody measured, and one that goes on.
+TEST(ChargeSessions, CountsWhatWentInAndSaysWhyItEnded) {
+    lab::charge_sessions sessions;
+    std::int64_t t = 0;
+    const auto live = [&](std::int64_t for_s, std::int64_t boot, std::int32_t status, std::int32_t ma,
+                          std::int32_t decic) {
+        for (const std::int64_t end = t + for_s; t < end; t += 10)
+            sessions.add(t, plugged(boot, status, ma, decic));
+    };
+    live(600, 1, 2, -300, 250);
+    live(3600, 1, 1, 1000, 310);
+    live(600, 1, 4, 0, 300);
+    live(600, 1, 2, -300, 250);
+    live(1800, 1, 1, 500, 280);
+    t += 400;
+    live(100, 2, 2, 0, 250);
+    live(600, 2, 3, 0, 250);
+    t += 3600;
+    live(600, 2, 1, 1000, 290);
+    const auto all = sessions.all();
+    ASSERT_EQ(all.size(), 3U);
+    EXPECT_EQ(all[0].from_t, 600);
+    EXPECT_EQ(all[0].to_t, 4800);
+    EXPECT_EQ(all[0].charge_mas, 3600 * 1000);
+    EXPECT_EQ(all[0].peak_decic, 310);
+    EXPECT_EQ(all[0].ended, lab::charge_session::end::full);
+    EXPECT_EQ(all[1].ended, lab::charge_session::end::off);
+    EXPECT_EQ(all[1].charge_mas, 1790 * 500);
+    EXPECT_EQ(all[2].ended, lab::charge_session::end::going_on);
+    EXPECT_EQ(all[2].unmeasured_s, 3610);
+    EXPECT_EQ(sessions.seen(), 2U);
 }
 
 }  // namespace

@@ -1,44 +1,54 @@
-// The battery status, the flags and the decisions as bands under the charts.
+// The battery status, the flags, what the scenario did and the decisions as rows under the charts.
 //
-// A band's height is the share of the pixel's time in which the state held, two pixels at least: nothing that
+// A row's height is the share of the pixel's time in which the state held, two pixels at least: nothing that
 // happened is too short to be seen.
 
+import { AXIS_HEIGHT, GUTTER, RIGHT_EDGE, drawMark, sharedOptions } from "./chart.js";
+import { css } from "./colours.js";
 import { make } from "./dom.js";
-import { AXIS_HEIGHT, GUTTER, RIGHT_EDGE, css, drawMark, sharedOptions } from "./chart.js";
-import { FLAGS, STATUSES } from "./panels.js";
+import { duration, number } from "./format.js";
+import { FLAGS, STACKS } from "./panels.js";
+import { patternFill } from "./patterns.js";
 
 const LABEL_HEIGHT = 16;
 const BAR_HEIGHT = 14;
-const STATUS_HEIGHT = 26;
 const GAP = 8;
 const LEAST_BAR = 2;
 const REACH = 8; // pixels within which a mark is pointed at
+const FONT = "system-ui, sans-serif";
 
 export class Bands {
-  constructor(samples, decisions, axis, clock) {
-    Object.assign(this, { samples, decisions, axis });
+  /** @param {{samples: any, run: any, axis: any, clock: any}} parts */
+  constructor({ samples, run, axis, clock }) {
+    this.samples = samples;
+    this.axis = axis;
+    this.decisions = run.story.decisions;
+    this.happenings = run.happenings;
+    this.gaps = run.gaps.gaps.map(([from, to, isOff]) => ({ from, to, isOff: isOff === 1 }));
     this.mark = null;
     this.rows = this.#rows();
+    this.states = [...STACKS.flatMap(({ states }) => states), ...FLAGS].map(({ name }) => name).filter((name) => samples.hasState(name));
     this.text = make("span", { className: "value" }, "");
-    this.holder = make("div", { className: "plot" });
-    const title = make("h3", {}, "Status and decisions");
-    const keys = STATUSES.filter((status) => samples.hasState(status.name)).map((status) => this.#key(status));
-    // The words at the pointer take the place of the keys, so that nothing moves.
-    this.stack = make("span", { className: "stack" }, make("span", { className: "keys" }, ...keys), this.text);
+    this.holder = make("div", { className: "plot", role: "img" });
     this.element = make("div", { className: "panel" },
-      make("div", { className: "legend" }, title, this.stack), this.holder, this.#never());
+      make("div", { className: "legend" }, make("h3", {}, "Status and decisions"), this.text), this.holder, this.#never());
     this.options = this.#options(sharedOptions(axis, clock, true));
   }
 
   #rows() {
     const rows = [];
-    const hasStatus = STATUSES.some(({ name }) => this.samples.hasState(name));
-    if (hasStatus) rows.push({ label: "Battery status", height: STATUS_HEIGHT, draw: this.#drawStatus });
-    for (const flag of FLAGS) {
-      if (!this.samples.hasState(flag.name)) continue;
-      rows.push({ label: flag.label, height: BAR_HEIGHT, draw: (u, top) => this.#drawFlag(u, top, flag) });
+    const add = (label, height, draw, keys = []) => rows.push({ label, height, draw, keys });
+    for (const stack of STACKS) {
+      const states = stack.states.filter(({ name }) => this.samples.hasState(name));
+      if (states.length) add(stack.label, stack.height, (u, top) => this.#drawStack(u, top, stack.height, states), states);
     }
-    if (this.decisions.length) rows.push({ label: "Decisions", height: BAR_HEIGHT, draw: this.#drawDecisions });
+    if (this.gaps.some(({ isOff }) => isOff)) add("The daemon was not running", BAR_HEIGHT, (u, top) => this.#drawGaps(u, top, true));
+    if (this.gaps.some(({ isOff }) => !isOff)) add("No sample", BAR_HEIGHT, (u, top) => this.#drawGaps(u, top, false));
+    for (const flag of FLAGS) {
+      if (this.samples.hasState(flag.name)) add(flag.label, BAR_HEIGHT, (u, top) => this.#drawFlag(u, top, flag));
+    }
+    if (this.happenings.length) add("What the scenario did", BAR_HEIGHT, (u, top) => this.#drawHappenings(u, top));
+    if (this.decisions.length) add("Decisions", BAR_HEIGHT, (u, top) => this.#drawDecisions(u, top));
     let top = 0;
     for (const row of rows) {
       row.top = top + LABEL_HEIGHT;
@@ -52,10 +62,6 @@ export class Bands {
     const names = FLAGS.filter((flag) => !this.samples.hasState(flag.name)).map((flag) => flag.label.toLowerCase());
     const text = names.length ? `Never in this run: ${names.join("; ")}.` : "";
     return make("p", { className: "muted small never" }, text);
-  }
-
-  #key({ label, pattern }) {
-    return make("span", { className: "key" }, make("span", { className: `tile ${pattern}`, "aria-hidden": "true" }), label);
   }
 
   #options(shared) {
@@ -79,7 +85,6 @@ export class Bands {
   refresh() {
     const width = this.holder.clientWidth;
     if (width !== this.plot.width) this.plot.setSize({ width, height: this.plot.height });
-    this.plot.setData([[this.axis.min, this.axis.max], [null, null]], false);
     this.plot.setScale("x", { min: this.axis.min, max: this.axis.max });
   }
 
@@ -87,39 +92,62 @@ export class Bands {
     this.plot.redraw(false);
   }
 
+  /** Draws only these decisions, the ones that the list shows. */
+  showDecisions(decisions) {
+    this.decisions = decisions;
+    this.plot?.redraw(false);
+  }
+
   #draw(u) {
-    const states = [...STATUSES, ...FLAGS].map(({ name }) => name).filter((name) => this.samples.hasState(name));
-    this.shares = this.samples.shares(states, this.axis.min, this.axis.max, Math.max(Math.round(u.bbox.width), 1));
+    this.shares = this.samples.shares(this.states, this.axis.min, this.axis.max, Math.max(Math.round(u.bbox.width), 1));
     u.ctx.save();
     u.ctx.textAlign = "left";
     u.ctx.textBaseline = "alphabetic";
-    u.ctx.font = `${11 * devicePixelRatio}px system-ui, sans-serif`;
+    u.ctx.font = `${11 * devicePixelRatio}px ${FONT}`;
     for (const row of this.rows) {
       const top = u.bbox.top + row.top * devicePixelRatio;
-      u.ctx.fillStyle = css("--muted");
-      u.ctx.fillText(row.label, u.bbox.left, top - 5 * devicePixelRatio);
+      this.#drawLabel(u, top - 5 * devicePixelRatio, row);
       u.ctx.fillStyle = css("--track");
       u.ctx.fillRect(u.bbox.left, top, u.bbox.width, row.height * devicePixelRatio);
-      row.draw.call(this, u, top);
+      row.draw(u, top);
     }
     u.ctx.restore();
     drawMark(u, this.mark);
+    this.#describe();
   }
 
-  #drawStatus(u, top) {
-    const full = STATUS_HEIGHT * devicePixelRatio;
-    const paints = STATUSES.map(({ pattern }) => paint(u.ctx, pattern));
+  /** The row's name, and what its patterns mean. */
+  #drawLabel({ ctx, bbox }, y, { label, keys }) {
+    const size = 9 * devicePixelRatio;
+    let x = bbox.left;
+    ctx.fillStyle = css("--muted");
+    ctx.fillText(label, x, y);
+    x += ctx.measureText(label).width;
+    for (const key of keys) {
+      x += 12 * devicePixelRatio;
+      ctx.fillStyle = patternFill(ctx, key.pattern);
+      ctx.fillRect(x, y - size + devicePixelRatio, size, size);
+      x += size + 4 * devicePixelRatio;
+      ctx.fillStyle = css("--muted");
+      ctx.fillText(key.label, x, y);
+      x += ctx.measureText(key.label).width;
+    }
+  }
+
+  #drawStack(u, top, height, states) {
+    const full = height * devicePixelRatio;
+    const fills = states.map(({ pattern }) => patternFill(u.ctx, pattern));
     const { known } = this.shares;
     for (let x = 0; x < known.length; ++x) {
       if (known[x] === 0) continue;
       let y = top;
-      STATUSES.forEach(({ name }, s) => {
-        const part = this.shares[name]?.[x] ?? 0;
+      states.forEach(({ name }, s) => {
+        const part = this.shares[name][x];
         if (part === 0) return;
-        const height = Math.min(Math.max((part / known[x]) * full, devicePixelRatio), top + full - y);
-        u.ctx.fillStyle = paints[s];
-        u.ctx.fillRect(u.bbox.left + x, y, 1, height);
-        y += height;
+        const bar = Math.min(Math.max((part / known[x]) * full, devicePixelRatio), top + full - y);
+        u.ctx.fillStyle = fills[s];
+        u.ctx.fillRect(u.bbox.left + x, y, 1, bar);
+        y += bar;
       });
     }
   }
@@ -135,6 +163,24 @@ export class Bands {
     }
   }
 
+  /** A bar from one moment to another, two pixels wide at least, as far as it is in view. */
+  #drawBar(u, top, from, to) {
+    if (to < this.axis.min || from > this.axis.max) return;
+    const left = Math.max(u.valToPos(from, "x", true), u.bbox.left);
+    const right = Math.min(u.valToPos(to, "x", true), u.bbox.left + u.bbox.width);
+    u.ctx.fillRect(left, top, Math.max(right - left, LEAST_BAR * devicePixelRatio), BAR_HEIGHT * devicePixelRatio);
+  }
+
+  #drawGaps(u, top, isOff) {
+    u.ctx.fillStyle = isOff ? css("--stop") : patternFill(u.ctx, "lines", "--muted");
+    for (const gap of this.gaps) if (gap.isOff === isOff) this.#drawBar(u, top, gap.from, gap.to);
+  }
+
+  #drawHappenings(u, top) {
+    u.ctx.fillStyle = css("--accent");
+    for (const { t, for_s } of this.happenings) this.#drawBar(u, top, t, t + for_s);
+  }
+
   #drawDecisions(u, top) {
     const middle = top + (BAR_HEIGHT / 2) * devicePixelRatio;
     const last = {};
@@ -147,9 +193,21 @@ export class Bands {
     }
   }
 
+  /** The rows in a sentence, for who cannot see them. */
+  #describe() {
+    const known = this.shares.known.reduce((sum, part) => sum + part, 0);
+    const share = (name) => this.shares[name].reduce((sum, part) => sum + part, 0) / known;
+    const words = [...STACKS.flatMap(({ states }) => states), ...FLAGS].filter(({ name }) => this.states.includes(name) && known > 0 && share(name) > 0)
+      .map(({ name, label }) => `${label} ${number(100 * share(name), share(name) < 0.1 ? 1 : 0)} %`);
+    const [min, max] = [this.axis.min, this.axis.max];
+    const count = this.decisions.filter(({ t }) => t >= min && t <= max).length;
+    const gaps = this.gaps.filter(({ from, to }) => to >= min && from <= max).length;
+    this.holder.setAttribute("aria-label", `Share of time in each state: ${words.join("; ") || "none"}. Decisions: ${count}. Gaps: ${gaps}.`);
+  }
+
   /** The decision within reach of a moment, or null. */
   decisionNear(t) {
-    const reach = (this.axis.span / this.plot.bbox.width) * devicePixelRatio * REACH;
+    const reach = this.#reach();
     let best = null;
     for (const each of this.decisions) {
       const distance = Math.abs(each.t - t);
@@ -158,13 +216,28 @@ export class Bands {
     return best;
   }
 
-  /** In words, what bucket i says. */
-  show(i) {
-    const words = STATUSES.filter(({ name }) => this.samples.share(name, i) > 0).map(({ label }) => label);
-    const flags = FLAGS.filter(({ name }) => this.samples.share(name, i) > 0).map(({ label }) => label.toLowerCase());
-    this.text.textContent = i < 0 ? "" : [words.join(", "), ...flags].filter(Boolean).join(" · ");
-    this.stack.classList.toggle("tells", i >= 0);
+  #reach() {
+    return (this.axis.span / this.plot.bbox.width) * devicePixelRatio * REACH;
   }
+
+  /** In words, what row i says, what lies at t instead, and what the scenario did there. */
+  show(i, t) {
+    const of = (states) => states.filter(({ name }) => this.samples.share(name, i) > 0).map(({ label }) => label);
+    const words = i < 0 ? [] : [...STACKS.flatMap(({ states }) => of(states)), ...of(FLAGS)];
+    if (t !== null) {
+      const reach = this.#reach();
+      words.push(...this.happenings.filter((each) => each.t - reach <= t && t <= each.t + each.for_s + reach).slice(0, 3).map(({ what }) => what));
+    }
+    this.text.textContent = words.join(" · ");
+    return words;
+  }
+}
+
+/** What to say of a moment without a sample. */
+export function gapText(gap) {
+  if (!gap) return "no sample";
+  const length = duration(gap.to - gap.from);
+  return gap.isOff ? `no sample for ${length}: the daemon was not running` : `no sample for ${length}`;
 }
 
 function drawGlyph(ctx, weight, x, y, r) {
@@ -186,26 +259,4 @@ function drawGlyph(ctx, weight, x, y, r) {
     ctx.lineTo(x, y + r);
     ctx.stroke();
   }
-}
-
-const SIZE = 6; // of a pattern's tile in CSS pixels
-
-/** A fill that can be told from the others without its colour. The keys' tiles are the same, in the style sheet. */
-function paint(ctx, pattern) {
-  if (pattern === "solid") return css("--status");
-  if (pattern === "pale") return css("--status-pale");
-  const size = SIZE * devicePixelRatio;
-  const tile = Object.assign(document.createElement("canvas"), { width: size, height: size });
-  const on = tile.getContext("2d");
-  on.fillStyle = css("--status-pale");
-  on.fillRect(0, 0, size, size);
-  on.fillStyle = on.strokeStyle = css("--status");
-  on.lineWidth = 1.5 * devicePixelRatio;
-  const line = (x1, y1, x2, y2) => (on.moveTo(x1, y1), on.lineTo(x2, y2));
-  on.beginPath();
-  if (pattern === "dots") on.arc(size / 2, size / 2, size / 5, 0, 2 * Math.PI);
-  else line(0, size, size, 0), line(-size / 2, size / 2, size / 2, -size / 2), line(size / 2, size * 1.5, size * 1.5, size / 2);
-  if (pattern === "cross") line(0, 0, size, size);
-  pattern === "dots" ? on.fill() : on.stroke();
-  return ctx.createPattern(tile, "repeat");
 }

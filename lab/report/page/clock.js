@@ -46,6 +46,24 @@ export class Clock {
     return this.local(t).toISOString().slice(0, 10);
   }
 
+  /** "2026-03-02T07:00:00Z"; empty when the wall clock is not known. */
+  utc(t) {
+    return this.isKnown ? `${new Date((this.start + t) * 1000).toISOString().slice(0, 19)}Z` : "";
+  }
+
+  /** For a table: "2 Mar 2026 07:00". */
+  short(t) {
+    const at = this.local(t);
+    const day = this.isKnown ? `${at.getUTCDate()} ${MONTHS[at.getUTCMonth()]} ${at.getUTCFullYear()}` : this.date(t);
+    return `${day} ${this.time(t, false)}`;
+  }
+
+  /** "Mar 2026". */
+  month(t) {
+    const at = this.local(t);
+    return this.isKnown ? `${MONTHS[at.getUTCMonth()]} ${at.getUTCFullYear()}` : this.date(t);
+  }
+
   time(t, withSeconds = true) {
     const at = this.local(t);
     const text = `${two(at.getUTCHours())}:${two(at.getUTCMinutes())}`;

@@ -1,5 +1,6 @@
 // Elements made of text and elements; nothing here ever reads markup.
 
+/** @type {(id: string) => any} */
 export const $ = (id) => document.getElementById(id);
 
 /** make("p", {className: "muted"}, "text", child): attributes with a "-" or "role" are set as attributes. */
@@ -25,7 +26,7 @@ export function toggle(label, isOn, onChange) {
 }
 
 export function table(headings, rows) {
-  const head = make("tr", {}, ...headings.map((text) => make("th", { scope: "col" }, text)));
+  const head = make("tr", {}, ...headings.map((text) => (text ? make("th", { scope: "col" }, text) : make("td"))));
   const body = rows.map(([first, ...rest]) =>
     make("tr", {}, make("th", { scope: "row" }, first), ...rest.map((cell) => make("td", {}, cell))));
   return make("table", {}, make("thead", {}, head), make("tbody", {}, ...body));

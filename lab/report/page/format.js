@@ -4,7 +4,7 @@
 export const MINUTE = 60;
 export const HOUR = 3600;
 export const DAY = 86400;
-const YEAR = 365.25 * DAY;
+export const YEAR = 365.25 * DAY;
 
 export function number(value, digits = 0) {
   return value.toLocaleString("en", { minimumFractionDigits: digits, maximumFractionDigits: digits });
@@ -22,6 +22,7 @@ export function short(value) {
 
 /** Two units at most: 7 d 3 h, 20 min, 45 s. */
 export function duration(seconds) {
+  /** @type {[number, string][]} */
   const steps = [[YEAR, "y"], [DAY, "d"], [HOUR, "h"], [MINUTE, "min"], [1, "s"]];
   let i = steps.findIndex(([size]) => seconds >= size);
   if (i < 0) return "0 s";

@@ -6,7 +6,9 @@ const SPARE = 8;       // rows made beyond the edges
 export class VirtualList {
   /** makeRow(item) gives an element; onChoose(item) hears what was clicked or reached by key. */
   constructor(element, makeRow, onChoose) {
-    Object.assign(this, { element, makeRow, onChoose });
+    this.element = element;
+    this.makeRow = makeRow;
+    this.onChoose = onChoose;
     this.items = [];
     this.chosen = -1;
     this.space = element.appendChild(document.createElement("div"));

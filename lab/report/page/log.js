@@ -4,17 +4,34 @@ import { lineText } from "./data.js";
 import { $, make, toggle } from "./dom.js";
 import { number, plural } from "./format.js";
 import { VirtualList } from "./list.js";
+import { fileName, saveText } from "./save.js";
 
 const KINDS = { log: "Log", record: "Records", property: "Properties", write: "Writes" };
 const WAIT_MS = 120; // after a key before the filter runs
 
 export class Log {
-  constructor({ shapes, seen }, lines, features, clock, choose) {
-    Object.assign(this, { shapes, seen, lines, features, clock });
+  /**
+   * @param {any} run
+   * @param {any[]} lines
+   * @param {any} clock
+   * @param {(line: any) => void} choose shows a line's moment on the axis
+   * @param {(button: HTMLElement, line: any) => void} link copies its link
+   */
+  constructor({ log: { shapes, seen }, features, daemon, title }, lines, clock, choose, link) {
+    this.shapes = shapes;
+    this.seen = seen;
+    this.lines = lines;
+    this.features = features;
+    this.clock = clock;
+    this.choose = choose;
+    this.link = link;
+    this.title = title;
+    this.prefix = daemon.log_prefix;
+    lines.forEach((line, i) => (line.index = i));
     this.kinds = new Set(Object.keys(KINDS));
-    this.list = new VirtualList($("log-list"), (line) => this.#row(line), (line) => this.#chosen(line, choose));
+    this.list = new VirtualList($("log-list"), (line) => this.#row(line), (line) => this.#chosen(line));
     if (!lines.length) {
-      $("log-filter").hidden = $("log-list").hidden = true;
+      $("log-filter").hidden = $("log-list").hidden = $("log-save").hidden = true;
       $("log-count").textContent = "The daemon left no line in this run.";
       return;
     }
@@ -34,6 +51,7 @@ export class Log {
         this.apply();
       }));
     }
+    $("log-save").addEventListener("click", () => this.#save());
     $("log-filter").addEventListener("submit", (event) => event.preventDefault());
     $("log-feature").addEventListener("change", () => this.apply());
     $("log-text").addEventListener("input", () => {
@@ -48,25 +66,42 @@ export class Log {
     for (const shape of this.shapes) {
       shape.isOut = !this.kinds.has(shape.kind) || (feature !== "" && shape.feature !== feature);
     }
-    const found = this.lines.filter(({ shape, numbers }) =>
-      !shape.isOut && (!wanted || lineText(shape, numbers).toLowerCase().includes(wanted)));
+    const found = this.found = this.lines.filter((line) =>
+      !line.shape.isOut && (!wanted || lineText(line).toLowerCase().includes(wanted)));
     this.list.set(found);
     $("log-detail").hidden = true;
     const all = found.length === this.lines.length;
+    $("log-print").textContent = `Not printed: ${plural(found.length, "line")}. Open the page to read or to save them.`;
     $("log-count").textContent = all ? plural(found.length, "line") : `${number(found.length)} of ${plural(this.lines.length, "line")}`;
   }
 
-  #row({ t, shape, numbers }) {
+  #save() {
+    const lines = this.found.map((line) => [this.clock.full(line.t), KINDS[line.shape.kind], line.shape.feature, lineText(line)].join("\t"));
+    saveText(fileName(this.title, "log.txt"), `${lines.join("\n")}\n`);
+  }
+
+  /** Chooses line number `index` of the whole log, without its filter. */
+  showLine(index) {
+    if (!this.lines[index]) return;
+    $("log-text").value = $("log-feature").value = "";
+    for (const chip of $("log-kinds").children) if (chip.getAttribute("aria-pressed") !== "true") chip.click();
+    this.apply();
+    this.list.choose(index);
+    $("log").scrollIntoView({ block: "start" });
+  }
+
+  #row(line) {
+    const { t, shape } = line;
     return make("div", { className: "row" },
       this.#time(t),
       make("span", { className: `kind ${shape.kind}` }, KINDS[shape.kind]),
       make("span", { className: "feature" }, this.features[shape.feature]),
-      make("span", { className: "text" }, ...this.#words(lineText(shape, numbers))));
+      make("span", { className: "text" }, ...this.#words(lineText(line))));
   }
 
   /** On a narrow screen a line goes without what every line begins with. */
   #words(text) {
-    const [decoration] = text.match(/^--- vorn /) ?? [""];
+    const decoration = text.startsWith(this.prefix) ? this.prefix : "";
     return [make("span", { className: "fine" }, decoration), text.slice(decoration.length)];
   }
 
@@ -79,11 +114,14 @@ export class Log {
     return make("time", {}, fine(`${year}-`), `${rest.join("-")} ${time.slice(0, 5)}`, fine(time.slice(5)));
   }
 
-  #chosen({ t, shape, numbers }, choose) {
+  #chosen(line) {
+    const { t, shape } = line;
     const show = make("button", { type: "button", className: "quiet" }, "Show on the axis");
-    show.addEventListener("click", () => choose(t));
+    show.addEventListener("click", () => this.choose(line));
+    const link = make("button", { type: "button", className: "quiet" }, "Copy link");
+    link.addEventListener("click", () => this.link(link, line));
     $("log-detail").replaceChildren(make("b", {}, this.clock.full(t)), " ",
-      `${KINDS[shape.kind]}, ${this.features[shape.feature]} `, show, make("code", {}, lineText(shape, numbers)));
+      `${KINDS[shape.kind]}, ${this.features[shape.feature]} `, show, link, make("code", {}, lineText(line)));
     $("log-detail").hidden = false;
   }
 

@@ -1,169 +1,172 @@
 // Puts the page together from the run's data.
 
-import { Axis } from "./axis.js";
-import { Bands } from "./bands.js";
-import { Chart, GUTTER, RIGHT_EDGE } from "./chart.js";
+import { Charts } from "./charts.js";
 import { Clock } from "./clock.js";
+import { fillOther } from "./compare.js";
 import { readColumns, readLog, unpack } from "./data.js";
-import { $, make } from "./dom.js";
+import { $ } from "./dom.js";
+import { fillFigures } from "./figures.js";
 import { DAY, HOUR, duration, number } from "./format.js";
-import { startGestures } from "./gestures.js";
 import { fillHistogram } from "./heatmap.js";
+import { Places, copyLink } from "./link.js";
 import { Log } from "./log.js";
-import { PANELS } from "./panels.js";
+import { addErrors } from "./panels.js";
+import { startPrint } from "./print.js";
 import { Samples } from "./samples.js";
+import { fileName, samplesCsv, savePicture, saveText } from "./save.js";
+import { fillSessions } from "./sessions.js";
 import { Story } from "./story.js";
 import { fillSummary } from "./summary.js";
 import { fillCost, fillWorth } from "./tables.js";
 import { startTheme } from "./theme.js";
+import { fillHead, fillVerdict } from "./verdict.js";
 
-const CLOSE_S = DAY;    // a chosen moment is shown with at most this much around it
+const CLOSE_S = DAY; // a chosen moment is shown with at most this much around it
 const LINE_CLOSE_S = HOUR;
-const KEY_STEP = 1 / 100; // of the axis, for each key that moves the read-out
 
-const ORIGINS = { simulation: "Simulated phone", replay: "Replayed trace", files: "From files of an earlier run" };
+async function readSamples(id, described, gaps) {
+  const bytes = await unpack($(id).textContent);
+  const samples = new Samples(readColumns(bytes, described.columns, described.rows), described.rows, gaps);
+  return { samples, against: addErrors(samples) };
+}
 
 async function load() {
   const run = JSON.parse(new TextDecoder().decode(await unpack($("run").textContent)));
-  const { columns, buckets } = run.samples;
-  const bytes = await unpack($("samples").textContent);
-  return { run, samples: new Samples(readColumns(bytes, columns, buckets), buckets) };
+  return { run, ...(await readSamples("samples", run.samples, run.gaps)) };
 }
 
-/** The charts, one above the other, and everything that moves them. */
-class Charts {
-  constructor(run, samples, clock) {
-    Object.assign(this, { samples, clock });
-    this.axis = new Axis(run.span_s);
-    const panels = PANELS.filter(({ channels }) => channels.some(({ name }) => samples.has(name)));
-    this.charts = panels.map((panel) => new Chart(panel, samples, this.axis, clock, false));
-    this.bands = new Bands(samples, run.story.decisions, this.axis, clock);
-    this.all = [...this.charts, this.bands];
-    this.cursor = null;
-    this.onDecision = () => {};
-    this.#place(samples.count > 0);
-    this.#listen();
+/** Lets the browser paint and answer before what comes next. */
+const breathe = () => new Promise((resolve) => setTimeout(resolve));
+
+function fillNote({ cycles, cycles_per_bucket: per }, samples) {
+  if (per === 1) return;
+  const step = samples.stepAt(samples.first[samples.count - 1]);
+  $("charts-note").textContent = `${number(cycles)} cycles are drawn in steps of ${number(per)} (${duration(step)} at the end of the run), each with its ` +
+    "mean, its least and its greatest value: no peak is lost. Around the daemon’s actions every cycle is kept.";
+}
+
+/** The page's parts, and how they move each other. */
+class Page {
+  constructor(run, samples, against) {
+    this.run = run;
+    this.samples = samples;
+    /** @type {Samples|null} */
+    this.other = null;
+    this.clock = new Clock(run.clock);
+    fillHead(run, this.clock);
+    fillNote(run.samples, samples);
+    fillSummary($("summary"), run, samples);
+    fillVerdict(run, samples, this.clock, (t) => this.show(t, CLOSE_S));
+    this.charts = new Charts(run, samples, this.clock, against);
+    this.story = new Story(run.story, this.clock, {
+      choose: (decision) => this.choose(decision),
+      link: (button, { t, index }) => copyLink(button, { t, span: this.charts.axis.span, d: index }),
+      filter: (shown) => this.charts.bands.showDecisions(shown),
+    });
+    this.charts.onDecision = (decision) => this.choose(decision);
+    this.places = new Places(() => this.#here(), (place) => this.go(place));
+    this.charts.onView = () => this.#moved();
+    $("figures").addEventListener("toggle", () => this.#fillFigures());
+    $("back").addEventListener("click", () => $("story").scrollIntoView({ block: "start" }));
+    this.#offerFiles();
   }
 
-  #place(hasCycles) {
-    if (!hasCycles) {
-      $("charts").append(make("p", { className: "empty" }, "No cycle of the daemon is in this run, so there is nothing to draw."));
-      $("charts").removeAttribute("tabindex");
-      $("zoom").hidden = true;
-      this.all = [];
+  /** What is further down, once what is in sight stands. */
+  async fillRest() {
+    const { run, samples, clock } = this;
+    this.drawMap = fillHistogram($("histogram-body"), run.stress, samples, clock);
+    fillSessions($("sessions-body"), run.sessions, clock, (t, span) => this.show(t, span));
+    fillWorth($("worth-body"), run);
+    fillCost($("cost-body"), run.cost);
+    fillOther(run.other, run.title, clock, (t) => this.show(t, CLOSE_S), (isOn) => this.#showOther(isOn));
+    await breathe();
+    const lines = readLog(run.log);
+    await breathe();
+    this.log = new Log(run, lines, clock, (line) => this.show(line.t, LINE_CLOSE_S),
+      (button, line) => copyLink(button, { t: line.t, span: this.charts.axis.span, line: line.index }));
+    startTheme(() => this.#redraw());
+    startPrint(this.story, () => this.#redraw(true));
+    this.places.start();
+  }
+
+  #redraw(inFull = false) {
+    if (inFull) this.charts.refreshNow();
+    else this.charts.redraw();
+    this.drawMap();
+  }
+
+  async #showOther(isOn) {
+    this.other ??= (await readSamples("other-samples", this.run.other.samples, this.run.gaps)).samples;
+    this.charts.showOther(isOn ? this.other : null);
+  }
+
+  #offerFiles() {
+    const { title } = this.run;
+    $("save-samples").addEventListener("click", () => {
+      const { min, max } = this.charts.axis;
+      saveText(fileName(title, "samples.csv"), samplesCsv(this.samples, this.clock, min, max), "text/csv");
+    });
+    for (const chart of this.charts.charts) {
+      chart.save.addEventListener("click", () => savePicture(fileName(title, `${chart.panel.title.replaceAll(" ", "_").toLowerCase()}.png`), chart));
+    }
+  }
+
+  #moved() {
+    this.places.moved();
+    clearTimeout(this.figuring);
+    this.figuring = setTimeout(() => this.#fillFigures(), 200);
+  }
+
+  #fillFigures() {
+    const { min, max } = this.charts.axis;
+    if ($("figures").open) fillFigures(this.samples, this.clock, min, max);
+  }
+
+  #here() {
+    const { axis } = this.charts;
+    return { t: (axis.min + axis.max) / 2, span: axis.span, d: this.story.chosen?.index ?? null };
+  }
+
+  /** Goes to what an address says; null: the whole run, nothing chosen. */
+  go(place) {
+    const decision = place?.d === null || !place ? null : (this.run.story.decisions[place.d] ?? null);
+    const line = place?.line === null || !place ? null : this.log.lines[place.line];
+    this.story.mark(decision);
+    this.charts.mark(decision?.t ?? line?.t ?? null);
+    if (line) this.log.showLine(place.line);
+    if (!place) {
+      this.charts.axis.whole();
       return;
     }
-    $("charts").append(...this.all.map(({ element }) => element));
-    for (const each of this.all) each.open();
+    const t = place.t ?? decision?.t ?? line?.t ?? 0;
+    const span = place.span ?? CLOSE_S;
+    this.charts.axis.set(t - span / 2, t + span / 2);
   }
 
-  #listen() {
-    this.axis.listen(() => this.refresh());
-    for (const { plot } of this.all) {
-      plot.over.addEventListener("mousemove", () => this.point(plot.posToVal(plot.cursor.left, "x")));
-      plot.over.addEventListener("mouseleave", () => this.point(null));
-    }
-    this.bands.plot?.over.addEventListener("click", () => {
-      const decision = this.cursor === null ? null : this.bands.decisionNear(this.cursor);
-      if (decision) this.onDecision(decision);
-    });
-    const moves = { earlier: () => this.axis.pan(-0.5), later: () => this.axis.pan(0.5), in: () => this.axis.zoom(0.5),
-      out: () => this.axis.zoom(2), whole: () => this.axis.whole() };
-    for (const [name, move] of Object.entries(moves)) document.querySelector(`[data-axis=${name}]`).addEventListener("click", move);
-    $("charts").addEventListener("keydown", (event) => this.#key(event));
-    startGestures($("charts"), this.axis, GUTTER + RIGHT_EDGE);
-    this.width = $("charts").clientWidth;
-    new ResizeObserver(() => this.#fit()).observe($("charts"));
-    this.point(null);
+  /** A decision: its moment on the axis, and its place in the list. */
+  choose(decision) {
+    $("back").hidden = false;
+    this.story.mark(decision);
+    this.show(decision.t, CLOSE_S, matchMedia("(max-width: 1099px)").matches);
   }
 
-  /** Only a change of width matters; the heights follow from what is shown. */
-  #fit() {
-    const width = $("charts").clientWidth;
-    if (width === this.width) return;
-    this.width = width;
-    this.refresh();
+  show(t, span, isFar = true) {
+    this.charts.show(t, span);
+    if (isFar) $("time").scrollIntoView({ block: "start" });
   }
-
-  #key(event) {
-    const around = this.cursor ?? (this.axis.min + this.axis.max) / 2;
-    const step = { ArrowLeft: -1, ArrowRight: 1 }[event.key];
-    if (event.ctrlKey || event.metaKey || event.altKey) return;
-    if (step && event.shiftKey) this.axis.pan(step / 4);
-    else if (step) this.point(Math.min(Math.max(around + step * this.axis.span * KEY_STEP, this.axis.min), this.axis.max));
-    else if (event.key === "+" || event.key === "=") this.axis.zoom(0.5, around);
-    else if (event.key === "-") this.axis.zoom(2, around);
-    else if (event.key === "0" || event.key === "Home") this.axis.whole();
-    else return;
-    event.preventDefault();
-  }
-
-  /** Shows a line and all values at moment t; with null none, and the stretch of time that is shown. */
-  point(t) {
-    if (!this.all.length) return;
-    this.cursor = t;
-    const i = t === null ? -1 : this.samples.at(t);
-    for (const each of this.all) {
-      each.plot.setCursor({ left: t === null ? -10 : each.plot.valToPos(t, "x"), top: 0 }, false);
-      each.show(i);
-    }
-    const { min, max } = this.axis;
-    const decision = t === null ? null : this.bands.decisionNear(t);
-    const parts = t === null ? [this.clock.stretch(min, max), duration(Math.round(max - min))]
-      : [this.clock.full(t), this.clock.deviation(t), decision ? `▲ ${decision.feature}` : ""];
-    $("moment").textContent = parts.filter(Boolean).join(" · ");
-  }
-
-  refresh() {
-    for (const each of this.all) each.refresh();
-    this.point(null);
-  }
-
-  redraw() {
-    for (const each of this.all) each.redraw();
-  }
-
-  /** Moves the axis to a moment and marks it in every chart. */
-  show(t, span) {
-    for (const each of this.all) each.mark = t;
-    this.axis.show(t, span);
-    this.point(t);
-  }
-}
-
-function fillHead(run, clock, samples) {
-  document.title = `${run.title || "Run"} – battery report`;
-  $("title").textContent = run.title || "Battery report";
-  const from = clock.isKnown ? clock.stretch(0, run.span_s) : `${duration(run.span_s)}, wall clock not known`;
-  $("facts").textContent = [ORIGINS[run.origin] ?? run.origin, from].join(" · ");
-  const { cycles, cycles_per_bucket: per } = run.samples;
-  $("charts-note").textContent = per > 1
-    ? `${number(cycles)} cycles are drawn from ${number(samples.count)} buckets of ${number(per)}, each with its least and greatest value: no peak is lost.`
-    : "";
 }
 
 async function main() {
-  const { run, samples } = await load();
-  const clock = new Clock(run.clock);
-  startTheme(() => charts.redraw());
-  fillHead(run, clock, samples);
-  fillSummary($("summary"), run, samples);
-  const charts = new Charts(run, samples, clock);
-  const choose = (decision) => {
-    charts.show(decision.t, CLOSE_S);
-    story.mark(decision);
-    if (matchMedia("(max-width: 1099px)").matches) $("time").scrollIntoView({ block: "start" });
-  };
-  const story = new Story(run.story, clock, choose);
-  charts.onDecision = choose;
-  fillHistogram($("histogram-body"), run.stress, run.span_s);
-  fillWorth($("worth-body"), run.worth, run.origin);
-  fillCost($("cost-body"), run.cost);
-  new Log(run.log, readLog(run.log), run.features, clock, (t) => {
-    charts.show(t, LINE_CLOSE_S);
-    $("time").scrollIntoView({ block: "start" });
-  });
-  document.documentElement.dataset.ready = Math.ceil(performance.now()); // milliseconds since the page was asked for
+  const { run, samples, against } = await load();
+  const page = new Page(run, samples, against);
+  document.documentElement.dataset.drawn = String(Math.ceil(performance.now()));
+  await breathe();
+  await page.fillRest();
+  document.documentElement.dataset.ready = String(Math.ceil(performance.now())); // milliseconds since the page was asked for
 }
 
-main();
+main().catch((error) => {
+  $("cannot-start").textContent = `This page cannot start: ${error?.message ?? error}. It needs a browser of 2023 or later.`;
+  $("cannot-start").hidden = false;
+  document.documentElement.dataset.drawn = "never";
+});

@@ -4,16 +4,24 @@ import { $, make, toggle } from "./dom.js";
 import { number, plural } from "./format.js";
 import { WEIGHTS } from "./panels.js";
 
-const CHUNK = 200;   // items made at once; more follow as the list is scrolled
+const CHUNK = 60;    // items made at once; more follow as the list is scrolled
 const MANY = 150;    // with more decisions than this, routine ones start hidden
 
 export class Story {
-  constructor({ decisions, taken }, clock, choose) {
-    Object.assign(this, { decisions, clock, choose });
+  /**
+   * @param {{decisions: any[], taken: number}} story
+   * @param {any} clock
+   * @param {{choose: (decision: any) => void, link: (button: HTMLElement, decision: any) => void, filter: (shown: any[]) => void}} on
+   */
+  constructor({ decisions, taken }, clock, on) {
+    this.decisions = decisions;
+    this.clock = clock;
+    this.on = on;
     decisions.forEach((decision, i) => (decision.index = i));
     this.list = $("decisions");
     this.shown = [];
     this.made = 0;
+    this.chosen = null;
     this.wanted = new Set(Object.keys(WEIGHTS));
     if (decisions.length > MANY) this.wanted.delete("routine");
     this.#fillFilter();
@@ -31,7 +39,8 @@ export class Story {
       const count = this.decisions.filter((each) => each.weight === weight).length;
       if (count === 0) continue;
       $("story-filter").append(toggle(`${glyph} ${label} ${number(count)}`, this.wanted.has(weight), (isOn) => {
-        isOn ? this.wanted.add(weight) : this.wanted.delete(weight);
+        if (isOn) this.wanted.add(weight);
+        else this.wanted.delete(weight);
         this.fill();
       }));
     }
@@ -46,14 +55,32 @@ export class Story {
       const text = this.decisions.length ? "None of this kind." : "The daemon took no decision in this run.";
       this.list.append(make("li", { className: "empty" }, text));
     }
+    this.on.filter(this.shown);
+    if (this.chosen && this.shown.includes(this.chosen)) this.mark(this.chosen);
+    else this.#stopAt(this.list.querySelector("button"));
+  }
+
+  /** The list is one stop of the Tab key: at the decision chosen, or at the first. */
+  #stopAt(button) {
+    this.list.querySelector("button[tabindex='0']")?.setAttribute("tabindex", "-1");
+    button?.setAttribute("tabindex", "0");
   }
 
   #more() {
     const { scrollTop, clientHeight, scrollHeight } = this.list;
     if (this.made > 0 && scrollTop + clientHeight < scrollHeight - 600) return;
-    const next = this.shown.slice(this.made, this.made + CHUNK);
+    this.#make(CHUNK);
+  }
+
+  #make(count) {
+    const next = this.shown.slice(this.made, this.made + count);
     this.list.append(...next.map((decision) => this.#item(decision)));
     this.made += next.length;
+  }
+
+  /** Every decision of the filter, for paper. */
+  makeAll() {
+    this.#make(Infinity);
   }
 
   #item(decision) {
@@ -62,9 +89,9 @@ export class Story {
     const head = make("span", { className: "when" }, glyph, make("b", {}, feature.charAt(0).toUpperCase() + feature.slice(1)), make("time", {}, this.clock.full(t)));
     const facts = numbers.map(([name, value]) =>
       make("span", { className: "fact" }, `${name} `, make("b", {}, value)));
-    const button = make("button", { type: "button", className: `decision ${weight}` }, head,
+    const button = make("button", { type: "button", className: `decision ${weight}`, tabIndex: -1 }, head,
       make("span", { className: "sentence" }, sentence), make("span", { className: "facts-row" }, ...facts));
-    button.addEventListener("click", () => this.choose(decision));
+    button.addEventListener("click", () => this.on.choose(decision));
     const item = make("li", {}, button);
     item.dataset.index = decision.index;
     return item;
@@ -72,19 +99,21 @@ export class Story {
 
   /** Marks the chosen decision in the list, and brings it into view. */
   mark(decision) {
+    this.list.querySelector(".chosen .link")?.remove();
     this.list.querySelector(".chosen")?.classList.remove("chosen");
+    this.chosen = decision;
     if (!decision) return;
     const place = this.shown.indexOf(decision);
-    while (place >= this.made && this.made < this.shown.length) this.#forceMore();
+    if (place >= this.made) this.#make(place + 1 - this.made);
+    /** @type {HTMLElement|null} */
     const item = this.list.querySelector(`li[data-index="${decision.index}"]`);
-    item?.classList.add("chosen");
-    if (item) this.list.scrollTop = Math.min(Math.max(this.list.scrollTop, item.offsetTop + item.offsetHeight - this.list.clientHeight), item.offsetTop);
-  }
-
-  #forceMore() {
-    const next = this.shown.slice(this.made, this.made + CHUNK);
-    this.list.append(...next.map((decision) => this.#item(decision)));
-    this.made += next.length;
+    if (!item) return;
+    item.classList.add("chosen");
+    this.#stopAt(item.querySelector("button"));
+    const link = make("button", { type: "button", className: "quiet link" }, "Copy link");
+    link.addEventListener("click", () => this.on.link(link, decision));
+    item.append(link);
+    this.list.scrollTop = Math.min(Math.max(this.list.scrollTop, item.offsetTop + item.offsetHeight - this.list.clientHeight), item.offsetTop);
   }
 
   #key(event) {

@@ -7,7 +7,7 @@ export function fillSummary(place, run, samples) {
   const { story, stress, cost } = run;
   const tiles = [
     tile("Time", duration(run.span_s), `${plural(cost.cycles, "cycle")}, ${plural(cost.boots, "boot")}`),
-    chargeTile(samples),
+    chargeTile(run.daemon.full_mv, samples),
     storyTile(story),
     stress && tile("Stress hours", number(stress.total_h + stress.offset_h), tripLine(stress)),
     worthTile(run.worth),
@@ -20,13 +20,13 @@ function tile(label, value, note) {
     make("span", { className: "muted small" }, note));
 }
 
-function chargeTile(samples) {
+function chargeTile(full, samples) {
   let last = null;
   for (let i = samples.count - 1; i >= 0 && !last; --i) last = samples.range("toc_mv", i);
   if (!last) return null;
   const volts = (mv) => `${(mv / 1000).toFixed(2)} V`;
-  const isLowered = last[0] < 4450;
-  return tile("Top of charge at the end", volts(last[0]), isLowered ? `lowered from ${volts(4450)}` : "not lowered");
+  const isLowered = last[0] < full;
+  return tile("Top of charge at the end", volts(last[0]), isLowered ? `lowered from ${volts(full)}` : "not lowered");
 }
 
 function storyTile({ decisions, taken }) {
@@ -36,7 +36,7 @@ function storyTile({ decisions, taken }) {
 
 function tripLine(stress) {
   const next = stress.levels.find(({ above_h }) => stress.total_h + stress.offset_h <= above_h);
-  return next ? `next trip at ${number(next.above_h)}` : "past the last trip";
+  return next ? `next limit at ${number(next.above_h)}` : "past the last limit";
 }
 
 function worthTile(worth) {

@@ -3,16 +3,18 @@
 import { make, table } from "./dom.js";
 import { duration, number } from "./format.js";
 
-// The figures compared: what they are called, how they read, and whether less of it is better.
+// The figures compared: what they are called, how they read, whether less of it is better, and the least difference
+// that tells the two runs apart, given both.
 const FIGURES = [
-  { key: "capacity_left_pct", label: "Capacity left", text: (v) => `${number(v, 2)} %`, less: false },
-  { key: "resistance_pct", label: "Resistance", text: (v) => `${number(v, 1)} %`, less: true },
+  { key: "capacity_left_pct", label: "Capacity left", text: (v) => `${number(v, 2)} %`, less: false, noise: "capacity_day_pct" },
+  { key: "resistance_pct", label: "Resistance", text: (v) => `${number(v, 1)} %`, less: true, noise: "resistance_day_pct" },
   { key: "stress_h", label: "Stress hours", text: (v) => number(v), less: true },
-  { key: "high_s", label: "Cell above 4.3 V", text: duration, less: true },
+  { key: "high_s", label: (volts) => `Cell above ${volts} V`, text: duration, less: true },
   { key: "stopped_s", label: "Charging stopped", text: duration, less: null },
 ];
+const DAY_S = 86400;
 
-export function fillWorth(place, worth, origin) {
+export function fillWorth(place, { worth, origin, daemon }) {
   if (!worth) {
     const reason = origin === "simulation"
       ? "This run was not repeated without the daemon."
@@ -20,19 +22,31 @@ export function fillWorth(place, worth, origin) {
     place.append(make("p", { className: "empty" }, reason));
     return;
   }
-  const rows = FIGURES.filter(({ key }) => key in worth.heeded && key in worth.ignored).map((figure) => worthRow(figure, worth));
+  const rows = FIGURES.filter(({ key }) => key in worth.heeded && key in worth.ignored).map((figure) => worthRow(figure, worth, daemon));
+  const until = `The first ${duration(worth.heeded.span_s)} are compared: up to the last time the phone was plugged in, or else the last whole day, ` +
+    "so that no charge is counted half.";
   const note = "The same scenario twice: as it is, and with the phone ignoring what the daemon asks for. " +
-    "Capacity and resistance are of the new cell’s.";
-  place.append(table(["", "With the daemon", "Ignored", "Difference"], rows), make("p", { className: "muted small" }, note));
+    `Capacity and resistance are of the new cell’s; less than what a day changes of them is no difference. ${until}`;
+  place.append(make("div", { className: "scroll" }, table(["", "With the daemon", "Ignored", "Difference"], rows)), make("p", { className: "muted small" }, note));
 }
 
-function worthRow({ key, label, text, less }, { heeded, ignored }) {
+/** Whether one run did better: true, false, or null where nothing can be said. */
+export function judge({ key, less, text, noise }, { heeded, ignored }) {
   const gain = heeded[key] - ignored[key];
-  const isSame = text(Math.abs(gain)) === text(0); // as far as it is shown
-  const isGood = less === null || isSame ? null : gain < 0 === less;
+  if (less === null || text(Math.abs(gain)) === text(0)) return null; // the same, as far as it is shown
+  if (noise && (heeded.span_s < DAY_S || Math.abs(gain) <= Math.max(heeded[noise], ignored[noise]))) return null;
+  return gain < 0 === less;
+}
+
+function worthRow(figure, { heeded, ignored }, { high_mv: high }) {
+  const { key, label, text } = figure;
+  const gain = heeded[key] - ignored[key];
+  const isGood = judge(figure, { heeded, ignored });
+  const isSame = text(Math.abs(gain)) === text(0);
   const words = isSame ? "same" : `${gain > 0 ? "+" : "−"}${text(Math.abs(gain))}`;
-  const judged = isGood === null ? words : `${words} ${isGood ? "✓" : "✗"}`;
-  return [label, text(heeded[key]), text(ignored[key]), make("span", { className: isGood === null ? "" : isGood ? "good" : "bad" }, judged)];
+  const mark = isGood === null ? (isSame || figure.less === null ? "" : " (no difference)") : isGood ? " ✓" : " ✗";
+  const name = typeof label === "function" ? label(number(high / 1000, 1)) : label;
+  return [name, text(heeded[key]), text(ignored[key]), make("span", { className: isGood === null ? "" : isGood ? "good" : "bad" }, words + mark)];
 }
 
 export function fillCost(place, cost) {

@@ -1,26 +1,53 @@
-// Light or dark: as the system says, until the reader chooses.
+// Light or dark: as the system says, until the reader chooses; the choice is kept. page.html sets it before the first
+// paint.
 
+import { forgetColours } from "./colours.js";
 import { $ } from "./dom.js";
 
+const KEY = "vorn-report-theme";
 const system = matchMedia("(prefers-color-scheme: dark)");
+const forced = matchMedia("(forced-colors: active)");
+
+/** Where there is no store the choice lasts as long as the page. */
+function keep(theme) {
+  try {
+    localStorage.setItem(KEY, theme);
+  } catch {
+    // no store
+  }
+}
+
+function kept() {
+  try {
+    return localStorage.getItem(KEY);
+  } catch {
+    return null;
+  }
+}
+
+export function setTheme(theme) {
+  document.documentElement.dataset.theme = theme;
+  forgetColours();
+}
 
 /** Tells of every change, not of the theme at the start. */
 export function startTheme(onChange) {
   const root = document.documentElement;
   const apply = (isDark) => {
-    root.dataset.theme = isDark ? "dark" : "light";
+    setTheme(isDark ? "dark" : "light");
     $("theme").textContent = isDark ? "☀ Light" : "☾ Dark";
     $("theme").setAttribute("aria-label", isDark ? "Switch to the light theme" : "Switch to the dark theme");
   };
-  let isChosen = false;
   const change = (isDark) => {
     apply(isDark);
     onChange();
   };
-  system.addEventListener("change", () => !isChosen && change(system.matches));
+  system.addEventListener("change", () => !kept() && change(system.matches));
+  forced.addEventListener("change", () => change(root.dataset.theme === "dark"));
   $("theme").addEventListener("click", () => {
-    isChosen = true;
-    change(root.dataset.theme !== "dark");
+    const isDark = root.dataset.theme !== "dark";
+    keep(isDark ? "dark" : "light");
+    change(isDark);
   });
-  apply(system.matches);
+  apply(root.dataset.theme === "dark");
 }

@@ -261,6 +261,7 @@ json sessions_json(const charge_sessions& of) {
                             {"unmeasured_s", each.unmeasured_s},
                             {"peak_decic", optional(each.peak_decic)},
                             {"stopped", each.was_stopped},
+                            {"was_full", each.was_full},
                             {"end", END_NAMES[static_cast<std::size_t>(each.ended)]}});
     }
     return {{"sessions", sessions}, {"seen", of.seen()}};

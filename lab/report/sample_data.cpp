@@ -40,12 +40,8 @@ std::int64_t mean_share(const thinned_series::range& of) {
 
 // What only grows or falls, or seldom changes, has its mean in the middle.
 bool has_mean(std::size_t which) {
-    constexpr channel WITHOUT[] = {channel::toc_mv,
-                                   channel::stress_h,
-                                   channel::capacity_left_mpct,
-                                   channel::full_cycles_milli,
-                                   channel::resistance_estimated_decimohm,
-                                   channel::resistance_true_cpct};
+    constexpr channel WITHOUT[] = {channel::stress_h, channel::capacity_left_mpct, channel::full_cycles_milli,
+                                   channel::resistance_estimated_decimohm, channel::resistance_true_cpct};
     return std::find(std::begin(WITHOUT), std::end(WITHOUT), static_cast<channel>(which)) ==
            std::end(WITHOUT);
 }

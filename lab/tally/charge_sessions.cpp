@@ -55,19 +55,19 @@ void charge_sessions::add(std::int64_t t, const cycle& after) {
     if (!is_charger_present(seen.status)) {
         if (open_) {
             open_->to_t = t;
-            close(was_full_ ? charge_session::end::full : charge_session::end::unplugged);
+            close(is_full_ ? charge_session::end::full : charge_session::end::unplugged);
         }
         return;
     }
     if (!open_) {
         open_.emplace().from_t = t;
         open_->from_pct = seen.capacity_pct;
-        was_full_ = false;
     }
     open_->to_t = t;
     open_->to_pct = seen.capacity_pct;
     open_->was_stopped = open_->was_stopped || is_stopped(after);
-    was_full_ = was_full_ || seen.status == STATUS_FULL;
+    is_full_ = seen.status == STATUS_FULL;
+    open_->was_full = open_->was_full || is_full_;
     if (seen.temperature_decic)
         open_->peak_decic = std::max(open_->peak_decic.value_or(INT32_MIN), *seen.temperature_decic);
 }

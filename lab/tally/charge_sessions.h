@@ -18,8 +18,8 @@ namespace lab {
 struct charge_session {
     enum class end : std::uint8_t {
         going_on,   // the run ended before it did
-        unplugged,  // before the cell was full
-        full,       // unplugged once it had been full
+        unplugged,  // while it was not full
+        full,       // unplugged while it was full
         off,        // the daemon was started anew: what happened meanwhile is not known
     };
     std::int64_t from_t = 0;  // axis seconds
@@ -29,6 +29,7 @@ struct charge_session {
     std::int64_t unmeasured_s = 0;
     std::optional<std::int32_t> peak_decic;
     bool was_stopped = false;  // the daemon stopped charging in it
+    bool was_full = false;
     end ended = end::going_on;
 };
 
@@ -54,7 +55,7 @@ class charge_sessions {
     std::optional<charge_session> open_;
     std::uint64_t seen_ = 0;
     std::int64_t moved_mas_ = 0;
-    bool has_cycle_ = false, was_full_ = false;
+    bool has_cycle_ = false, is_full_ = false;
     std::int64_t last_t_ = 0, boot_ = 0;
     std::optional<std::int32_t> last_ma_;
 };

@@ -282,6 +282,8 @@ describe("what the page says is so", () => {
     assert.ok(pdf.length > 50000);
     await browser.theme("dark");
     await browser.run(`dispatchEvent(new Event("beforeprint"))`);
+    const drawn = await browser.run(`[...document.querySelectorAll("#charts canvas")].map((each) => each.clientWidth)`);
+    for (const width of drawn) assert.ok(width > 650, `drawn for the whole sheet: ${drawn}`);
     await browser.page.emulateMediaType("print");
     await browser.settle();
     assert.equal(await browser.run(`document.documentElement.dataset.theme`), "light");

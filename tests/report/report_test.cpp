@@ -393,7 +393,7 @@ TEST(ChargeSessions, CountsWhatWentInAndSaysWhyItEnded) {
     live(600, 1, 2, -300, 250);
     live(3600, 1, 1, 1000, 310);
     live(600, 1, 4, 0, 300);
-    live(600, 1, 2, -300, 250);
+    live(600, 1, 2, -300, 250);  // unplugged while full
     live(1800, 1, 1, 500, 280);
     t += 400;
     live(100, 2, 2, 0, 250);

@@ -268,9 +268,8 @@ export class Ruler {
     this.mark = null;
     this.holder = make("div", { className: "plot ruler", "aria-hidden": "true" });
     const shared = sharedOptions(axis, clock, true);
-    shared.axes[0].side = 0;
     shared.axes.push({ size: GUTTER, splits: () => [], values: () => [], grid: { show: false }, ticks: { show: false } });
-    this.options = { ...shared, width: 100, height: AXIS_HEIGHT + 6, padding: [0, RIGHT_EDGE, 0, 0], scales: { ...shared.scales, y: { range: [0, 1] } }, series: [{}, {}] };
+    this.options = { ...shared, width: 100, height: AXIS_HEIGHT + 2, padding: [0, RIGHT_EDGE, 0, 0], scales: { ...shared.scales, y: { range: [0, 1] } }, series: [{}, {}] };
   }
 
   open() {

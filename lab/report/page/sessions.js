@@ -5,7 +5,7 @@ import { HOUR, duration, number, plural } from "./format.js";
 
 const SESSIONS_SHOWN = 50; // more are made when asked for
 const ENDS = {
-  going_on: "goes on at the end of the run", unplugged: "unplugged before full", full: "unplugged when full", off: "the daemon was not running",
+  going_on: "goes on at the end of the run", unplugged: "unplugged", full: "unplugged when full", off: "the daemon was not running",
 };
 
 export function fillSessions(place, { sessions, seen }, clock, show) {
@@ -30,7 +30,7 @@ export function fillSessions(place, { sessions, seen }, clock, show) {
 }
 
 function row(session, clock, show) {
-  const { from_t, to_t, mah, unmeasured_s, from_pct, to_pct, peak_decic, stopped, end } = session;
+  const { from_t, to_t, mah, unmeasured_s, from_pct, to_pct, peak_decic, stopped, was_full: wasFull, end } = session;
   const when = make("button", { type: "button", className: "plain" }, clock.short(from_t));
   when.addEventListener("click", () => show((from_t + to_t) / 2, Math.max(2 * (to_t - from_t), HOUR)));
   // Where a part was not measured, what is known is less than all.
@@ -38,6 +38,6 @@ function row(session, clock, show) {
   const percent = (value) => (value === null ? "?" : number(value));
   return [
     when, duration(to_t - from_t), charge, `${percent(from_pct)} – ${percent(to_pct)} %`,
-    peak_decic === null ? "–" : `${number(peak_decic / 10, 1)} °C`, `${ENDS[end]}${stopped ? "; charging was stopped" : ""}`,
+    peak_decic === null ? "–" : `${number(peak_decic / 10, 1)} °C`, `${ENDS[end]}${end === "unplugged" ? (wasFull ? "; had been full" : " before full") : ""}${stopped ? "; charging was stopped" : ""}`,
   ];
 }

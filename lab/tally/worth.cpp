@@ -33,13 +33,15 @@ outcome_meter::outcome_meter(const std::vector<std::string>& truth_names, const 
       voltage_at_(index_of(truth_names, "true_mv")) {
     for (const auto& [path, bytes] : before.files) {
         if (!path.ends_with(STRESS_FILE)) continue;
-        if (const auto table = parse_stress_table(bytes)) now_.stress_h = summarise_stress(*table).stress_hours;
+        if (const auto table = parse_stress_table(bytes))
+            now_.stress_h = summarise_stress(*table).stress_hours;
     }
 }
 
 void outcome_meter::on_event(const event& what) {
     if (what.kind != event_kind::write || !what.name.ends_with(STRESS_FILE) || what.result < 0) return;
-    if (const auto table = parse_stress_table(what.text)) now_.stress_h = summarise_stress(*table).stress_hours;
+    if (const auto table = parse_stress_table(what.text))
+        now_.stress_h = summarise_stress(*table).stress_hours;
 }
 
 void outcome_meter::on_cycle(const cycle& after) {

@@ -1,11 +1,13 @@
-// vorn_soak [DAYS [SEED]]: a year of a phone's life in virtual time, with random faults, restarts and power cuts.
+// vorn_soak [DAYS [SEED]]: a year of a phone's life in virtual time, with random faults, restarts and power cuts. The
+// seed, a new one unless it is given, draws how often each of them comes, some of them never.
 //
 // The phone charges most nights, obeys what the daemon publishes and sleeps now and then. Once in a while a
 // single operation fails, or for some minutes a third of them do; the daemon is killed, the power goes after a
 // write, the wall clock jumps. All along the promises of watch.h hold; the cycle after a fault is whole; memory
-// does not grow.
+// does not grow. It ends with a start and an hour without faults, after which every state file is whole.
 
 #include <algorithm>
+#include <cmath>
 #include <csetjmp>
 #include <cstdio>
 #include <cstdlib>
@@ -15,6 +17,7 @@
 
 #include "core/daemon.h"
 #include "core/sys_properties.h"
+#include "lab/phone/chance.h"
 #include "restart.h"
 #include "road.h"
 #include "util/record_index.h"
@@ -29,12 +32,24 @@ constexpr std::int64_t DAY_S = 86400;
 constexpr std::int64_t START_S = 1772366400;  // 2026-03-01T12:00:00Z
 constexpr std::int64_t CYCLE_S = 10;
 
-struct dice {
-    std::mt19937 engine;
-    bool once_in(double n) { return std::uniform_real_distribution<>(0, n)(engine) < 1; }
+class dice {
+  public:
+    explicit dice(std::uint64_t seed) : key_{seed, 0} {}
+
+    bool once_in(double n) { return next().uniform(0) * n < 1; }
     std::int64_t between(std::int64_t low, std::int64_t high) {
-        return std::uniform_int_distribution<std::int64_t>(low, high)(engine);
+        return low + static_cast<std::int64_t>(next().word(0) % static_cast<std::uint64_t>(high - low + 1));
     }
+    // A tenth of that often to ten times as often, or one time in five never.
+    double around(double once_in) {
+        return next().word(0) % 5 == 0 ? HUGE_VAL : once_in * std::pow(10, 2 * next().uniform(0) - 1);
+    }
+
+  private:
+    lab::phone::draws next() { return {key_, lab::phone::stream::habit, count_++}; }
+
+    lab::phone::chance_key key_;
+    std::int64_t count_ = 0;
 };
 
 std::string published(const char* name) {
@@ -94,7 +109,7 @@ class phone {
 
 class year {
   public:
-    explicit year(unsigned seed) : luck_{std::mt19937(seed)}, owner_(luck_) {
+    explicit year(std::uint64_t seed) : seed_(seed), luck_(seed), owner_(luck_) {
         the_device().outcome = {this, decide};
         seen_.on_write_context = this;
         seen_.on_write = after_write;
@@ -104,6 +119,7 @@ class year {
     bool live(std::int64_t days) {
         const std::int64_t end_s = START_S + days * DAY_S;
         while (now_s_ < end_s && seen_.broken().empty()) run_boot(end_s);
+        if (seen_.broken().empty()) spend_calm_hour();
         report(days);
         return seen_.broken().empty() && is_memory_flat();
     }
@@ -112,8 +128,8 @@ class year {
     static std::ptrdiff_t decide(void* self, kind what, std::string_view /*target*/, std::size_t /*size*/) {
         auto& me = *static_cast<year*>(self);
         ++me.operations_;
-        const bool fails =
-            what != kind::property_get && (me.bad_cycles_ > 0 ? me.luck_.once_in(3) : me.luck_.once_in(1e6));
+        const bool may_fail = what != kind::property_get && !me.is_calm_;
+        const bool fails = may_fail && me.luck_.once_in(me.bad_cycles_ > 0 ? 3 : me.single_fault_);
         me.faults_ += fails ? 1 : 0;
         me.is_cycle_whole_ = me.is_cycle_whole_ && !fails;
         return fails ? virtual_device::FAIL : virtual_device::PASS;
@@ -121,7 +137,7 @@ class year {
 
     static void after_write(void* self) {
         auto& me = *static_cast<year*>(self);
-        if (!me.luck_.once_in(300)) return;
+        if (me.is_calm_ || !me.luck_.once_in(me.cut_)) return;
         ++me.cuts_;
         std::longjmp(me.power_cut_, 1);
     }
@@ -130,13 +146,13 @@ class year {
         auto& device = the_device();
         ++boots_;
         boot_start_s_ = now_s_ += luck_.between(30, luck_.once_in(4) ? 5 * DAY_S : 600);
-        clock_error_s_ = luck_.once_in(10) ? -luck_.between(0, 30 * DAY_S) : 0;
+        clock_error_s_ = !is_calm_ && luck_.once_in(clock_error_) ? -luck_.between(0, 30 * DAY_S) : 0;
         device.forget_volatile_properties();
         if (setjmp(power_cut_) != 0) {
             fault::lose_power();
             return;
         }
-        bad_cycles_ = luck_.once_in(5) ? 1 : 0;
+        bad_cycles_ = !is_calm_ && luck_.once_in(bad_start_) ? 1 : 0;
         sense(0);
         daemon_start();
         seen_.after_cycle();
@@ -146,10 +162,26 @@ class year {
         }
     }
 
+    // Longer than whatever is written once an hour takes to be written.
+    void spend_calm_hour() {
+        constexpr std::int64_t CALM_S = 2 * 3600;
+        is_calm_ = true;
+        for (const std::int64_t end_s = now_s_ + 5 * DAY_S + CALM_S;
+             now_s_ < end_s && seen_.broken().empty();)
+            run_boot(end_s);
+        const std::pair<const char*, std::size_t> files[] = {
+            {"batt_stress", 396}, {"last_datetime", 8}, {"last_battvolt", 4}, {"dyn_soc_params", 20}};
+        for (const auto& [name, size] : files) {
+            const auto* file = the_device().find(std::string(virtual_device::NVCFG_DIR) + name);
+            if (file == nullptr || file->bytes.size() != size)
+                seen_.note(std::string("after the calm: ") + name);
+        }
+    }
+
     void cycle() {
         if (bad_cycles_ > 0) {
             --bad_cycles_;
-        } else if (luck_.once_in(5000)) {
+        } else if (!is_calm_ && luck_.once_in(spell_)) {
             bad_cycles_ = luck_.between(1, 60);
         }
         const bool sleeps = !owner_.is_plugged() && luck_.once_in(20);
@@ -180,7 +212,7 @@ class year {
 
     void report(std::int64_t days) const {
         for (const std::string& each : seen_.broken()) {
-            fprintf(stderr, "day %ld: %s\n", (now_s_ - START_S) / DAY_S, each.c_str());
+            fprintf(stderr, "seed %lu, day %ld: %s\n", seed_, (now_s_ - START_S) / DAY_S, each.c_str());
         }
         printf(
             "soak: %ld days, %ld cycles, %ld operations, %ld failed; %d boots, %d power cuts, %ld writes, "
@@ -192,7 +224,12 @@ class year {
 
     static constexpr long WARM_CYCLES = 100000;
 
+    std::uint64_t seed_;
     dice luck_;
+    // Once in so many operations, writes, boots and cycles.
+    double single_fault_ = luck_.around(1e6), cut_ = luck_.around(300), clock_error_ = luck_.around(10),
+           bad_start_ = luck_.around(5), spell_ = luck_.around(5000);
+    bool is_calm_ = false;
     phone owner_;
     fault::watch seen_;
     std::jmp_buf power_cut_ = {};
@@ -214,11 +251,12 @@ class year {
 int main(int count, char** arguments) {
     setenv("TZ", "America/New_York", 1);
     const std::int64_t days = count > 1 ? atol(arguments[1]) : 365;
-    const unsigned seed = count > 2 ? static_cast<unsigned>(atol(arguments[2])) : 1;
+    const std::uint64_t seed = count > 2 ? strtoul(arguments[2], nullptr, 10) : std::random_device{}();
     if (days < 1) {
         fprintf(stderr, "usage: vorn_soak [DAYS [SEED]]\n");
         return 2;
     }
-    printf("seed %u\n", seed);
+    printf("seed %lu\n", seed);
+    fflush(stdout);
     return year(seed).live(days) ? 0 : 1;
 }

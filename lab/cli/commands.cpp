@@ -13,6 +13,8 @@ void add_commands(CLI::App& app) {
     add_replay_command(app);
     add_simulate_command(app);
     add_report_command(app);
+    add_story_command(app);
+    add_check_command(app);
     add_curves_command(app);
     add_state_command(app);
     add_metrics_command(app);

@@ -17,6 +17,8 @@ void add_replay_command(CLI::App& app);
 void add_curves_command(CLI::App& app);
 void add_simulate_command(CLI::App& app);
 void add_report_command(CLI::App& app);
+void add_story_command(CLI::App& app);
+void add_check_command(CLI::App& app);
 void add_state_command(CLI::App& app);
 void add_metrics_command(CLI::App& app);
 void add_completion_command(CLI::App& app);  // last, as it tells of all the others

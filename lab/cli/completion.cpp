@@ -66,8 +66,9 @@ void append_bash_branches(const CLI::App& app, const std::string& path, std::str
 
 void append_paths(const CLI::App& app, const std::string& path, strings& paths) {
     for (const CLI::App* command : commands_of(app)) {
-        paths.push_back(path + " " + command->get_name());
-        append_paths(*command, paths.back(), paths);
+        const std::string below = path + " " + command->get_name();  // of its own: the list moves as it grows
+        paths.push_back(below);
+        append_paths(*command, below, paths);
     }
 }
 

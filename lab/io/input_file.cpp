@@ -78,6 +78,12 @@ input_file input_file::from_text(std::string_view content, std::string name) {
     return {descriptor, std::move(name)};
 }
 
+input_file input_file::again() const {
+    const int descriptor = ::fcntl(descriptor_, F_DUPFD_CLOEXEC, 0);
+    if (descriptor < 0) fail(name_);
+    return {descriptor, name_};
+}
+
 std::size_t input_file::read(std::int64_t offset, char* buffer, std::size_t size) const {
     for (;;) {
         const ssize_t count = ::pread(descriptor_, buffer, size, offset);

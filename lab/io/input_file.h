@@ -16,6 +16,9 @@ class input_file {
     // The bytes of `content`, called `name` in messages.
     static input_file from_text(std::string_view content, std::string name);
 
+    // The same bytes, for another reader. Throws input_error.
+    input_file again() const;
+
     input_file(input_file&& other) noexcept;
     input_file& operator=(input_file&& other) noexcept;
     ~input_file();

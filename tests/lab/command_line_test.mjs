@@ -85,7 +85,7 @@ test("zsh completes what may follow", { skip: !isThere("zsh") && "no zsh here" }
   put("_vorn-lab", script);
   put("some.csv", "");
   put("some_dir/file", "");
-  const cases = [["vorn-lab st", "vorn-lab state "], ["vorn-lab ", "replay  ", "simulate  ", "Print the battery curves"],
+  const cases = [["vorn-lab sta", "vorn-lab state "], ["vorn-lab ", "replay  ", "simulate  ", "Print the battery curves"],
     ["vorn-lab state ", "diff ", "fields ", "set ", "show "], ["vorn-lab state set some_dir toc", "toc_clients=|"],
     ["vorn-lab replay --ev", "--events "], ["vorn-lab replay --root some", "some_dir/|"], ["vorn-lab replay some", "some.csv", "some_dir/"],
     ["vorn-lab metrics --record topoff_s", "topoff_set "], ["vorn-lab completion z", "zsh "]];

@@ -11,6 +11,7 @@ const document = (name) => readFileSync(new URL(`../../docs/${name}.md`, import.
 for (const [name, marker, words] of [
   ["metrics", "<!-- made by: vorn-lab metrics --list -->\n", ["metrics", "--list"]],
   ["state-files", "<!-- made by: vorn-lab state fields -->\n", ["state", "fields"]],
+  ["check", "<!-- made by: vorn-lab check --list -->\n", ["check", "--list"]],
   ["scenarios", undefined, ["simulate", "--keys"]],
 ]) {
   test(`docs/${name}.md ends in what vorn-lab ${words.join(" ")} says`, () => {

@@ -33,7 +33,9 @@ LAB_REACH = {
     'scenario': 'io phone records session state',
     'report': 'io session state story tally',
     'simulation': 'io phone recordings records scenario session state story tally',
-    'cli': 'io recordings records report scenario session simulation state story tally',
+    'evidence': 'io recordings records report session state story tally',
+    'wiring': 'evidence io recordings session state',
+    'cli': 'evidence io recordings records report scenario session simulation state story tally wiring',
     'main.cpp': 'cli',
 }
 # Of the seam, the floors above see these three and none of its implementations.

@@ -1,0 +1,48 @@
+// Findings as text and as JSON.
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+
+#include "lab/io/print.h"
+#include "lab/wiring/wiring_checks.h"
+
+namespace lab {
+
+std::string_view verdict_words(wiring_verdict of) {
+    constexpr std::string_view all[] = {"ok", "wrong", "doubtful", "cannot say", "not there"};
+    return all[static_cast<std::size_t>(of)];
+}
+
+bool is_trouble(const finding& of) {
+    return of.result == wiring_verdict::wrong || of.result == wiring_verdict::doubtful;
+}
+
+bool is_wrong(const std::vector<finding>& all) {
+    return std::ranges::any_of(all, [](const finding& each) { return each.result == wiring_verdict::wrong; });
+}
+
+std::string findings_text(const std::vector<finding>& all) {
+    std::string out;
+    for (const finding& each : all) {
+        print(out, "%-11s%-16s %s\n", std::string(verdict_words(each.result)).c_str(),
+              std::string(each.check->id).c_str(), each.what.c_str());
+        if (is_trouble(each))
+            print(out, "%-27s the daemon %s\n", "", std::string(each.check->effect).c_str());
+    }
+    return out;
+}
+
+nlohmann::ordered_json findings_json(const std::vector<finding>& all) {
+    auto list = nlohmann::ordered_json::array();
+    for (const finding& each : all) {
+        list.push_back({{"id", each.check->id},
+                        {"verdict", verdict_words(each.result)},
+                        {"what", each.what},
+                        {"raw", each.raw},
+                        {"count", each.count}});
+        if (is_trouble(each)) list.back()["effect"] = each.check->effect;
+    }
+    return list;
+}
+
+}  // namespace lab

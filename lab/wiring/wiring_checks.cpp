@@ -1,0 +1,392 @@
+#include "lab/wiring/wiring_checks.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+
+#include "battery/vendor_table.h"
+#include "lab/io/text.h"
+#include "lab/io/time_text.h"
+#include "lab/state/values.h"
+
+namespace lab {
+
+namespace {
+
+constexpr std::uint64_t FEW_ROWS = 20;        // too few to say anything of movement
+constexpr std::int64_t LONG_ENOUGH_S = 3600;  // for a value that must move
+constexpr double LEAST_MOVE_PCT = 3;          // of the level, for charge to be held against it
+constexpr double LEAST_AGREEMENT = 0.5;       // of the charge counted, in or against the level's direction
+constexpr std::uint64_t LEAST_JUMPS = 10;     // of the current
+constexpr double CAPACITY_MAH = 7500;         // that the daemon's charge timer counts with
+constexpr double LEAST_CELL_MAH =
+    150;  // no phone has so small a cell; a thousandth of any phone's is smaller
+constexpr std::int64_t DECISIVE_CURRENT_UA = 50'000;  // once: a thousandth of any charger's current is below
+constexpr std::int64_t LATE_S = 45;                   // four cycles
+constexpr std::int64_t SPACING_S = 60;
+constexpr std::int64_t DELTA_DECIC = 50;  // that cell and board may differ by
+
+[[gnu::format(printf, 1, 2)]] std::string text(const char* format, ...) {
+    char buffer[256];
+    va_list values;
+    va_start(values, format);
+    std::vsnprintf(buffer, sizeof buffer, format, values);
+    va_end(values);
+    return buffer;
+}
+
+class checker {
+  public:
+    checker(const dossier& of, const sample_facts* facts) : of_(of), facts_(facts) {}
+
+    std::vector<finding> all() {
+        for (const check_entry& each : check_table())
+            found_.push_back({&each, wiring_verdict::not_there, "no samples", "", 0});
+        if (facts_ != nullptr && facts_->rows > 0) check_samples();
+        check_files();
+        return std::move(found_);
+    }
+
+  private:
+    void say(std::string_view id, wiring_verdict result, std::string what, std::string raw = "",
+             std::uint64_t count = 0) {
+        const auto each = std::ranges::find(found_, id, [](const finding& of) { return of.check->id; });
+        *each = {each->check, result, std::move(what), std::move(raw),
+                 count == 0 && facts_ != nullptr ? facts_->rows : count};
+    }
+
+    const value_range& values(std::string_view node) const { return facts_->node(node).values; }
+    bool has(std::string_view node) const { return values(node).count() > 0; }
+
+    void check_samples() {
+        check_presence();
+        check_voltage();
+        check_current();
+        check_temperature();
+        check_sign_and_scale();
+        check_level();
+        check_status();
+        check_movement();
+        check_vendor();
+        check_times();
+    }
+
+    void check_presence() {
+        std::string absent, gaps;
+        std::uint64_t missing = 0;
+        for (std::size_t i = 0; i < DEVICE_NODES.size(); ++i) {
+            const node_facts& node = facts_->nodes[i];
+            const std::string name(DEVICE_NODES[i].name);
+            if (!node.has_column) absent += (absent.empty() ? "" : " ") + name;
+            if (node.has_column && node.missing > 0) {
+                gaps += (gaps.empty() ? "" : " ") + name;
+                missing += node.missing;
+            }
+        }
+        if (!gaps.empty())
+            return say("node.present", wiring_verdict::doubtful, "in some samples without: " + gaps, "",
+                       missing);
+        if (!absent.empty())
+            return say("node.present", wiring_verdict::not_there, "the recording has none of: " + absent);
+        say("node.present", wiring_verdict::ok, "every node in every sample");
+    }
+
+    // The check of a node's unit by the middle of its values, or nothing to check.
+    bool has_node(std::string_view id, std::string_view node) {
+        if (has(node)) return true;
+        const node_facts& about = facts_->node(node);
+        if (about.no_number > 0)
+            say(id, wiring_verdict::wrong, "no number: " + for_message(about.example),
+                for_message(about.example), about.no_number);
+        else
+            say(id, wiring_verdict::not_there, "the recording has no " + std::string(node));
+        return false;
+    }
+
+    void check_voltage() {
+        if (!has_node("unit.voltage", "voltage_now")) return;
+        const std::int64_t middle = values("voltage_now").quantile(0.5);
+        const std::string raw = std::to_string(middle);
+        if (middle >= 2'000'000 && middle <= 5'000'000)
+            return say("unit.voltage", wiring_verdict::ok, text("%.3f V", static_cast<double>(middle) / 1e6),
+                       raw);
+        const char* guess = middle >= 2'000 && middle <= 5'000 ? "mV"
+                            : middle >= 2 && middle <= 5       ? "V"
+                                                               : nullptr;
+        say("unit.voltage", wiring_verdict::wrong,
+            guess != nullptr ? "reads " + raw + ": that is " + guess
+                             : "reads " + raw + ": no cell has that; another node's value?",
+            raw);
+    }
+
+    void check_current() {
+        if (!has_node("unit.current", "current_now")) return;
+        const std::int64_t high = values("current_now").magnitude(0.95);
+        const std::string raw = std::to_string(high);
+        const std::string about = text("up to %.0f mA", static_cast<double>(high) / 1e3);
+        if (high > 20'000'000)
+            return say("unit.current", wiring_verdict::wrong,
+                       "reads " + raw + ": more than 20 A; another node's value?", raw);
+        const std::int64_t highest =
+            std::max(std::abs(values("current_now").least()), std::abs(values("current_now").greatest()));
+        if (highest >= DECISIVE_CURRENT_UA) return say("unit.current", wiring_verdict::ok, about, raw);
+        const charge_facts& charge = facts_->charge;
+        if (charge.level_pct < LEAST_MOVE_PCT)
+            return say("unit.current", high == 0 ? wiring_verdict::cannot_say : wiring_verdict::doubtful,
+                       about + ", and the level hardly moves", raw);
+        const double cell_mah = charge.moved_uah / charge.level_pct / 10;
+        if (high > 0 && cell_mah < LEAST_CELL_MAH)
+            return say("unit.current", wiring_verdict::wrong,
+                       text("by it the cell has %.1f mAh: that is mA", cell_mah), raw);
+        say("unit.current", wiring_verdict::ok, about, raw);
+    }
+
+    void check_temperature() {
+        if (!has_node("unit.temp", "temp")) return;
+        const value_range& temp = values("temp");
+        const std::int64_t middle = temp.quantile(0.5);
+        const std::string raw = std::to_string(middle);
+        if (middle > 1'000 || middle < -1'000)
+            return say(
+                "unit.temp", wiring_verdict::wrong,
+                "reads " + raw + (std::abs(middle) < 100'000 ? ": that is m°C" : ": another node's value?"),
+                raw);
+        const std::string about = text("%.1f °C", static_cast<double>(middle) / 10);
+        if (has("thermal_zone6_temp")) {
+            const std::int64_t zone_decic = values("thermal_zone6_temp").quantile(0.5) / 100;
+            const std::int64_t as_is = std::abs(middle - zone_decic);
+            const std::int64_t as_degrees = std::abs(10 * middle - zone_decic);
+            if (as_degrees + DELTA_DECIC < as_is)
+                return say("unit.temp", wiring_verdict::wrong,
+                           "reads " + raw +
+                               text(" where the thermal zone has %.1f °C: that is °C",
+                                    static_cast<double>(zone_decic) / 10),
+                           raw);
+            return say("unit.temp", wiring_verdict::ok, about, raw);
+        }
+        const bool could_be_degrees =
+            temp.least() >= 5 && temp.greatest() <= 60 && temp.greatest() - temp.least() <= 30;
+        say("unit.temp", could_be_degrees ? wiring_verdict::doubtful : wiring_verdict::ok,
+            could_be_degrees ? about + ", or " + raw + " °C" : about, raw);
+    }
+
+    // Charge against level first; where the level hardly moves, the voltage answers a jump of the current.
+    void check_sign_and_scale() {
+        if (!has("current_now")) {
+            say("sign.current", wiring_verdict::not_there, "the recording has no current");
+            return say("scale.current", wiring_verdict::not_there, "the recording has no current");
+        }
+        const charge_facts& charge = facts_->charge;
+        const double agreement = charge.moved_uah > 0 ? charge.along_uah / charge.moved_uah : 0;
+        const bool by_level = charge.level_pct >= LEAST_MOVE_PCT && std::abs(agreement) >= LEAST_AGREEMENT;
+        const double resistance_ohm = charge.jump_squared > 0 ? charge.jump_product / charge.jump_squared : 0;
+        const bool by_jumps = charge.jumps >= LEAST_JUMPS && std::abs(resistance_ohm) > 0.005;
+        const std::string figures =
+            text("%.0f %% of the charge goes with the level; %.0f mΩ by %llu jumps of the current",
+                 100 * agreement, 1000 * resistance_ohm, static_cast<unsigned long long>(charge.jumps));
+        if (!by_level && !by_jumps) {
+            say("sign.current", wiring_verdict::cannot_say, "neither level nor current moved enough");
+        } else if (by_level && by_jumps && (agreement > 0) != (resistance_ohm > 0)) {
+            say("sign.current", wiring_verdict::doubtful, "level and voltage disagree: " + figures);
+        } else {
+            const bool is_right = by_level ? agreement > 0 : resistance_ohm > 0;
+            say("sign.current", is_right ? wiring_verdict::ok : wiring_verdict::wrong, figures);
+        }
+        check_scale(by_level);
+    }
+
+    void check_scale(bool by_level) {
+        const charge_facts& charge = facts_->charge;
+        if (!by_level)
+            return say("scale.current", wiring_verdict::cannot_say,
+                       "the level did not move enough with the current");
+        const double cell_mah = charge.moved_uah / charge.level_pct / 10;
+        const std::string about = text("%.0f mAh for the whole range", cell_mah);
+        const std::string raw = text("%.0f", cell_mah);
+        const bool has_counter = charge.per_mille_of_counter.count() >= 3;
+        const double factor = std::abs(static_cast<double>(charge.per_mille_of_counter.quantile(0.5))) / 1000;
+        const bool is_far = has_counter && (factor < 0.8 || factor > 1.25);
+        const bool is_twice = factor < 0.55 || factor > 1.8;
+        if (is_far)
+            return say("scale.current", is_twice ? wiring_verdict::wrong : wiring_verdict::doubtful,
+                       text("counts %.2f of what charge_counter says; ", factor) + about, raw);
+        const double share = cell_mah / CAPACITY_MAH;
+        const bool is_other = share < 0.65 || share > 1.5;
+        say("scale.current", is_other ? wiring_verdict::doubtful : wiring_verdict::ok,
+            is_other ? about + text(", and the daemon counts with %.0f", CAPACITY_MAH) : about, raw);
+    }
+
+    void check_level() {
+        if (!has_node("range.capacity", "capacity")) return;
+        const value_range& level = values("capacity");
+        const std::string about = text("%lld to %lld", static_cast<long long>(level.least()),
+                                       static_cast<long long>(level.greatest()));
+        const std::string raw = std::to_string(level.greatest());
+        const bool is_far = level.least() < 0 || level.greatest() > 100;
+        if (is_far)
+            return say("range.capacity", wiring_verdict::wrong, "reads " + about + ": not percent", raw);
+        if (level.greatest() <= 1 && facts_->rows > FEW_ROWS && level.changes() > 0)
+            return say("range.capacity", wiring_verdict::doubtful, "reads " + about + ": a share of 1?", raw);
+        if (facts_->full_rows >= FEW_ROWS && facts_->full_at_100 == 0)
+            return say("range.capacity", wiring_verdict::doubtful, "never 100 % while the status is Full",
+                       raw, facts_->full_rows);
+        say("range.capacity", wiring_verdict::ok, about + " %", raw);
+    }
+
+    void check_status() {
+        if (facts_->statuses.empty()) {
+            say("status.words", wiring_verdict::not_there, "the recording has no status");
+            return say("status.delay", wiring_verdict::not_there, "the recording has no status");
+        }
+        constexpr std::string_view KNOWN[] = {"Charging", "Discharging", "Not charging", "Full", "Unknown"};
+        std::uint64_t strange = 0;
+        std::string example;
+        for (const auto& [word, count] : facts_->statuses) {
+            if (std::ranges::find(KNOWN, word) != std::end(KNOWN) || word == CELL_EMPTY_FILE) continue;
+            strange += count;
+            example = word;
+        }
+        if (strange > 0)
+            say("status.words",
+                strange > facts_->rows / 10 ? wiring_verdict::wrong : wiring_verdict::doubtful,
+                "no such status: " + for_message(example), for_message(example), strange);
+        else
+            say("status.words", wiring_verdict::ok,
+                std::to_string(facts_->statuses.size()) +
+                    (facts_->statuses.size() == 1 ? " status seen" : " of them seen"));
+        std::vector<std::int64_t> lags = facts_->status_lags_s;
+        if (lags.empty())
+            return say("status.delay", wiring_verdict::cannot_say,
+                       "no change of the status goes with one of the current");
+        std::ranges::sort(lags);
+        const std::int64_t lag_s = lags[lags.size() / 2];
+        const std::int64_t limit_s = std::max(LATE_S, 3 * facts_->gaps_s.quantile(0.5));
+        const bool is_late = std::abs(lag_s) > limit_s && lags.size() >= 2;
+        const std::string about =
+            "status " + duration_text(std::abs(lag_s)) + (lag_s < 0 ? " before" : " behind") + " the current";
+        say("status.delay", is_late ? wiring_verdict::doubtful : wiring_verdict::ok,
+            is_late      ? about
+            : lag_s == 0 ? "both change together"
+                         : about,
+            std::to_string(lag_s), lags.size());
+    }
+
+    // `must_move`: something else shows that the value cannot have stood still.
+    void check_moves(std::string_view id, std::string_view node, bool must_move,
+                     wiring_verdict where_it_must) {
+        const value_range& range = values(node);
+        if (range.count() == 0)
+            return say(id, wiring_verdict::not_there, "the recording has no " + std::string(node));
+        if (range.changes() > 0)
+            return say(id, wiring_verdict::ok,
+                       std::to_string(range.changes()) + (range.changes() == 1 ? " change" : " changes"));
+        const bool is_long = range.count() >= FEW_ROWS && facts_->span_s >= LONG_ENOUGH_S;
+        const std::string raw =
+            node == "status" ? facts_->statuses.begin()->first : std::to_string(range.least());
+        const std::string about = "always " + for_message(raw);
+        if (is_long && must_move)
+            return say(id, where_it_must, about + ", while others moved", for_message(raw), range.count());
+        say(id, wiring_verdict::cannot_say, about + ", and nothing shows that it should have moved",
+            for_message(raw), range.count());
+    }
+
+    void check_movement() {
+        const charge_facts& charge = facts_->charge;
+        const auto moves = [&](std::string_view node) { return values(node).changes() > FEW_ROWS; };
+        const bool level_moves = charge.level_pct >= LEAST_MOVE_PCT || values("capacity").changes() >= 3;
+        const bool charge_flows =
+            facts_->in_rows + facts_->out_rows > facts_->rows / 4 && moves("current_now");
+        const bool turns = facts_->in_rows > facts_->rows / 20 && facts_->out_rows > facts_->rows / 20;
+        check_moves("moves.voltage", "voltage_now", level_moves || moves("current_now"),
+                    wiring_verdict::wrong);
+        check_moves("moves.current", "current_now", level_moves && moves("voltage_now"),
+                    wiring_verdict::wrong);
+        check_moves("moves.temp", "temp", facts_->span_s >= 4 * LONG_ENOUGH_S && charge_flows,
+                    wiring_verdict::doubtful);
+        const bool long_charge = facts_->span_s >= 12 * LONG_ENOUGH_S && charge_flows && moves("voltage_now");
+        const bool wide_voltage = values("voltage_now").greatest() - values("voltage_now").least() >
+                                  values("voltage_now").greatest() / 20;
+        check_moves("moves.capacity", "capacity", long_charge && wide_voltage, wiring_verdict::wrong);
+        check_moves("moves.status", "status", turns && facts_->in_rows > FEW_ROWS && level_moves,
+                    wiring_verdict::doubtful);
+    }
+
+    void check_vendor() {
+        if (facts_->vendors.empty())
+            return say("vendor.known", wiring_verdict::not_there, "the recording has no cell_vendor_name");
+        std::string vendor = facts_->vendors.begin()->first;
+        for (const auto& [name, count] : facts_->vendors) {
+            if (count > facts_->vendors.at(vendor)) vendor = name;
+        }
+        const bool is_known = std::ranges::any_of(
+            batt_info_vendor_table, [&](const batt_info* each) { return vendor == each->vendor; });
+        say("vendor.known", is_known ? wiring_verdict::ok : wiring_verdict::doubtful,
+            is_known ? vendor : "no curves of " + for_message(vendor), for_message(vendor),
+            facts_->vendors.at(vendor));
+    }
+
+    void check_times() {
+        const std::int64_t gap_s = facts_->gaps_s.quantile(0.5);
+        const bool has_gaps = facts_->gaps_s.count() > 0;
+        if (!has_gaps)
+            say("spacing", wiring_verdict::cannot_say, "one sample");
+        else
+            say("spacing", gap_s >= SPACING_S ? wiring_verdict::doubtful : wiring_verdict::ok,
+                "every " + duration_text(gap_s) + ", the longest gap " +
+                    duration_text(facts_->gaps_s.greatest()),
+                std::to_string(gap_s));
+        if (facts_->unset_clocks > 0)
+            return say("clock.steps", wiring_verdict::doubtful, "not set: before 2021", "",
+                       facts_->unset_clocks);
+        if (facts_->clock_steps > 0)
+            return say("clock.steps", wiring_verdict::doubtful,
+                       "stepped, by " + duration_text(facts_->largest_step_s) + " at most",
+                       std::to_string(facts_->largest_step_s), facts_->clock_steps);
+        say("clock.steps", has_gaps ? wiring_verdict::ok : wiring_verdict::cannot_say,
+            has_gaps ? "goes with the boot clock" : "one sample");
+    }
+
+    void check_files() {
+        std::uint64_t whole = 0, values = 0;
+        std::string broken, strange;
+        for (const state_file& kind : state_files) {
+            const auto found = of_.image.files.find(std::string(kind.path));
+            if (found == of_.image.files.end()) continue;
+            const std::string& bytes = found->second;
+            if (bytes.size() == kind.size)
+                whole += 1;
+            else
+                broken += (broken.empty() ? "" : ", ") + std::string(kind.name) +
+                          text(" has %zu bytes, not %zu", bytes.size(), kind.size);
+            for (const state_place& each : state_places_of(kind)) {
+                const auto value = state_field_text(each, bytes);
+                if (!value) continue;
+                values += 1;
+                if (!is_in_range(each, *value) || *value == "nan")
+                    strange += (strange.empty() ? "" : ", ") + each.name() + " is " + *value;
+            }
+        }
+        if (whole == 0 && broken.empty()) {
+            say("files.whole", wiring_verdict::not_there, "no state files");
+            return say("files.plausible", wiring_verdict::not_there, "no state files");
+        }
+        say("files.whole", broken.empty() ? wiring_verdict::ok : wiring_verdict::wrong,
+            broken.empty() ? std::to_string(whole) + " files" : broken, "", whole);
+        say("files.plausible", strange.empty() ? wiring_verdict::ok : wiring_verdict::wrong,
+            strange.empty() ? std::to_string(values) + " values" : strange, "", values);
+    }
+
+    const dossier& of_;
+    const sample_facts* facts_;
+    std::vector<finding> found_;
+};
+
+}  // namespace
+
+std::vector<finding> check_wiring(const dossier& of, const sample_facts* facts) {
+    return checker(of, facts).all();
+}
+
+}  // namespace lab

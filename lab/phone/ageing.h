@@ -18,6 +18,11 @@
 
 namespace lab::phone {
 
+// Temperatures at which cells were stored to find the figures, °C, and a little below: elsewhere the law is an
+// extrapolation.
+inline constexpr double MEASURED_LEAST_C = 20;
+inline constexpr double MEASURED_MOST_C = 60;
+
 struct ageing_parameters {
     double time_pct = 5.6;          // of the capacity lost in the first year at 25 °C and 4.2 V
     double time_per_v = 1.1;        // k: natural logarithm of the loss, per volt

@@ -53,3 +53,11 @@ test("no cycle runs while the phone sleeps", () => {
   assert.ok(awake >= 5 * 3 && awake <= 7 * 4, `five times, and when the charger came and went: ${awake}`);
 });
 
+test("it says for how long the ageing is a guess", () => {
+  put("x.toml", `phase = [{ for = "2 h", ambient_c = 25 }, { for = "6 h", ambient_c = -10 }, { for = "9 h", ambient_c = 25 }]`);
+  const [, hours] = labMust("simulate", "x.toml").match(/below 20 or above 60 °C for (\d+) h \d+ min, where no ageing was measured/);
+  assert.ok(Number(hours) >= 6 && Number(hours) <= 8, hours);
+  put("x.toml", `phase = [{ for = "6 h", ambient_c = 25 }]`);
+  assert.doesNotMatch(labMust("simulate", "x.toml"), /no ageing was measured/);
+});
+

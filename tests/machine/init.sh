@@ -16,7 +16,7 @@ date -s "@$START" >/dev/null
 mount -t tmpfs none /sys
 mount -t tmpfs none /tmp
 cp -r /nodes/* /sys
-mount -t ext4 /dev/vda /disk || echo "trouble: the disk cannot be mounted"
+mount -t ext4 /dev/vda /disk || echo 'trouble: the disk cannot be mounted'
 for each in mnt data var; do mount --bind /disk/$each /$each; done
 
 STATE=/mnt/vendor/nvcfg/vorn

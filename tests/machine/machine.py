@@ -24,7 +24,7 @@ NODES = {
     'class/thermal/thermal_zone6/temp': '31000', 'devices/platform/charger/vbus': '0',
 }
 DISK_BYTES = 16 << 20
-SECTOR = 512
+PAGE = 4096  # a flash page, which is there or not; a block of the file system
 CACHED = struct.Struct('<QI')  # as disk.py writes it
 BOOT_LIMIT_S = 300
 
@@ -45,7 +45,7 @@ class Machine:
             (files / each).mkdir(parents=True)
         with self._disk.open('wb') as image:
             image.truncate(DISK_BYTES)
-        subprocess.run(['/sbin/mke2fs', '-q', '-t', 'ext4', '-d', files, self._disk], check=True)
+        subprocess.run(['/sbin/mke2fs', '-q', '-t', 'ext4', '-b', str(PAGE), '-d', files, self._disk], check=True)
 
     @staticmethod
     def _make_initramfs(vorn, aside, earlier, root):
@@ -107,13 +107,13 @@ class Machine:
         return server
 
     def lose_cache(self, luck, share):
-        """Of what the disk had in its cache when the power went, each sector reaches it with probability `share`."""
+        """Of what the disk had in its cache when the power went, each page reaches it with probability `share`."""
         cached = pathlib.Path(f'{self._disk}.cache').read_bytes()
         with self._disk.open('r+b') as image:
             while len(cached) >= CACHED.size:
                 offset, length = CACHED.unpack_from(cached)
                 data, cached = cached[CACHED.size:CACHED.size + length], cached[CACHED.size + length:]
-                for at in range(0, len(data), SECTOR):
+                for at in range(0, len(data), PAGE):
                     if luck.random() < share:
                         image.seek(offset + at)
-                        image.write(data[at:at + SECTOR])
+                        image.write(data[at:at + PAGE])

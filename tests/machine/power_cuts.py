@@ -115,7 +115,7 @@ class Ledger:
                 self.earlier = EARLIER if rest[1] == 'earlier' else {}
                 self.states = {name: [(self.up_s, MISSING)] for name in EARLIER}
             elif word == 'started':
-                self._check_voltage(rest[1])
+                self._check_voltage(rest[1] if len(rest) > 1 else '')
         if not has_found:
             return 'the power went again before the files were seen'
         return ', '.join(costs) or 'nothing lost'

@@ -4,13 +4,16 @@
 #include <exception>
 #include <iostream>
 #include <new>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <system_error>
+#include <unistd.h>
 
 #include "lab/cli/command_tree.h"
 #include "lab/cli/commands.h"
 #include "lab/io/error.h"
+#include "lab/io/harmless_stream.h"
 #include "lab/io/text.h"
 #include "lab/session/session.h"
 
@@ -75,6 +78,10 @@ int run_command_line(int argc, const char* const* argv) {
     CLI::App app("Runs the battery charge management daemon vorn on a virtual device.", "vorn-lab");
     app.set_version_flag("--version", "vorn-lab " VORN_VERSION);
     add_commands(app);
+    // What goes into a file or a program keeps its bytes.
+    const harmless_stream messages(std::cerr);
+    std::optional<harmless_stream> shown;
+    if (::isatty(STDOUT_FILENO) != 0) shown.emplace(std::cout);
     return run(app, argc, argv);
 }
 

@@ -57,6 +57,33 @@ piece piece_at(std::string_view bytes, std::size_t start) {
     return {size, size == expected.continuations + 1};
 }
 
+// How many bytes the control character at `at` of UTF-8 text has: C0, DEL, C1, or one that turns the direction of
+// writing (Unicode Standard Annex 9, table of section 2). 0 when there stands none.
+std::size_t control_size(std::string_view text, std::size_t at) {
+    const auto byte = [&](std::size_t by) { return at + by < text.size() ? byte_at(text, at + by) : 0; };
+    if (byte(0) < ' ' || byte(0) == 0x7F) return 1;
+    if (byte(0) == 0xC2 && byte(1) >= 0x80 && byte(1) <= 0x9F) return 2;
+    if (byte(0) == 0xD8 && byte(1) == 0x9C) return 2;  // U+061C
+    if (byte(0) != 0xE2) return 0;
+    const auto last = byte(2);
+    const bool is_mark = byte(1) == 0x80 && (last == 0x8E || last == 0x8F || (last >= 0xAA && last <= 0xAE));
+    const bool is_isolate = byte(1) == 0x81 && last >= 0xA6 && last <= 0xA9;
+    return is_mark || is_isolate ? 3 : 0;
+}
+
+std::string without_controls(std::string_view text, std::string_view kept) {
+    std::string whole;
+    append_utf8(whole, text);
+    std::string shown;
+    shown.reserve(whole.size());
+    for (std::size_t at = 0; at < whole.size();) {
+        const std::size_t size = kept.find(whole[at]) == kept.npos ? control_size(whole, at) : 0;
+        shown.push_back(size == 0 ? whole[at] : '?');
+        at += size == 0 ? 1 : size;
+    }
+    return shown;
+}
+
 int hex_value(char digit) {
     if (digit >= '0' && digit <= '9') return digit - '0';
     if (digit >= 'a' && digit <= 'f') return digit - 'a' + 10;
@@ -125,12 +152,12 @@ void append_utf8(std::string& out, std::string_view bytes) {
     }
 }
 
+std::string harmless(std::string_view text) {
+    return without_controls(text, "\n\t");
+}
+
 std::string on_one_line(std::string_view text) {
-    std::string shown;
-    append_utf8(shown, text);
-    std::replace_if(
-        shown.begin(), shown.end(), [](unsigned char c) { return c < ' ' || c == 0x7F; }, '?');
-    return shown;
+    return without_controls(text, "");
 }
 
 std::string for_message(std::string_view text) {

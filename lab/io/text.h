@@ -25,7 +25,10 @@ void append_csv_cell(std::string& out, std::string_view text);
 // `bytes` as UTF-8: each longest piece that begins like a character but is none becomes one U+FFFD.
 void append_utf8(std::string& out, std::string_view bytes);
 
-// `text` as one line of a message: control characters and bytes outside UTF-8 made harmless.
+// Text for people: each control character (C0 but line end and tab, DEL, C1) and each bidirectional control is "?", and
+// what is not UTF-8 is U+FFFD.
+std::string harmless(std::string_view text);
+// The same as one line of a message: no line end and no tab either.
 std::string on_one_line(std::string_view text);
 // The same, cut after 60 bytes.
 std::string for_message(std::string_view text);

@@ -108,6 +108,9 @@ void load_properties(const std::string& path, device_image& image) {
             throw input_error(path + ":" + std::to_string(line) +
                               ":1: not a property (name=value): " + for_message(entry));
         }
+        if (entry.find('\0') != entry.npos)
+            throw input_error(path + ":" + std::to_string(line) +
+                              ":1: a NUL in a property: " + for_message(entry));
         image.properties[std::string(entry.substr(0, equals))] = entry.substr(equals + 1);
     }
 }

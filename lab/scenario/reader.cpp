@@ -267,6 +267,8 @@ void read_files(toml_section& top, scenario& into) {
     }
     if (auto properties = top.table("properties")) {
         for (const auto& [key, node] : properties->content()) {
+            if (key.str().find('\0') != std::string_view::npos)
+                properties->fail(node, "a NUL in a property's name");
             into.properties[std::string(key.str())] = properties->text_or_number(key.str()).value_or("");
         }
     }

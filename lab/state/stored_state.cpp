@@ -28,13 +28,21 @@ struct host_file {
 };
 
 // Reads the first `most` bytes. Only a missing file or one that cannot be opened or read is not `whole` here.
-// A pipe is not waited for.
+// A pipe is neither waited for nor read.
 host_file read_host_file(const fs::path& path, std::size_t most) {
     host_file file;
     const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
     if (descriptor < 0) {
         if (errno != ENOENT) file.condition = file_condition::not_opened;
         file.error = std::strerror(errno);
+        return file;
+    }
+    struct stat status = {};
+    const bool has_status = ::fstat(descriptor, &status) == 0;
+    if (has_status && !S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode)) {
+        ::close(descriptor);
+        file.condition = file_condition::not_opened;  // as the daemon has it
+        file.error = "not a regular file";
         return file;
     }
     file.condition = file_condition::whole;
@@ -52,9 +60,7 @@ host_file read_host_file(const fs::path& path, std::size_t most) {
         count += static_cast<std::size_t>(got);
     }
     file.bytes.resize(count);
-    struct stat status = {};
-    const bool has_size = ::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
-    file.size = has_size ? static_cast<std::uint64_t>(status.st_size) : count;
+    file.size = has_status && S_ISREG(status.st_mode) ? static_cast<std::uint64_t>(status.st_size) : count;
     ::close(descriptor);
     return file;
 }

@@ -52,9 +52,9 @@ std::vector<loss> losses(const holdings& due, const holdings& held) {
     return all;
 }
 
-std::size_t known_cost_of(std::string_view target, std::string_view what) {
+std::size_t known_cost_of(std::string_view target, std::string_view what, bool is_cut) {
     const auto found = std::find_if(KNOWN_COSTS.begin(), KNOWN_COSTS.end(), [&](const known_cost& each) {
-        return each.what == what && target.ends_with(each.target);
+        return each.what == what && target.ends_with(each.target) && (is_cut || !each.is_by_cut);
     });
     return static_cast<std::size_t>(found - KNOWN_COSTS.begin());
 }

@@ -80,7 +80,8 @@ void weigh_losses(journey& run, const mishap& what, const operation& where, cons
                   counts& total) {
     for (const loss& each : losses(due, held_now())) {
         const bool is_all = what.lasts == mishap::scope::kind;
-        const std::size_t known = is_all ? KNOWN_COSTS.size() : known_cost_of(where.target, each.what);
+        const std::size_t known =
+            is_all ? KNOWN_COSTS.size() : known_cost_of(where.target, each.what, what.cuts_power);
         if (known == KNOWN_COSTS.size() && !is_all) {
             run.seen.note("lost " + std::to_string(each.amount) + " " + each.what);
         } else {
@@ -95,7 +96,8 @@ void print_losses(const counts& total) {
         const cost& paid = total.costs[i];
         if (paid.runs == 0) continue;
         printf("lost: at most %.1f %s in %d runs by %s: %s\n", static_cast<double>(paid.most_tenths) / 10,
-               each.what.data(), paid.runs, each.target.data(), each.why.data());
+               each.what.data(), paid.runs, each.target.empty() ? "any" : each.target.data(),
+               each.why.data());
     }
     printf("lost: something in %d runs where all operations of a kind fail from then on; nothing else\n",
            total.costs[KNOWN_COSTS.size()].runs);

@@ -48,7 +48,7 @@ class report_recorder {
 // the page stays small.
 class second_run {
   public:
-    static constexpr std::size_t BUCKETS = 4096;
+    static constexpr std::size_t BUCKETS = 2048;
 
     // `before` and what `about` says are as for the first; the title names this one.
     second_run(report::facts about, const device_image& before, std::size_t buckets = BUCKETS);

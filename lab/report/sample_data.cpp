@@ -15,7 +15,7 @@ namespace {
 using rows = std::vector<sample_row>;
 
 constexpr std::int64_t WHOLE_SHARE = 255;  // of a row's cycles; 0 and this mean none and all, exactly
-constexpr std::int64_t WHOLE_MEAN = 31;    // the mean is at the greatest value; 0: at the least
+constexpr std::int64_t WHOLE_MEAN = 15;    // the mean is at the greatest value; 0: at the least
 
 // One column of the samples: its name and what it holds for a row.
 struct sample_column {

@@ -94,8 +94,9 @@ export class Bands {
 
   /** Draws only these decisions, the ones that the list shows. */
   showDecisions(decisions) {
+    const isSame = decisions.length === this.decisions.length; // filters of one list
     this.decisions = decisions;
-    this.plot?.redraw(false);
+    if (!isSame) this.plot?.redraw(false);
   }
 
   #draw(u) {

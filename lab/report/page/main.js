@@ -129,6 +129,8 @@ class Page {
 
   /** Goes to what an address says; null: the whole run, nothing chosen. */
   go(place) {
+    // At the start all is drawn as it should be.
+    if (!place && this.charts.axis.isWhole && !this.story.chosen && this.charts.chosen === null) return;
     const decision = place?.d === null || !place ? null : (this.run.story.decisions[place.d] ?? null);
     const line = place?.line === null || !place ? null : this.log.lines[place.line];
     this.story.mark(decision);

@@ -5,7 +5,7 @@
 //                                                                   daemon was not running
 
 const WHOLE_SHARE = 255;
-const WHOLE_MEAN = 31;
+const WHOLE_MEAN = 15;
 const COARSE_STEPS = 20; // of a coarse row are shown at least
 
 export const AFTER_GAP = 1;

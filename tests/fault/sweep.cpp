@@ -99,7 +99,7 @@ void print_losses(const counts& total) {
                each.what.data(), paid.runs, each.target.empty() ? "any" : each.target.data(),
                each.why.data());
     }
-    printf("lost: something in %d runs where all operations of a kind fail from then on; nothing else\n",
+    printf("lost: %d losses where all operations of a kind fail from then on; nothing else\n",
            total.costs[KNOWN_COSTS.size()].runs);
 }
 

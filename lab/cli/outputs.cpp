@@ -89,7 +89,7 @@ std::vector<output_file*> outputs::files() {
     }
     if (page_) files.push_back(&page_->file());
     // What went to standard output cannot be taken back, and it alone can still fail: so it goes first.
-    std::ranges::stable_partition(files, is_standard_output);
+    std::stable_partition(files.begin(), files.end(), is_standard_output);
     return files;
 }
 

@@ -1,5 +1,9 @@
 #include "lab/io/time_text.h"
 
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
@@ -15,6 +19,37 @@ constexpr char ZONE_VARIABLE[] = "TZ";
 constexpr std::int64_t MINUTE_S = 60;
 constexpr std::int64_t HOUR_S = 3600;
 constexpr std::int64_t DAY_S = 86400;
+
+struct unit {
+    std::string_view name;
+    std::int64_t seconds;
+};
+constexpr std::array<unit, 20> UNITS{{
+    {"s", 1},
+    {"sec", 1},
+    {"second", 1},
+    {"seconds", 1},
+    {"min", 60},
+    {"minute", 60},
+    {"minutes", 60},
+    {"h", 3600},
+    {"hour", 3600},
+    {"hours", 3600},
+    {"d", DAY_S},
+    {"day", DAY_S},
+    {"days", DAY_S},
+    {"w", 7 * DAY_S},
+    {"week", 7 * DAY_S},
+    {"weeks", 7 * DAY_S},
+    {"y", 365 * DAY_S},
+    {"year", 365 * DAY_S},
+    {"years", 365 * DAY_S},
+    {"m", 60},
+}};
+
+void skip_blanks(std::string_view& rest) {
+    while (rest.starts_with(' ')) rest.remove_prefix(1);
+}
 
 // The C library takes an unknown zone for UTC without a word, so a zone is looked up beforehand.
 void require_zone(const std::string& zone) {
@@ -81,6 +116,32 @@ std::string elapsed_text(std::int64_t seconds) {
     const std::string days = seconds >= DAY_S ? std::to_string(seconds / DAY_S) + " d " : "";
     return days + std::to_string(seconds % DAY_S / HOUR_S) + ":" + two_digits(seconds % HOUR_S / MINUTE_S) +
            ":" + two_digits(seconds % MINUTE_S);
+}
+
+std::optional<std::int64_t> parse_duration(std::string_view text) {
+    std::int64_t total = 0;
+    bool has_part = false;
+    skip_blanks(text);
+    const bool is_negative = text.starts_with('-');
+    if (is_negative) text.remove_prefix(1);
+    while (!text.empty()) {
+        double amount = 0;
+        const auto parsed = std::from_chars(text.data(), text.data() + text.size(), amount);
+        if (parsed.ec != std::errc() || !(amount >= 0 && amount < 1e9)) return std::nullopt;
+        text.remove_prefix(static_cast<std::size_t>(parsed.ptr - text.data()));
+        skip_blanks(text);
+        const std::string_view word =
+            text.substr(0, std::min(text.find_first_of(" 0123456789"), text.size()));
+        const auto found =
+            std::find_if(UNITS.begin(), UNITS.end(), [&](const unit& u) { return u.name == word; });
+        if (found == UNITS.end()) return std::nullopt;
+        total += std::llround(amount * static_cast<double>(found->seconds));
+        has_part = true;
+        text.remove_prefix(word.size());
+        skip_blanks(text);
+    }
+    if (!has_part) return std::nullopt;
+    return is_negative ? -total : total;
 }
 
 }  // namespace lab

@@ -2,7 +2,9 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <string_view>
 
 namespace lab {
 
@@ -28,6 +30,9 @@ std::string local_time_text(std::int64_t utc_s);
 
 // Two units at most, the rest cut off: "7 d 0 h", "3 h 20 min", "45 s".
 std::string duration_text(std::int64_t seconds);
+
+// "3 d 4 h", "90 s", "2 weeks", "3 years" (of 365 days); nothing when it is no duration.
+std::optional<std::int64_t> parse_duration(std::string_view text);
 
 // To the second, as a stamp: "1 d 0:33:30", "0:00:10"; "-5 s" before the start.
 std::string elapsed_text(std::int64_t seconds);

@@ -91,6 +91,7 @@ class model {
     // A measurement at that second.
     readings look(std::int64_t at_s, const surroundings& around) const;
 
+    const cell& battery() const { return cell_; }
     const phone_state& state() const { return state_; }
     void set_state(const phone_state& state) { state_ = state; }
     // The level that the gauge shows, %, but for its noise.

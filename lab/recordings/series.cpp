@@ -57,12 +57,13 @@ char* put_number(char* at, double value) {
 }  // namespace
 
 series_writer::series_writer(output_file& file, bool with_samples,
-                             const std::vector<std::string>& truth_names)
-    : file_(file), with_samples_(with_samples) {
+                             const std::vector<std::string>& truth_names, std::int64_t every_s)
+    : file_(file), with_samples_(with_samples), every_s_(every_s) {
     std::string header(BOOT_COLUMN);
     const auto add = [&header](std::string_view name) { header.append(",").append(name); };
     add(ELAPSED_COLUMN);
     std::for_each(column_names.begin(), column_names.end(), add);
+    add(STRESS_COLUMN);
     if (with_samples) std::for_each(SAMPLE_COLUMNS.begin(), SAMPLE_COLUMNS.end(), add);
     std::for_each(truth_names.begin(), truth_names.end(), add);
     file_.write(header + "\n");
@@ -92,11 +93,22 @@ void series_writer::put_optional(cell& into, std::optional<std::int32_t> value) 
     into.has_number = false;
 }
 
+bool series_writer::is_due(const cycle& after) {
+    if (every_s_ <= 0) return true;
+    if (after.boot == boot_ && after.elapsed_s < next_s_) return false;
+    boot_ = after.boot;
+    const std::int64_t begin_s = after.elapsed_s - after.elapsed_s % every_s_;
+    next_s_ = begin_s > INT64_MAX - every_s_ ? INT64_MAX : begin_s + every_s_;
+    return true;
+}
+
 void series_writer::on_cycle(const cycle& after) {
+    if (!is_due(after)) return;
     cell* next = cells_.data();
     put(*next++, after.boot);
     put(*next++, after.elapsed_s);
     for (const std::int32_t value : after.daemon) put(*next++, std::int64_t{value});
+    put(*next++, after.stress_h);
     if (with_samples_) {
         put(*next++, after.real_time_s);
         put_optional(*next++, after.seen.voltage_uv);
@@ -130,12 +142,14 @@ series_reader::series_reader(input_file file) : csv_(std::move(file)) {
     boot_ = required(BOOT_COLUMN);
     elapsed_ = required(ELAPSED_COLUMN);
     std::transform(column_names.begin(), column_names.end(), daemon_.begin(), required);
+    stress_ = index_of(STRESS_COLUMN);  // a file of old has none
     has_samples_ = std::all_of(SAMPLE_COLUMNS.begin(), SAMPLE_COLUMNS.end(),
                                [this](std::string_view name) { return index_of(name) != NO_FIELD; });
     if (has_samples_)
         std::transform(SAMPLE_COLUMNS.begin(), SAMPLE_COLUMNS.end(), samples_.begin(), required);
     const auto is_known = [this](std::size_t index) {
-        return index == boot_ || index == elapsed_ || std::count(daemon_.begin(), daemon_.end(), index) > 0 ||
+        return index == boot_ || index == elapsed_ || index == stress_ ||
+               std::count(daemon_.begin(), daemon_.end(), index) > 0 ||
                (has_samples_ && std::count(samples_.begin(), samples_.end(), index) > 0);
     };
     for (std::size_t i = 0; i < header_.size(); ++i) {
@@ -168,6 +182,15 @@ std::optional<std::int32_t> series_reader::optional_number(std::size_t field) co
     return small_number(field);
 }
 
+double series_reader::real(std::size_t field) const {
+    const std::string_view cell = csv_.field(field);
+    double value = 0;
+    const auto result = std::from_chars(cell.data(), cell.data() + cell.size(), value);
+    if (result.ec != std::errc() || result.ptr != cell.data() + cell.size())
+        csv_.fail(field, header_[field] + " is not a number: " + for_message(cell));
+    return value;
+}
+
 bool series_reader::next(cycle& after) {
     if (!csv_.next()) return false;
     if (csv_.field_count() != header_.size()) {
@@ -177,6 +200,7 @@ bool series_reader::next(cycle& after) {
     after.boot = number(boot_);
     after.elapsed_s = number(elapsed_);
     for (std::size_t i = 0; i < COLUMN_COUNT; ++i) after.daemon[i] = small_number(daemon_[i]);
+    after.stress_h = stress_ == NO_FIELD ? 0 : real(stress_);
     if (has_samples_) {
         after.real_time_s = number(samples_[0]);
         after.seen = {optional_number(samples_[1]), optional_number(samples_[2]),
@@ -184,10 +208,7 @@ bool series_reader::next(cycle& after) {
     }
     after.truth.resize(truth_.size());
     for (std::size_t i = 0; i < truth_.size(); ++i) {
-        const std::string_view cell = csv_.field(truth_[i]);
-        const auto result = std::from_chars(cell.data(), cell.data() + cell.size(), after.truth[i]);
-        if (result.ec != std::errc() || result.ptr != cell.data() + cell.size())
-            csv_.fail(truth_[i], header_[truth_[i]] + " is not a number: " + for_message(cell));
+        after.truth[i] = real(truth_[i]);
     }
     return true;
 }

@@ -16,7 +16,7 @@
 
 namespace lab {
 
-// Columns that may follow the daemon's own: what the daemon saw in that cycle.
+// Columns that may follow the daemon's own and STRESS_COLUMN: what the daemon saw in that cycle.
 constexpr std::array<std::string_view, 6> SAMPLE_COLUMNS = {"realtime_s", "voltage_now", "current_now",
                                                             "temp",       "capacity",    "status"};
 
@@ -26,8 +26,10 @@ constexpr std::size_t SERIES_CELL_SIZE = 32;
 // Writes the header and then a row per cycle. Whoever owns the file commits it.
 class series_writer : public listener {
   public:
-    // `truth_names`: the simulated phone's own columns (course::truth_names), last in the row.
-    series_writer(output_file& file, bool with_samples, const std::vector<std::string>& truth_names = {});
+    // `truth_names`: the simulated phone's own columns (course::truth_names), last in the row. `every_s`: of each boot
+    // its first cycle, and then the first one in each such stretch of time; 0: all.
+    series_writer(output_file& file, bool with_samples, const std::vector<std::string>& truth_names = {},
+                  std::int64_t every_s = 0);
 
     void on_cycle(const cycle& after) override;
     bool wants_events() const override { return false; }
@@ -46,9 +48,12 @@ class series_writer : public listener {
     static void put(cell& into, T value);
     static void put_optional(cell& into, std::optional<std::int32_t> value);
     void write_row();
+    bool is_due(const cycle& after);
 
     output_file& file_;
     bool with_samples_;
+    std::int64_t every_s_;
+    std::int64_t boot_ = 0, next_s_ = INT64_MIN;  // of a thinned series: due from there on
     std::vector<cell> cells_;
     std::vector<char> row_;  // has room for every cell at its longest
 };
@@ -70,11 +75,13 @@ class series_reader {
     std::int64_t number(std::size_t field) const;
     std::int32_t small_number(std::size_t field) const;
     std::optional<std::int32_t> optional_number(std::size_t field) const;
+    double real(std::size_t field) const;
 
     csv_reader csv_;
     std::vector<std::string> header_;
     std::size_t boot_ = 0, elapsed_ = 0;
     std::array<std::size_t, COLUMN_COUNT> daemon_{};
+    std::size_t stress_ = 0;
     bool has_samples_ = false;
     std::array<std::size_t, SAMPLE_COLUMNS.size()> samples_{};
     std::vector<std::size_t> truth_;

@@ -1,5 +1,7 @@
 #include "lab/recordings/trace.h"
 
+#include <charconv>
+#include <limits>
 #include <utility>
 
 #include "lab/io/error.h"
@@ -56,6 +58,7 @@ trace_reader::source* trace_reader::find(std::string_view column) {
     if (column == REAL_TIME_COLUMN) return &real_time_;
     if (column == BOOT_COLUMN) return &boot_;
     if (column == FAULTS_COLUMN) return &faults_;
+    if (column == TRUE_SOC_COLUMN) return &true_soc_;
     for (std::size_t i = 0; i < DEVICE_NODES.size(); ++i) {
         if (column == DEVICE_NODES[i].name) return &nodes_[i];
     }
@@ -111,6 +114,16 @@ std::optional<std::int64_t> trace_reader::number(const source& from, std::string
     return value;
 }
 
+double trace_reader::true_soc_pct() const {
+    const std::string_view cell = text(true_soc_);
+    double value = std::numeric_limits<double>::quiet_NaN();
+    if (cell.empty()) return value;
+    const auto parsed = std::from_chars(cell.data(), cell.data() + cell.size(), value);
+    if (parsed.ec != std::errc() || parsed.ptr != cell.data() + cell.size())
+        fail(true_soc_, std::string(TRUE_SOC_COLUMN) + " is not a number: " + for_message(cell));
+    return value;
+}
+
 void trace_reader::read_faults(std::vector<trace_fault>& faults) const {
     faults.clear();
     std::string_view rest = text(faults_);
@@ -153,6 +166,7 @@ bool trace_reader::next(trace_row& row) {
     for (std::size_t i = 0; i < mock_files_.size(); ++i) row.mock_files[i] = text(mock_files_[i]);
     read_boot_files(row);
     read_faults(row.faults);
+    row.true_soc_pct = true_soc_pct();
     return true;
 }
 

@@ -30,6 +30,9 @@ struct trace_fault {
     std::string_view target;  // absolute path, or property name
 };
 
+// A reference for the estimator, which the daemon never sees.
+inline constexpr std::string_view TRUE_SOC_COLUMN = "soc_true_pct";
+
 // One row. Its texts stay good until the next row is read.
 struct trace_row {
     csv_position position;
@@ -41,6 +44,7 @@ struct trace_row {
     std::array<std::string, BOOT_LOADER_FILES.size()> boot_files;  // bytes
     std::array<bool, BOOT_LOADER_FILES.size()> has_boot_file{};
     std::vector<trace_fault> faults;
+    double true_soc_pct = 0;  // what the recording knows better than any gauge; NaN where it does not say
 };
 
 class trace_reader {
@@ -56,6 +60,8 @@ class trace_reader {
     // Lets next() read the row that starts there.
     void seek(const csv_position& row) { csv_.seek(row); }
 
+    bool has_true_soc() const { return true_soc_.is_known(); }
+
     const input_file& file() const { return csv_.file(); }
     bool has_wall_clock() const { return real_time_.is_known(); }
 
@@ -69,6 +75,7 @@ class trace_reader {
         bool is_known() const { return field != NONE || constant != nullptr; }
     };
 
+    double true_soc_pct() const;
     void read_header(const std::function<void(std::string)>& warn);
     void use_constants();
     source* find(std::string_view column);
@@ -81,7 +88,7 @@ class trace_reader {
     csv_reader csv_;
     constant_columns constants_;
     std::size_t field_count_ = 0;
-    source elapsed_, real_time_, boot_, faults_;
+    source elapsed_, real_time_, boot_, faults_, true_soc_;
     std::array<source, DEVICE_NODES.size()> nodes_;
     std::array<source, MOCK_FILES.size()> mock_files_;
     std::array<source, BOOT_LOADER_FILES.size()> boot_files_;

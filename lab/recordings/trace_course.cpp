@@ -45,6 +45,16 @@ std::string trace_course::cell_vendor() const {
     return std::string(row_.nodes[place_of_node("cell_vendor_name")]);
 }
 
+std::vector<std::string> trace_course::truth_names() const {
+    if (!reader_.has_true_soc()) return {};
+    return {std::string(TRUE_SOC_COLUMN)};
+}
+
+void trace_course::truth(std::vector<double>& values) const {
+    values.clear();
+    if (reader_.has_true_soc()) values.push_back(row_.true_soc_pct);
+}
+
 std::int64_t trace_course::begin_boot(device& on) {
     if (!has_row_) throw input_error(reader_.file().name() + ": no row after the header");
     nodes_.clear();

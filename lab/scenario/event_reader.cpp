@@ -16,8 +16,6 @@ namespace lab {
 namespace {
 
 constexpr std::array<std::string_view, 4> READS_NAMES{"text", "missing", "empty", "error"};
-constexpr std::array<std::string_view, 6> SUBJECT_NAMES{"property", "file", "log",
-                                                        "record",   "cell", "series"};
 
 std::string needed_text(toml_section& from, std::string_view key) {
     const auto text = from.text(key);
@@ -153,8 +151,11 @@ void check_record(toml_section& from, const std::string& name) {
     from.fail(*from.content().get("record"), "no record \"" + name + "\"" + meant(name, names));
 }
 
-bool is_counted(subject of) {
-    return of == subject::log || of == subject::record;
+// The columns of a series that are the daemon's.
+std::vector<std::string_view> series_quantities() {
+    std::vector<std::string_view> names(column_names.begin(), column_names.end());
+    names.push_back(STRESS_COLUMN);
+    return names;
 }
 
 void check_subject(toml_section& from, expectation& into) {
@@ -174,7 +175,7 @@ void check_subject(toml_section& from, expectation& into) {
     } else if (into.of == subject::cell) {
         into.name = known_word(from, "cell", truth_column_names);
     } else if (into.of == subject::series) {
-        into.name = known_word(from, "series", column_names);
+        into.name = known_word(from, "series", series_quantities());
     }
 }
 
@@ -185,17 +186,30 @@ void check_within(const toml_section& from, std::string_view key, std::int64_t m
               std::string(key) + " comes when the scenario is over: it lasts " + duration_text(end_s));
 }
 
+// From when to when: a decision is taken after one moment and before another one.
+void read_span(toml_section& from, expectation& into, std::int64_t start_utc_s, std::int64_t end_s) {
+    const bool is_decision = into.of == subject::decision;
+    const std::string_view begin = is_decision ? "after" : "since";
+    const std::string_view end = is_decision ? "before" : "at";
+    into.at_s = from.moment(end, start_utc_s);
+    into.since_s = from.moment(begin, start_utc_s).value_or(0);
+    check_within(from, end, into.at_s.value_or(end_s), end_s, end_s);
+    check_within(from, begin, into.since_s, end_s - 1, end_s);
+    if (into.since_s > into.at_s.value_or(end_s))
+        from.fail(std::string(begin) + " is later than " + std::string(end));
+}
+
 void read_limits(toml_section& from, expectation& into) {
     into.is = from.text_or_number("is");
     into.min = from.number("min", -1e18, 1e18);
     into.max = from.number("max", -1e18, 1e18);
     const auto count = from.integer("count", 0, 1000000000);
     if (is_counted(into.of)) {
-        if (into.is) from.fail("a log line or record is counted: count, min or max");
+        if (into.is) from.fail("log lines, records and decisions are counted: count, min or max");
         if (count) into.min = into.max = static_cast<double>(*count);
         if (!into.min && !into.max) into.min = 1;
     } else {
-        if (count) from.fail("count is for log lines and records");
+        if (count) from.fail("count is for log lines, records and decisions");
         if (!into.is && !into.min && !into.max) from.fail("needs is, min or max");
     }
 }
@@ -224,24 +238,17 @@ expectation read_expectation(toml_section& from, std::int64_t start_utc_s, std::
     expectation read;
     read.where = from.where();
     std::size_t found = 0;
-    for (std::size_t i = 0; i < SUBJECT_NAMES.size(); ++i) {
-        const auto name = from.text(SUBJECT_NAMES[i]);
+    for (std::size_t i = 0; i < subject_names.size(); ++i) {
+        const auto name = from.text(subject_names[i]);
         if (!name) continue;
         read.of = static_cast<subject>(i);
         read.name = *name;
         found += 1;
     }
-    if (found != 1) from.fail("needs exactly one of property, file, log, record, cell and series");
+    if (found != 1) from.fail("needs exactly one of property, file, log, record, decision, cell and series");
     check_subject(from, read);
-    read.at_s = from.moment("at", start_utc_s);
-    read.since_s = from.moment("since", start_utc_s).value_or(0);
-    check_within(from, "at", read.at_s.value_or(end_s), end_s, end_s);
-    check_within(from, "since", read.since_s, end_s - 1, end_s);
-    if (read.since_s > read.at_s.value_or(end_s)) from.fail("since is later than at");
+    read_span(from, read, start_utc_s, end_s);
     read.is_throughout = from.flag("throughout").value_or(false);
-    if (read.is_throughout && read.of != subject::cell && read.of != subject::series) {
-        from.fail("throughout is for cell and series");
-    }
     read_limits(from, read);
     from.finish();
     return read;

@@ -130,14 +130,21 @@ struct scenario_event {
 };
 
 // What an expectation looks at.
-enum class subject : std::uint8_t { property, file, log, record, cell, series };
+enum class subject : std::uint8_t { property, file, log, record, decision, cell, series };
+inline constexpr std::array<std::string_view, 7> subject_names{"property", "file", "log",   "record",
+                                                               "decision", "cell", "series"};
+
+constexpr bool is_counted(subject of) {
+    return of == subject::log || of == subject::record || of == subject::decision;
+}
 
 struct expectation {
     subject of = subject::property;
-    std::string name;  // property; file.field; words of a log line; schema id or its beginning; column
+    std::string
+        name;  // property; file.field; words of a log line or decision; schema id or its beginning; column
     std::optional<std::int64_t> at_s;  // checked after the first cycle at or after it; none: at the end
-    std::int64_t since_s = 0;          // counts from here; a `throughout` range holds from here
-    bool is_throughout = false;        // the range holds after every cycle from since_s to at_s
+    std::int64_t since_s = 0;          // counts from here; what holds `throughout` holds from here
+    bool is_throughout = false;        // it holds after every cycle from since_s to at_s
     std::optional<std::string> is;
     std::optional<double> min, max;  // also of a count
     std::string where;               // file:line, for the message

@@ -13,35 +13,7 @@ namespace lab {
 
 namespace {
 
-constexpr std::int64_t DAY_S = 86400;
 constexpr std::size_t NEAR_ENOUGH = 3;  // edits
-
-struct unit {
-    std::string_view name;
-    std::int64_t seconds;
-};
-constexpr std::array<unit, 20> UNITS{{
-    {"s", 1},
-    {"sec", 1},
-    {"second", 1},
-    {"seconds", 1},
-    {"min", 60},
-    {"minute", 60},
-    {"minutes", 60},
-    {"h", 3600},
-    {"hour", 3600},
-    {"hours", 3600},
-    {"d", DAY_S},
-    {"day", DAY_S},
-    {"days", DAY_S},
-    {"w", 7 * DAY_S},
-    {"week", 7 * DAY_S},
-    {"weeks", 7 * DAY_S},
-    {"y", 365 * DAY_S},
-    {"year", 365 * DAY_S},
-    {"years", 365 * DAY_S},
-    {"m", 60},
-}};
 
 // Number of letters to insert, drop or change (Levenshtein).
 std::size_t edits(std::string_view a, std::string_view b) {
@@ -63,10 +35,6 @@ std::size_t edits(std::string_view a, std::string_view b) {
 std::string number_text(double value) {
     char text[32];
     return {text, std::to_chars(text, text + sizeof text, value).ptr};
-}
-
-void skip_blanks(std::string_view& rest) {
-    while (rest.starts_with(' ')) rest.remove_prefix(1);
 }
 
 }  // namespace
@@ -103,32 +71,6 @@ std::string meant(std::string_view given, std::span<const std::string_view> know
         list += known[i];
     }
     return list;
-}
-
-std::optional<std::int64_t> parse_duration(std::string_view text) {
-    std::int64_t total = 0;
-    bool has_part = false;
-    skip_blanks(text);
-    const bool is_negative = text.starts_with('-');
-    if (is_negative) text.remove_prefix(1);
-    while (!text.empty()) {
-        double amount = 0;
-        const auto parsed = std::from_chars(text.data(), text.data() + text.size(), amount);
-        if (parsed.ec != std::errc() || !(amount >= 0 && amount < 1e9)) return std::nullopt;
-        text.remove_prefix(static_cast<std::size_t>(parsed.ptr - text.data()));
-        skip_blanks(text);
-        const std::string_view word =
-            text.substr(0, std::min(text.find_first_of(" 0123456789"), text.size()));
-        const auto found =
-            std::find_if(UNITS.begin(), UNITS.end(), [&](const unit& u) { return u.name == word; });
-        if (found == UNITS.end()) return std::nullopt;
-        total += std::llround(amount * static_cast<double>(found->seconds));
-        has_part = true;
-        text.remove_prefix(word.size());
-        skip_blanks(text);
-    }
-    if (!has_part) return std::nullopt;
-    return is_negative ? -total : total;
 }
 
 std::optional<std::int32_t> parse_time_of_day(std::string_view text) {

@@ -9,6 +9,8 @@
 #include <string_view>
 #include <vector>
 
+#include "lab/io/time_text.h"
+
 // The library's own choice for one translation unit after another: no separate library, exceptions on.
 #define TOML_HEADER_ONLY 1
 #include <toml++/toml.h>
@@ -23,8 +25,6 @@ std::optional<std::string_view> nearest(std::string_view given, std::span<const 
 // ": did you mean X?", or a list of what there is.
 std::string meant(std::string_view given, std::span<const std::string_view> known);
 
-// "3 d 4 h", "90 s", "2 weeks", "3 years" (of 365 days); nothing when it is no duration.
-std::optional<std::int64_t> parse_duration(std::string_view text);
 // "07:00" or "07:00:30" as seconds of the day; nothing when it is no time of day.
 std::optional<std::int32_t> parse_time_of_day(std::string_view text);
 // Seconds since 1970 of a local date and time of this process's zone; nothing when there is no such time.

@@ -17,9 +17,11 @@ enum class truth_column : std::uint8_t {
     resistance_pct,     // of the new cell's
     charger,            // 0 none, 1 usb, 2 wall, 3 wireless
     screen,             // 0 on, 1 off, 2 suspended
+    true_level_pct,     // of the charge between the bottom and the published top of charge, at rest
+    equivalent_cycles,  // charge moved in and out, in full cycles of the new cell
 };
-inline constexpr std::array<std::string_view, 9> truth_column_names{
-    "sim_s",          "true_soc_pct", "true_mv", "true_ma", "true_temp_c", "capacity_left_pct",
-    "resistance_pct", "charger",      "screen"};
+inline constexpr std::array<std::string_view, 11> truth_column_names{
+    "sim_s",          "true_soc_pct", "true_mv", "true_ma",        "true_temp_c",      "capacity_left_pct",
+    "resistance_pct", "charger",      "screen",  "true_level_pct", "equivalent_cycles"};
 
 }  // namespace lab

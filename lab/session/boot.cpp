@@ -6,6 +6,7 @@
 
 #include "core/daemon.h"
 #include "lab/session/sampler.h"
+#include "lab/session/stress_gauge.h"
 
 namespace lab {
 
@@ -101,6 +102,7 @@ void send_number(wire::sender& to, wire::kind what, auto number) {
 void run_cycles(course& device_course, device& on, boot_wishes wishes, wire::sender& to,
                 wire::shared_state& shared) {
     sampler nodes(on);
+    stress_gauge stress;
     cycle after;
     int until_progress = CYCLES_PER_PROGRESS;
     while (device_course.next_cycle(on)) {
@@ -112,6 +114,7 @@ void run_cycles(course& device_course, device& on, boot_wishes wishes, wire::sen
             after.elapsed_s = on.elapsed_s;
             after.real_time_s = on.real_time_s;
             after.daemon = read_daemon_columns();
+            after.stress_h = stress.read();
             if (wishes.samples) after.seen = nodes.read();
             device_course.truth(after.truth);
             wire::send_cycle(to, after);

@@ -39,6 +39,9 @@ enum class column : std::uint8_t {
 constexpr std::size_t COLUMN_COUNT = 23;
 extern const std::array<std::string_view, COLUMN_COUNT> column_names;
 
+// cycle::stress_h as a column of the series, where it follows those.
+inline constexpr std::string_view STRESS_COLUMN = "stress_h";
+
 // The nodes as the daemon could read them in this cycle; empty where a node is missing or holds no number.
 struct sample {
     std::optional<std::int32_t> voltage_uv;
@@ -54,6 +57,7 @@ struct cycle {
     std::int64_t real_time_s = 0;
     std::array<std::int32_t, COLUMN_COUNT> daemon{};
     sample seen;
+    double stress_h = 0;        // of the daemon's histogram as it stands in memory, without a test's offset
     std::vector<double> truth;  // the simulated phone's own columns (course::truth_names), empty in a replay
 
     std::int32_t operator[](column which) const { return daemon[static_cast<std::size_t>(which)]; }

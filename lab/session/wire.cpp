@@ -18,6 +18,7 @@ struct cycle_numbers {
     std::int64_t real_time_s;
     std::array<std::int32_t, COLUMN_COUNT> daemon;
     sample seen;
+    double stress_h;
     std::uint32_t truth_count;
 };
 
@@ -144,7 +145,8 @@ void receive_event(body from, event& what) {
 void send_cycle(sender& to, const cycle& after) {
     const auto count = static_cast<std::uint32_t>(after.truth.size());
     to.begin(kind::cycle, sizeof(cycle_numbers) + count * sizeof(double));
-    to.put_number(cycle_numbers{after.elapsed_s, after.real_time_s, after.daemon, after.seen, count});
+    to.put_number(
+        cycle_numbers{after.elapsed_s, after.real_time_s, after.daemon, after.seen, after.stress_h, count});
     to.put(after.truth.data(), count * sizeof(double));
     to.end();
 }
@@ -155,6 +157,7 @@ void receive_cycle(body from, cycle& after) {
     after.real_time_s = numbers.real_time_s;
     after.daemon = numbers.daemon;
     after.seen = numbers.seen;
+    after.stress_h = numbers.stress_h;
     after.truth.resize(numbers.truth_count);
     for (double& value : after.truth) value = from.number<double>();
 }

@@ -20,8 +20,16 @@ std::string number_text(double value) {
     return {text, std::to_chars(text, text + sizeof text, value).ptr};
 }
 
-bool is_in_range(const expectation& wanted, double value) {
+bool is_met(const expectation& wanted, double value) {
+    if (wanted.is) return number_text(value) == *wanted.is;
     return value >= wanted.min.value_or(value) && value <= wanted.max.value_or(value);
+}
+
+bool is_met(const expectation& wanted, const std::string& found) {
+    if (wanted.is) return found == *wanted.is;
+    double value = 0;
+    const auto parsed = std::from_chars(found.data(), found.data() + found.size(), value);
+    return parsed.ec == std::errc() && is_met(wanted, value);
 }
 
 // By the record's name here, or by the beginning of its schema id.
@@ -43,11 +51,16 @@ std::string expected_text(const expectation& wanted) {
 }
 
 std::string subject_text(const expectation& wanted) {
-    constexpr std::string_view NAMES[] = {
-        "property ", "file ", "log lines with \"", "records of ", "the simulated phone's ", "series "};
+    constexpr std::string_view NAMES[] = {"property ",
+                                          "file ",
+                                          "log lines with \"",
+                                          "records of ",
+                                          "decisions with \"",
+                                          "the simulated phone's ",
+                                          "series "};
     std::string text(NAMES[static_cast<std::size_t>(wanted.of)]);
     text += wanted.name;
-    if (wanted.of == subject::log) text += '"';
+    if (wanted.of == subject::log || wanted.of == subject::decision) text += '"';
     return text;
 }
 
@@ -77,9 +90,13 @@ std::string field_in(const device_image& image, const std::string& name) {
 }  // namespace
 
 expectation_checker::expectation_checker(const scenario& of, device_image before)
-    : scenario_(of), image_(std::move(before)), progress_(of.expectations.size()) {
+    : scenario_(of),
+      image_(std::move(before)),
+      progress_(of.expectations.size()),
+      told_([this](const decision& told) { decisions_.push_back(told); }, image_) {
     for (const auto& each : of.expectations) {
         has_throughout_ = has_throughout_ || each.is_throughout;
+        has_decisions_ = has_decisions_ || each.of == subject::decision;
         has_counts_ = has_counts_ || each.of == subject::log || each.of == subject::record;
     }
 }
@@ -90,6 +107,7 @@ void expectation_checker::on_event(const event& what) {
         image_.forget_volatile();
     }
     apply(what);
+    if (has_decisions_) told_.on_event(what);
     if (has_counts_ && (what.kind == event_kind::log || what.kind == event_kind::metric)) {
         pending_.push_back(what);
     }
@@ -122,13 +140,16 @@ void expectation_checker::on_cycle(const cycle& after) {
     const auto now_s = static_cast<std::int64_t>(after.truth[0]);
     for (const event& each : pending_) count(each, now_s);
     pending_.clear();
+    last_ = after;
+    if (has_decisions_) told_.on_cycle(after);
+    for (const decision& each : std::exchange(decisions_, {})) count(each);
     const bool is_due = now_s >= next_due_s_;
     if (has_throughout_ || is_due) {
         next_due_s_ = NEVER_S;
         for (std::size_t i = 0; i < progress_.size(); ++i) {
             const expectation& wanted = scenario_.expectations[i];
             if (progress_[i].is_done) continue;
-            if (wanted.is_throughout && now_s >= wanted.since_s) watch_range(wanted, progress_[i], after);
+            if (wanted.is_throughout && now_s >= wanted.since_s) watch(wanted, progress_[i], after);
             if (!wanted.at_s) continue;
             if (now_s >= *wanted.at_s) {
                 check(wanted, progress_[i], after);
@@ -137,14 +158,28 @@ void expectation_checker::on_cycle(const cycle& after) {
             }
         }
     }
-    last_ = after;
 }
 
 void expectation_checker::finish(const device_image& after) {
     image_ = after;
     for (const event& each : pending_) count(each, scenario_.duration_s());
+    if (has_decisions_) told_.finish();
+    for (const decision& each : std::exchange(decisions_, {})) count(each);
     for (std::size_t i = 0; i < progress_.size(); ++i) {
         if (!progress_[i].is_done) check(scenario_.expectations[i], progress_[i], last_);
+    }
+}
+
+// A decision is told when its cycle is over, or at the end of what it tells of.
+void expectation_checker::count(const decision& told) {
+    const auto now_s = last_.truth.empty() ? 0 : static_cast<std::int64_t>(last_.truth[0]);
+    const std::int64_t at_s = now_s - (last_.elapsed_s - told.elapsed_s);
+    const std::string text = told.feature + ": " + told.sentence;
+    for (std::size_t i = 0; i < progress_.size(); ++i) {
+        const expectation& wanted = scenario_.expectations[i];
+        if (wanted.of != subject::decision || progress_[i].is_done) continue;
+        if (at_s < wanted.since_s || at_s > wanted.at_s.value_or(at_s)) continue;
+        if (text.find(wanted.name) != std::string::npos) progress_[i].count += 1;
     }
 }
 
@@ -153,48 +188,35 @@ double expectation_checker::value_of(const expectation& wanted, const cycle& at)
         return static_cast<std::size_t>(std::find(names.begin(), names.end(), wanted.name) - names.begin());
     };
     if (wanted.of == subject::cell) return at.truth.at(place(truth_column_names));
-    return at.daemon.at(place(column_names));
+    return wanted.name == STRESS_COLUMN ? at.stress_h : at.daemon.at(place(column_names));
 }
 
-void expectation_checker::watch_range(const expectation& wanted, progress& so_far, const cycle& after) {
-    const double value = value_of(wanted, after);
-    if (so_far.is_broken || is_in_range(wanted, value)) return;
+std::string expectation_checker::found_text(const expectation& wanted, const progress& so_far,
+                                            const cycle& at) const {
+    if (is_counted(wanted.of)) return std::to_string(so_far.count);
+    if (wanted.of == subject::property) return text_in(image_.properties, wanted.name);
+    if (wanted.of == subject::file) return field_in(image_, wanted.name);
+    return at.truth.empty() ? "no cycle" : number_text(value_of(wanted, at));
+}
+
+void expectation_checker::watch(const expectation& wanted, progress& so_far, const cycle& after) {
+    if (so_far.is_broken) return;
+    const bool is_quantity = wanted.of == subject::cell || wanted.of == subject::series;
+    if (is_quantity && is_met(wanted, value_of(wanted, after))) return;
+    const std::string found = found_text(wanted, so_far, after);
+    if (!is_quantity && is_met(wanted, found)) return;
     so_far.is_broken = true;
-    so_far.broken_at = number_text(value) + " at " + duration_text(static_cast<std::int64_t>(after.truth[0]));
+    so_far.broken_at = found + " at " + duration_text(static_cast<std::int64_t>(after.truth[0]));
 }
 
 void expectation_checker::check(const expectation& wanted, progress& so_far, const cycle& at) {
     so_far.is_done = true;
-    std::string found;
-    bool holds = false;
-    switch (wanted.of) {
-        case subject::property:
-            found = text_in(image_.properties, wanted.name);
-            break;
-        case subject::file:
-            found = field_in(image_, wanted.name);
-            break;
-        case subject::log:
-        case subject::record:
-            found = std::to_string(so_far.count);
-            break;
-        case subject::cell:
-        case subject::series:
-            if (wanted.is_throughout) {
-                if (so_far.is_broken) fail(wanted, so_far, so_far.broken_at);
-                return;
-            }
-            found = at.truth.empty() ? "no cycle" : number_text(value_of(wanted, at));
-            break;
+    if (wanted.is_throughout) {
+        if (so_far.is_broken) fail(wanted, so_far, so_far.broken_at);
+        return;
     }
-    if (wanted.is) {
-        holds = found == *wanted.is;
-    } else {
-        double value = 0;
-        const auto parsed = std::from_chars(found.data(), found.data() + found.size(), value);
-        holds = parsed.ec == std::errc() && is_in_range(wanted, value);
-    }
-    if (!holds) fail(wanted, so_far, wanted.is ? "\"" + found + "\"" : found);
+    const std::string found = found_text(wanted, so_far, at);
+    if (!is_met(wanted, found)) fail(wanted, so_far, wanted.is ? "\"" + found + "\"" : found);
 }
 
 void expectation_checker::fail(const expectation& wanted, progress& of, const std::string& found) {

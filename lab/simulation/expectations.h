@@ -9,6 +9,7 @@
 #include "lab/scenario/scenario.h"
 #include "lab/session/course.h"
 #include "lab/session/listener.h"
+#include "lab/story/story.h"
 
 namespace lab {
 
@@ -21,7 +22,7 @@ class expectation_checker : public listener {
     void on_cycle(const cycle& after) override;
     bool wants_events() const override { return !progress_.empty(); }
     bool wants_cycles() const override { return !progress_.empty(); }
-    bool wants_samples() const override { return false; }
+    bool wants_samples() const override { return has_decisions_; }
 
     // The run is over and left `after`: checks what holds at the end.
     void finish(const device_image& after);
@@ -40,16 +41,18 @@ class expectation_checker : public listener {
     struct progress {
         std::int64_t count = 0;
         bool is_done = false;
-        bool is_broken = false;  // a range that holds throughout did not
+        bool is_broken = false;  // what must hold throughout did not
         std::string broken_at;
         std::string found;  // not what was expected; empty: it holds
     };
 
     void apply(const event& what);
     void count(const event& what, std::int64_t at_s);
-    void watch_range(const expectation& wanted, progress& so_far, const cycle& after);
+    void count(const decision& told);
+    void watch(const expectation& wanted, progress& so_far, const cycle& after);
     void check(const expectation& wanted, progress& so_far, const cycle& at);
     double value_of(const expectation& wanted, const cycle& at) const;
+    std::string found_text(const expectation& wanted, const progress& so_far, const cycle& at) const;
     void fail(const expectation& wanted, progress& of, const std::string& found);
 
     const scenario& scenario_;
@@ -61,6 +64,9 @@ class expectation_checker : public listener {
     std::int64_t next_due_s_ = 0;
     bool has_throughout_ = false;
     bool has_counts_ = false;
+    bool has_decisions_ = false;
+    story told_;
+    std::vector<decision> decisions_;  // of the step under way
     std::vector<std::string> failures_;
 };
 

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <type_traits>
 
+#include "charge_mgr/charge_mgr.h"
 #include "lab/io/error.h"
 #include "lab/state/state_layout.h"
 
@@ -220,7 +221,10 @@ void simulated_course::truth(std::vector<double>& values) const {
               rounded(phone.ageing.health.capacity * 100),
               rounded(phone.ageing.health.resistance * 100),
               static_cast<double>(world_.around().charger),
-              static_cast<double>(world_.now().screen)};
+              static_cast<double>(world_.now().screen),
+              rounded(level_.pct(model_.battery(), phone.cell.soc, model_.temperature_c(),
+                                 charge_mgr__get_bot_of_charge_mv(), charge_mgr__get_top_of_charge_mv())),
+              rounded(phone.throughput_mah / 2 / scenario_.phone.cell.capacity_mah)};
 }
 
 std::string simulated_course::save() const {

@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "lab/phone/level.h"
 #include "lab/scenario/scenario.h"
 #include "lab/scenario/truth.h"
 #include "lab/session/course.h"
@@ -80,6 +81,7 @@ class simulated_course : public course {
     sensor_nodes nodes_;
     daemon_orders orders_;
     bool is_first_cycle_ = false;
+    mutable phone::level_gauge level_;
 };
 
 }  // namespace lab

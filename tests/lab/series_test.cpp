@@ -24,6 +24,7 @@ lab::cycle some_cycle() {
     made.real_time_s = 1767225600;
     for (std::size_t i = 0; i < lab::COLUMN_COUNT; ++i) made.daemon[i] = INT32_MIN + static_cast<int>(i);
     made.seen = {4000000, -300000, std::nullopt, 50, 2};
+    made.stress_h = 0.125;
     made.truth = {0.1, -1e300, 12345678.0};
     return made;
 }
@@ -45,9 +46,10 @@ TEST(Series, HasExactlyTheColumnsOfTheFormat) {
     row.elapsed_s = 10;
     row.daemon[0] = 4450;
     row.daemon[22] = -7;
-    std::string expected = std::string(HEADER) + "\n1,10,4450";
+    std::string expected = std::string(HEADER) + ",stress_h\n1,10,4450";
     for (int i = 1; i < 22; ++i) expected += ",0";
-    EXPECT_EQ(written(false, {}, {row}), expected + ",-7\n");
+    row.stress_h = 12.3456;
+    EXPECT_EQ(written(false, {}, {row}), expected + ",-7,12.346\n");
 }
 
 TEST(Series, WritesThePhonesNumbersAsDecimalsAndEachRowAfresh) {
@@ -60,9 +62,9 @@ TEST(Series, WritesThePhonesNumbersAsDecimalsAndEachRowAfresh) {
     std::string zeros;
     for (int i = 0; i < 22; ++i) zeros += ",0";
     const std::string text = written(false, {"a", "b", "c", "d"}, rows);
-    EXPECT_EQ(text.substr(text.find('\n')), "\n1,0" + zeros + ",0,100000,-0.05,4174.484,100" + "\n1,10" +
-                                                zeros + ",0,100000,0.5,4174.48,-3" + "\n1,10" + zeros +
-                                                ",-1,-0.001,0.5,1e+300,0\n");
+    EXPECT_EQ(text.substr(text.find('\n')), "\n1,0" + zeros + ",0,0,100000,-0.05,4174.484,100" + "\n1,10" +
+                                                zeros + ",0,0,100000,0.5,4174.48,-3" + "\n1,10" + zeros +
+                                                ",-1,0,-0.001,0.5,1e+300,0\n");
 }
 
 TEST(Series, ComesBackFromTheFileWithSamplesAndTruth) {
@@ -70,7 +72,7 @@ TEST(Series, ComesBackFromTheFileWithSamplesAndTruth) {
     const std::string text = written(true, {"soc_true", "ocv_true", "r_true"}, {row});
     EXPECT_EQ(text.substr(0, text.find('\n')),
               std::string(HEADER) +
-                  ",realtime_s,voltage_now,current_now,temp,capacity,status,soc_true,ocv_true,r_true");
+                  ",stress_h,realtime_s,voltage_now,current_now,temp,capacity,status,soc_true,ocv_true,r_true");
     lab::series_reader reader(lab::input_file::from_text(text, "s.csv"));
     EXPECT_TRUE(reader.has_samples());
     EXPECT_THAT(reader.truth_names(), ElementsAre("soc_true", "ocv_true", "r_true"));
@@ -83,6 +85,7 @@ TEST(Series, ComesBackFromTheFileWithSamplesAndTruth) {
     EXPECT_EQ(back.seen.voltage_uv, 4000000);
     EXPECT_EQ(back.seen.temperature_decic, std::nullopt);
     EXPECT_EQ(back.seen.status, 2);
+    EXPECT_EQ(back.stress_h, 0.125);
     EXPECT_EQ(back.truth, row.truth);
     EXPECT_FALSE(reader.next(back));
 }

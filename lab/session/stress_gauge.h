@@ -1,0 +1,24 @@
+// stress_gauge: the stress hours of the daemon's lifetime histogram as it stands in this process, cycle by cycle.
+// The daemon itself adds them up every 48 hours only, and corrects the table while it does; this only looks.
+#pragma once
+
+#include <array>
+#include <cstddef>
+
+#include "stress/stress_bands.h"
+
+namespace lab {
+
+class stress_gauge {
+  public:
+    // To three decimals, without the offset that a test may set. Entries that the daemon would reject bring nothing.
+    double read();
+
+  private:
+    using row = std::array<float, TEMP_BANDS>;
+
+    std::array<row, VOLT_BANDS> seen_{};      // the table as it was last read
+    std::array<double, VOLT_BANDS> row_h_{};  // what each row of it brings
+};
+
+}  // namespace lab

@@ -12,6 +12,7 @@
 
 #include "lab/cli/command_tree.h"
 #include "lab/cli/commands.h"
+#include "lab/compare/identity.h"
 #include "lab/io/error.h"
 #include "lab/io/harmless_stream.h"
 #include "lab/io/text.h"
@@ -46,6 +47,12 @@ std::string usage_message(const CLI::App& app, const CLI::ParseError& error) {
     return message + " (see " + path + " --help)";
 }
 
+// For a person, and for a comparison that wants to know what two builds have in common.
+std::string version_text() {
+    const build_identity& build = this_build();
+    return "vorn-lab " VORN_VERSION "\ndaemon " + build.daemon + "\nlab " + build.lab;
+}
+
 int run(CLI::App& app, int argc, const char* const* argv) {
     try {
         app.parse(argc, argv);
@@ -76,7 +83,7 @@ int run(CLI::App& app, int argc, const char* const* argv) {
 
 int run_command_line(int argc, const char* const* argv) {
     CLI::App app("Runs the battery charge management daemon vorn on a virtual device.", "vorn-lab");
-    app.set_version_flag("--version", "vorn-lab " VORN_VERSION);
+    app.set_version_flag("--version", version_text());
     add_commands(app);
     // What goes into a file or a program keeps its bytes.
     const harmless_stream messages(std::cerr);

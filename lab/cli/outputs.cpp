@@ -4,6 +4,8 @@
 #include <algorithm>
 
 #include "lab/io/error.h"
+#include "lab/io/text.h"
+#include "lab/io/time_text.h"
 #include "lab/recordings/device_root.h"
 
 namespace lab {
@@ -25,6 +27,16 @@ std::optional<std::string> root_of_trace(const output_options& options, const de
     return options.trace + ".root";
 }
 
+// Of --every, in seconds; 0 without it.
+std::int64_t stretch_s(const output_options& options) {
+    if (options.every.empty()) return 0;
+    const auto stretch_s = parse_duration(options.every);
+    if (!stretch_s || *stretch_s <= 0)
+        throw input_error("--every: not a duration such as 10min or 1h: " + for_message(options.every));
+    if (options.series.empty()) throw input_error("--every thins a series: there is no --series");
+    return *stretch_s;
+}
+
 }  // namespace
 
 bool output_options::has_any() const {
@@ -38,19 +50,16 @@ bool output_options::is_on_standard_output() const {
 }
 
 void add_output_options(CLI::App& command, output_options& into) {
-    command
-        .add_option("--events", into.events, "Write every visible effect as JSON Lines; - is standard output")
+    command.add_option("--events", into.events, "Write every effect as JSON Lines; - is standard output")
         ->type_name("FILE");
-    command
-        .add_option("--series", into.series,
-                    "Write the daemon's state, and a simulated phone's, after every cycle as CSV")
+    command.add_option("--series", into.series, "Write the state after every cycle as CSV")
         ->type_name("FILE");
     command.add_flag("--samples", into.with_samples, "Add what the daemon saw to the series");
+    command.add_option("--every", into.every, "Thin the series to a row in each, such as 10min")
+        ->type_name("DURATION");
     command.add_option("--report", into.report, "Write a page that shows what happened and why")
         ->type_name("FILE");
-    command
-        .add_option("--root", into.root,
-                    "Directory with the device's files and properties at the start; never changed")
+    command.add_option("--root", into.root, "The device's files and properties; never changed")
         ->type_name("DIR");
     command.add_option("--save-root", into.save_root, "Keep there what the device holds at the end")
         ->type_name("DIR");
@@ -68,10 +77,12 @@ outputs::outputs(const output_options& options, const named_file& input, const r
                                      {"--trace", options.trace},
                                      {"--report", options.report}});
     (void)root_of_trace(options, start);  // better refused now than after the run
+    const std::int64_t every_s = stretch_s(options);
     if (!options.save_root.empty()) require_savable_root(options.save_root);
     if (!options.events.empty()) events_.emplace(events_file_.emplace(options.events));
     if (!options.series.empty())
-        series_.emplace(series_file_.emplace(options.series), options.with_samples, about.truth_names);
+        series_.emplace(series_file_.emplace(options.series), options.with_samples, about.truth_names,
+                        every_s);
     if (!options.trace.empty()) trace_.emplace(options.trace);
     if (!options.report.empty()) page_.emplace(options.report, about, start);
 }

@@ -24,6 +24,7 @@ struct output_options {
     std::string events;
     std::string series;
     bool with_samples = false;
+    std::string every;  // of the series, a duration; empty: all
     std::string trace;
     std::string report;
     std::string root;  // a directory, read before the run and never changed
@@ -33,7 +34,7 @@ struct output_options {
     bool is_on_standard_output() const;
 };
 
-// The options of every command that runs the daemon: --events, --series, --samples, --report, --root,
+// The options of every command that runs the daemon: --events, --series, --samples, --every, --report, --root,
 // --save-root.
 void add_output_options(CLI::App& command, output_options& into);
 

@@ -14,6 +14,9 @@
 #include "lab/cli/commands.h"
 #include "lab/cli/outputs.h"
 #include "lab/cli/progress_bar.h"
+#include "lab/compare/run_json.h"
+#include "lab/compare/run_one.h"
+#include "lab/compare/run_text.h"
 #include "lab/io/error.h"
 #include "lab/io/time_text.h"
 #include "lab/recordings/trace_course.h"
@@ -33,6 +36,7 @@ struct replay_options {
     output_options outputs;
     bool shows_log = false;
     bool shows_routine = false;
+    bool prints_json = false;
 };
 
 trace_reader::constant_columns parse_constants(const std::vector<std::string>& assignments) {
@@ -66,8 +70,10 @@ void print_head(const trace_course& course, const std::string& zone) {
               << ", " << zone << "\n\n";
 }
 
-void print_end(const cost& counted, const device_image& image) {
-    std::cout << '\n' << cost_text(counted) << "\nproperties at the end\n";
+void print_end(const run_result& result, const cost& counted, const device_image& image) {
+    std::cout << "\nHow it ended\n"
+              << run_text(result) << '\n'
+              << cost_text(counted) << "\nproperties at the end\n";
     for (const auto& [name, value] : image.properties) std::cout << "  " << name << " = " << value << '\n';
 }
 
@@ -78,7 +84,7 @@ void replay(const replay_options& options) {
                      [](const std::string& line) { std::cerr << "vorn-lab: " << line << '\n'; }));
     const device_image start = image_in_root(options.outputs);
     const std::string title = std::filesystem::path(options.trace).stem().string();
-    report::facts about{title, "replay", true, {}};
+    report::facts about{title, "replay", true, course.truth_names()};
     about.made_up_clock_s = DEFAULT_WALL_CLOCK_S;
     about.source = options.trace;
     about.digest = digest_text(options.trace);
@@ -86,7 +92,10 @@ void replay(const replay_options& options) {
     outputs files(options.outputs, {"TRACE", options.trace}, about, start);
     std::vector<listener*> listeners;
     files.listen(listeners);
-    const bool is_silent = !options.outputs.events.empty() || options.outputs.is_on_standard_output();
+    if (options.prints_json && options.outputs.is_on_standard_output())
+        throw input_error("--json: standard output is taken already");
+    const bool is_silent =
+        options.prints_json || !options.outputs.events.empty() || options.outputs.is_on_standard_output();
     event_log log(std::cout);
     story_lines lines(std::cout, options.shows_routine);
     story told([&](const decision& what) { lines.tell(what, local_time_text(what.real_time_s)); }, start);
@@ -104,17 +113,13 @@ void replay(const replay_options& options) {
         told.finish();
         lines.finish();
     };
-    device_image image = start;
-    try {
-        if (!course.is_empty()) run_session(course, image, listeners);
-    } catch (const daemon_crashed&) {
-        finish_printing();
-        files.keep(nullptr);  // what led to the crash is worth keeping
-        throw;
-    }
+    const run_end end = run_trace(course, start, options.constants, {listeners, nullptr});
     finish_printing();
-    files.keep(&image);
-    if (!is_silent) print_end(counted, image);
+    const bool has_crashed = end.result.status == run_status::crashed;
+    files.keep(has_crashed ? nullptr : &end.image);  // what led to a crash is worth keeping
+    if (options.prints_json) std::cout << run_document({json_of(end.result)}) << std::flush;
+    if (has_crashed) throw daemon_crashed(end.result.error);
+    if (!is_silent) print_end(end.result, counted, end.image);
 }
 
 }  // namespace
@@ -130,6 +135,7 @@ void add_replay_command(CLI::App& app) {
         ->allow_extra_args(false);
     command.add_flag("--log", options->shows_log,
                      "Print every log line, record and write instead of the story");
+    command.add_flag("--json", options->prints_json, "Print the result as JSON (docs/formats.md)");
     command.add_flag("--all", options->shows_routine, "Show routine decisions too");
     command.callback([options] { replay(*options); });
 }

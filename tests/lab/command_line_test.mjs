@@ -87,7 +87,7 @@ test("zsh completes what may follow", { skip: !isThere("zsh") && "no zsh here" }
   put("some_dir/file", "");
   const cases = [["vorn-lab sta", "vorn-lab state "], ["vorn-lab ", "replay  ", "simulate  ", "Print the battery curves"],
     ["vorn-lab state ", "diff ", "fields ", "set ", "show "], ["vorn-lab state set some_dir toc", "toc_clients=|"],
-    ["vorn-lab replay --ev", "--events "], ["vorn-lab replay --root some", "some_dir/|"], ["vorn-lab replay some", "some.csv", "some_dir/"],
+    ["vorn-lab replay --eve", "--events "], ["vorn-lab replay --root some", "some_dir/|"], ["vorn-lab replay some", "some.csv", "some_dir/"],
     ["vorn-lab metrics --record topoff_s", "topoff_set "], ["vorn-lab completion z", "zsh "]];
   const shown = shell("zsh", "-f", `${PROJECT}tests/lab/zsh_complete.zsh`, ".", ...cases.map(([typed]) => typed));
   assert.equal(shown.length, cases.length, shown.join("\n"));

@@ -70,9 +70,10 @@ TEST(Series, WritesThePhonesNumbersAsDecimalsAndEachRowAfresh) {
 TEST(Series, ComesBackFromTheFileWithSamplesAndTruth) {
     const lab::cycle row = some_cycle();
     const std::string text = written(true, {"soc_true", "ocv_true", "r_true"}, {row});
-    EXPECT_EQ(text.substr(0, text.find('\n')),
-              std::string(HEADER) +
-                  ",stress_h,realtime_s,voltage_now,current_now,temp,capacity,status,soc_true,ocv_true,r_true");
+    EXPECT_EQ(
+        text.substr(0, text.find('\n')),
+        std::string(HEADER) +
+            ",stress_h,realtime_s,voltage_now,current_now,temp,capacity,status,soc_true,ocv_true,r_true");
     lab::series_reader reader(lab::input_file::from_text(text, "s.csv"));
     EXPECT_TRUE(reader.has_samples());
     EXPECT_THAT(reader.truth_names(), ElementsAre("soc_true", "ocv_true", "r_true"));

@@ -35,8 +35,9 @@ LAB_REACH = {
     'simulation': 'io phone recordings records scenario session state story tally',
     'evidence': 'io recordings records report session state story tally',
     'wiring': 'evidence io recordings session state',
-    'cli': 'evidence io recordings records report scenario session simulation state story tally wiring',
-    'main.cpp': 'cli',
+    'compare': 'io recordings records report scenario session simulation state story tally',
+    'cli': 'compare evidence io recordings records report scenario session simulation state story tally wiring',
+    'main.cpp': 'cli compare',
 }
 # Of the seam, the floors above see these three and none of its implementations.
 SEAM = ['platform/android_log.h', 'platform/os.h', 'platform/properties.h']

@@ -116,7 +116,8 @@ std::uint64_t device_log::take_block(std::string_view all, std::string_view bloc
 void device_log::take_line(std::string_view line, std::string_view before, place at) {
     if (line.starts_with('[') && line.find("]: [") != line.npos) return take_property(line, at);
     if (line.starts_with(REPORT_HEAD)) {
-        report_times_.try_emplace(at.source, std::string(line.substr(REPORT_HEAD.size(), 19)), at);
+        report_times_.try_emplace(at.source,
+                                  sourced_text{std::string(line.substr(REPORT_HEAD.size(), 19)), at});
         return;
     }
     const auto found = metrics::read_daemon_line(line, before);
@@ -151,10 +152,9 @@ void device_log::absorb(const device_log& other, std::uint32_t first_source) {
         entries_.push_back(each);
     }
     for (const auto& [name, value] : other.properties_)
-        properties_.try_emplace(name, value.text, place{value.at.source + first_source, value.at.line});
+        properties_.try_emplace(name, value.moved_by(first_source));
     for (const auto& [source, time] : other.report_times_)
-        report_times_.try_emplace(source + first_source, time.text,
-                                  place{time.at.source + first_source, time.at.line});
+        report_times_.try_emplace(source + first_source, time.moved_by(first_source));
     lines_seen_ += other.lines_seen_;
 }
 
@@ -167,7 +167,7 @@ void device_log::take_property(std::string_view line, place at) {
     const bool is_wanted = line.starts_with(ZONE_PROPERTY) || name.find(".vorn.") != name.npos;
     if (!is_wanted) return;
     const std::string_view value = line.substr(split + 4, line.size() - split - 5);
-    properties_.try_emplace(std::string(name), std::string(value), at);
+    properties_.try_emplace(std::string(name), sourced_text{std::string(value), at});
 }
 
 }  // namespace lab

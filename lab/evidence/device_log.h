@@ -31,6 +31,9 @@ struct log_entry {
 struct sourced_text {
     std::string text;
     place at;
+
+    // The same, where `first` sources come before those that it was read among.
+    sourced_text moved_by(std::uint32_t first) const { return {text, {at.source + first, at.line}}; }
 };
 
 class device_log {

@@ -168,7 +168,7 @@ class reader {
             const std::string name = line.substr(0, equals);
             if (name.find(".vorn.") == name.npos && name != "persist.sys.timezone") continue;
             into_.image.properties.try_emplace(name, line.substr(equals + 1));
-            into_.image_from.try_emplace(name, number, line_number);
+            into_.image_from.try_emplace(name, place{number, line_number});
         }
     }
 
@@ -227,7 +227,7 @@ void absorb_evidence(dossier& into, dossier&& other) {
     }
     into.image.properties.merge(other.image.properties);
     for (const auto& [name, at] : other.image_from)
-        into.image_from.try_emplace(name, at.source + first, at.line);
+        into.image_from.try_emplace(name, place{at.source + first, at.line});
     const auto take = [first](std::optional<sourced_file>& table, std::optional<sourced_file>& from) {
         if (table || !from) return;
         table = std::move(from);

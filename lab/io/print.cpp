@@ -7,7 +7,7 @@ namespace lab {
 
 namespace {
 
-void append(std::string& out, const char* format, std::va_list values) {
+[[gnu::format(printf, 2, 0)]] void append(std::string& out, const char* format, std::va_list values) {
     std::va_list again;
     va_copy(again, values);
     const auto length = static_cast<std::size_t>(std::vsnprintf(nullptr, 0, format, again));

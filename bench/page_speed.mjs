@@ -49,33 +49,41 @@ const PAN = `(async () => {
 
 /** Milliseconds of processor time of the page's thread so far. */
 const threadTime = async (session) => {
-  const { metrics } = await session.send("Performance.getMetrics");
-  return metrics.find(({ name }) => name === "TaskDuration").value * 1000;
+    const { metrics } = await session.send("Performance.getMetrics");
+    return metrics.find(({ name }) => name === "TaskDuration").value * 1000;
 };
 
-const figures = { "processor time until ready, ms": [], "processor time of a zoom, ms": [], "charts stand, ms": [], "page ready, ms": [], "zoom to frame, ms": [], "longest task, ms": [], "frames a second": [] };
+const figures = {
+    "processor time until ready, ms": [],
+    "processor time of a zoom, ms": [],
+    "charts stand, ms": [],
+    "page ready, ms": [],
+    "zoom to frame, ms": [],
+    "longest task, ms": [],
+    "frames a second": [],
+};
 for (let i = 0; i < Number(runs); ++i) {
-  const browser = await Browser.start();
-  try {
-    await browser.resize(1440, 1000);
-    await browser.page.evaluateOnNewDocument(WATCH_TASKS);
-    const session = await browser.page.createCDPSession();
-    await session.send("Performance.enable", { timeDomain: "threadTicks" });
-    figures["page ready, ms"].push(await browser.open(file));
-    const opened = await threadTime(session);
-    figures["processor time until ready, ms"].push(opened);
-    figures["charts stand, ms"].push(Number(await browser.run("document.documentElement.dataset.drawn")));
-    figures["zoom to frame, ms"].push(Math.max(...(await browser.run(ZOOM))));
-    figures["processor time of a zoom, ms"].push(((await threadTime(session)) - opened) / ZOOMS);
-    figures["frames a second"].push(await browser.run(PAN));
-    figures["longest task, ms"].push(await browser.run("window.longest"));
-  } finally {
-    await browser.stop();
-  }
+    const browser = await Browser.start();
+    try {
+        await browser.resize(1440, 1000);
+        await browser.page.evaluateOnNewDocument(WATCH_TASKS);
+        const session = await browser.page.createCDPSession();
+        await session.send("Performance.enable", { timeDomain: "threadTicks" });
+        figures["page ready, ms"].push(await browser.open(file));
+        const opened = await threadTime(session);
+        figures["processor time until ready, ms"].push(opened);
+        figures["charts stand, ms"].push(Number(await browser.run("document.documentElement.dataset.drawn")));
+        figures["zoom to frame, ms"].push(Math.max(...(await browser.run(ZOOM))));
+        figures["processor time of a zoom, ms"].push(((await threadTime(session)) - opened) / ZOOMS);
+        figures["frames a second"].push(await browser.run(PAN));
+        figures["longest task, ms"].push(await browser.run("window.longest"));
+    } finally {
+        await browser.stop();
+    }
 }
 console.log(`${(statSync(file).size / 1000).toFixed(0)} kB`);
 for (const [name, values] of Object.entries(figures)) {
-  values.sort((a, b) => a - b);
-  const worst = name.startsWith("frames") ? values[0] : values.at(-1);
-  console.log(`${name}: ${values[Math.floor(values.length / 2)].toFixed(0)}, at worst ${worst.toFixed(0)}`);
+    values.sort((a, b) => a - b);
+    const worst = name.startsWith("frames") ? values[0] : values.at(-1);
+    console.log(`${name}: ${values[Math.floor(values.length / 2)].toFixed(0)}, at worst ${worst.toFixed(0)}`);
 }

@@ -18,16 +18,16 @@ execFileSync(lab, ["simulate", "--quiet", join(source, "scenarios/desk_charger.t
 
 const browser = await Browser.start();
 try {
-  await browser.resize(WIDTH, HEIGHT);
-  await browser.theme("light");
-  await browser.open(page);
-  await browser.run(`document.querySelector("#story-filter button:last-child").click()`); // no routine
-  // The moment at which the daemon lowers the voltage, in sight of the days before it.
-  await browser.run(`document.querySelector("#decisions .action").click()`);
-  await browser.run(`document.querySelector("[data-axis=whole]").click()`);
-  await browser.run(`scrollTo(0, 0)`);
-  writeFileSync(join(source, "docs/report.png"), await browser.picture(false));
+    await browser.resize(WIDTH, HEIGHT);
+    await browser.theme("light");
+    await browser.open(page);
+    await browser.run(`document.querySelector("#story-filter button:last-child").click()`); // no routine
+    // The moment at which the daemon lowers the voltage, in sight of the days before it.
+    await browser.run(`document.querySelector("#decisions .action").click()`);
+    await browser.run(`document.querySelector("[data-axis=whole]").click()`);
+    await browser.run(`scrollTo(0, 0)`);
+    writeFileSync(join(source, "docs/report.png"), await browser.picture(false));
 } finally {
-  await browser.stop();
-  rmSync(folder, { recursive: true, force: true });
+    await browser.stop();
+    rmSync(folder, { recursive: true, force: true });
 }

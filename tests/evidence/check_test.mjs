@@ -8,49 +8,62 @@ import { at, get, lab, labMust, labRefuses, put } from "../support/lab.mjs";
 
 const WEEK = fileURLToPath(new URL("../../scenarios/ordinary_week.toml", import.meta.url));
 
-const verdicts = (...words) => Object.fromEntries(JSON.parse(lab("check", "--json", ...words).stdout).findings.map(({ id, verdict }) => [id, verdict]));
+const verdicts = (...words) =>
+    Object.fromEntries(JSON.parse(lab("check", "--json", ...words).stdout).findings.map(({ id, verdict }) => [id, verdict]));
 
 /** The recording with each row changed, two days of it. */
 function rewire(change) {
-  const [header, ...rows] = get("week.csv").trimEnd().split("\n").slice(0, 17000);
-  const names = header.split(",");
-  const changed = rows.map((row) => {
-    const cells = Object.fromEntries(row.split(",").map((cell, i) => [names[i], cell]));
-    change(cells);
-    return names.map((name) => cells[name]).join();
-  });
-  put("wired.csv", `${[header, ...changed].join("\n")}\n`);
+    const [header, ...rows] = get("week.csv").trimEnd().split("\n").slice(0, 17000);
+    const names = header.split(",");
+    const changed = rows.map((row) => {
+        const cells = Object.fromEntries(row.split(",").map((cell, i) => [names[i], cell]));
+        change(cells);
+        return names.map((name) => cells[name]).join();
+    });
+    put("wired.csv", `${[header, ...changed].join("\n")}\n`);
 }
 
 test("a well-wired phone has nothing wrong, and each wrong wire is told", () => {
-  labMust("simulate", "--quiet", WEEK, "--trace", "week.csv");
-  const well = lab("check", "week.csv");
-  assert.equal(well.status, 0, well.stdout);
-  assert.deepEqual(Object.entries(verdicts("week.csv")).filter(([, verdict]) => !["ok", "not there"].includes(verdict)), []);
-  const times = (name, factor) => (cells) => (cells[name] = String(Math.trunc(cells[name] * factor)));
-  for (const [change, id, verdict] of [[times("current_now", -1), "sign.current", "wrong"], [times("current_now", 1e-3), "unit.current", "wrong"],
-    [times("voltage_now", 1e-3), "unit.voltage", "wrong"], [times("temp", 0.1), "unit.temp", "wrong"], [times("current_now", 0.5), "scale.current", "wrong"],
-    [(cells) => (cells.voltage_now = "4000000"), "moves.voltage", "wrong"], [(cells) => (cells.status = cells.status.toUpperCase()), "status.words", "wrong"]]) {
-    rewire(change);
-    assert.equal(verdicts("wired.csv")[id], verdict, id);
-    assert.equal(lab("check", "wired.csv").status, 1);
-  }
-  rewire(times("current_now", -1));
-  assert.match(labMust("check", "--assume", "sign=-", "wired.csv"), /^assuming sign=-\n[^]*^ok +sign\.current/m);
+    labMust("simulate", "--quiet", WEEK, "--trace", "week.csv");
+    const well = lab("check", "week.csv");
+    assert.equal(well.status, 0, well.stdout);
+    assert.deepEqual(
+        Object.entries(verdicts("week.csv")).filter(([, verdict]) => !["ok", "not there"].includes(verdict)),
+        [],
+    );
+    const times = (name, factor) => (cells) => (cells[name] = String(Math.trunc(cells[name] * factor)));
+    for (const [change, id, verdict] of [
+        [times("current_now", -1), "sign.current", "wrong"],
+        [times("current_now", 1e-3), "unit.current", "wrong"],
+        [times("voltage_now", 1e-3), "unit.voltage", "wrong"],
+        [times("temp", 0.1), "unit.temp", "wrong"],
+        [times("current_now", 0.5), "scale.current", "wrong"],
+        [(cells) => (cells.voltage_now = "4000000"), "moves.voltage", "wrong"],
+        [(cells) => (cells.status = cells.status.toUpperCase()), "status.words", "wrong"],
+    ]) {
+        rewire(change);
+        assert.equal(verdicts("wired.csv")[id], verdict, id);
+        assert.equal(lab("check", "wired.csv").status, 1);
+    }
+    rewire(times("current_now", -1));
+    assert.match(labMust("check", "--assume", "sign=-", "wired.csv"), /^assuming sign=-\n[^]*^ok +sign\.current/m);
 });
 
 test("what the evidence cannot tell is no fault", () => {
-  put("short.csv", "elapsed_s,voltage_now\n0,4000000\n10,4000000\n");
-  const found = verdicts("short.csv");
-  assert.deepEqual([found["moves.voltage"], found["sign.current"], found["files.whole"], found["clock.steps"]], ["cannot say", "not there", "not there", "ok"]);
-  labMust("check", "short.csv");
-  // State files by themselves; a short one is wrong.
-  labMust("state", "set", "device", "toc_clients=2");
-  assert.match(labMust("check", "device"), /^ok +files\.plausible +1 values$/m);
-  put("device/mnt/vendor/nvcfg/vorn/batt_stress", "short");
-  const done = lab("check", "device");
-  assert.equal(done.status, 1);
-  assert.match(done.stdout, /^wrong +files\.whole +batt_stress has 5 bytes, not \d+\n +the daemon starts from zero/m);
-  assert.match(labMust("check", "--explain", "sign.current"), /^sign\.current: Is the current positive while charging\?\n/);
-  assert.match(labRefuses("check", "--explain", "sing"), /no check is called sing/);
+    put("short.csv", "elapsed_s,voltage_now\n0,4000000\n10,4000000\n");
+    const found = verdicts("short.csv");
+    assert.deepEqual(
+        [found["moves.voltage"], found["sign.current"], found["files.whole"], found["clock.steps"]],
+        ["cannot say", "not there", "not there", "ok"],
+    );
+    labMust("check", "short.csv");
+    // State files by themselves; a short one is wrong.
+    labMust("state", "set", "device", "toc_clients=2");
+    assert.match(labMust("check", "device"), /^ok +files\.plausible +1 values$/m);
+    put("device/mnt/vendor/nvcfg/vorn/batt_stress", "short");
+    const done = lab("check", "device");
+    assert.equal(done.status, 1);
+    assert.match(done.stdout, /^wrong +files\.whole +batt_stress has 5 bytes, not \d+\n +the daemon starts from zero/m);
+    assert.match(labMust("check", "--explain", "sign.current"), /^sign\.current: Is the current positive while charging\?\n/);
+    assert.match(labRefuses("check", "--explain", "sing"), /no check is called sing/);
 });

@@ -9,23 +9,26 @@ import { lab, labMust, put } from "../support/lab.mjs";
 const document = (name) => readFileSync(new URL(`../../docs/${name}.md`, import.meta.url), "utf8");
 
 for (const [name, marker, words] of [
-  ["metrics", "<!-- made by: vorn-lab metrics --list -->\n", ["metrics", "--list"]],
-  ["state-files", "<!-- made by: vorn-lab state fields -->\n", ["state", "fields"]],
-  ["check", "<!-- made by: vorn-lab check --list -->\n", ["check", "--list"]],
-  ["scenarios", undefined, ["simulate", "--keys"]],
+    ["metrics", "<!-- made by: vorn-lab metrics --list -->\n", ["metrics", "--list"]],
+    ["state-files", "<!-- made by: vorn-lab state fields -->\n", ["state", "fields"]],
+    ["check", "<!-- made by: vorn-lab check --list -->\n", ["check", "--list"]],
+    ["scenarios", undefined, ["simulate", "--keys"]],
 ]) {
-  test(`docs/${name}.md ends in what vorn-lab ${words.join(" ")} says`, () => {
-    const text = document(name);
-    const made = labMust(...words).trimEnd();
-    assert.equal(marker ? text.split(marker)[1].trimEnd() : text.trimEnd().slice(-made.length), made);
-  });
+    test(`docs/${name}.md ends in what vorn-lab ${words.join(" ")} says`, () => {
+        const text = document(name);
+        const made = labMust(...words).trimEnd();
+        assert.equal(marker ? text.split(marker)[1].trimEnd() : text.trimEnd().slice(-made.length), made);
+    });
 }
 
 test("every scenario of the document is read", () => {
-  const examples = document("scenarios").split("```toml\n").slice(1).map((part) => part.split("```")[0]);
-  assert.ok(examples.length >= 5);
-  for (const example of examples) {
-    put("x.toml", example);
-    assert.notEqual(lab("simulate", "--quiet", "x.toml").status, 2, example); // 1: an expectation does not hold
-  }
+    const examples = document("scenarios")
+        .split("```toml\n")
+        .slice(1)
+        .map((part) => part.split("```")[0]);
+    assert.ok(examples.length >= 5);
+    for (const example of examples) {
+        put("x.toml", example);
+        assert.notEqual(lab("simulate", "--quiet", "x.toml").status, 2, example); // 1: an expectation does not hold
+    }
 });

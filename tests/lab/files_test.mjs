@@ -13,118 +13,135 @@ const NVCFG = "mnt/vendor/nvcfg/vorn/";
 const DATA = "data/vendor/vorn/";
 
 test("a device root is made where there is none, and taken over where there is one", () => {
-  put("t.csv", TRACE);
-  labMust("replay", "t.csv", "--save-root", "a/b", "--events", "e");
-  assert.equal(get(`a/b/${NVCFG}last_datetime`).length, 8);
-  assert.match(get("a/b/properties"), /^persist\.vendor\.vorn\.toc=4450$/m);
+    put("t.csv", TRACE);
+    labMust("replay", "t.csv", "--save-root", "a/b", "--events", "e");
+    assert.equal(get(`a/b/${NVCFG}last_datetime`).length, 8);
+    assert.match(get("a/b/properties"), /^persist\.vendor\.vorn\.toc=4450$/m);
 
-  put(`a/b/${NVCFG}toc_clients`, "\x02longer than what follows");
-  put(`a/b/${DATA}odd`, "\0\xff\n");
-  put(`a/b/${DATA}empty`, "");
-  put(`a/b/${DATA}sub/dir`, "not the device's");
-  put("a/b/other", "not the device's");
-  put("a/b/properties", "persist.x=a=b\n\npersist.y=\nvolatile=1"); // an empty line, no line end
-  labMust("replay", "t.csv", "--root", "a/b", "--save-root", "a/b", "--events", "e");
-  const properties = get("a/b/properties").split("\n");
-  for (const line of ["persist.x=a=b", "persist.y=", "persist.vendor.vorn.toc=4350"]) assert.ok(properties.includes(line), line);
-  assert.ok(!properties.includes("volatile=1"));
-  assert.equal(get(`a/b/${NVCFG}toc_clients`), "\x02longer than what follows");
-  assert.equal(get(`a/b/${DATA}odd`), "\0\xff\n");
-  assert.equal(get(`a/b/${DATA}empty`), "");
-  assert.equal(get(`a/b/${DATA}sub/dir`), "not the device's");
-  assert.equal(get("a/b/other"), "not the device's");
+    put(`a/b/${NVCFG}toc_clients`, "\x02longer than what follows");
+    put(`a/b/${DATA}odd`, "\0\xff\n");
+    put(`a/b/${DATA}empty`, "");
+    put(`a/b/${DATA}sub/dir`, "not the device's");
+    put("a/b/other", "not the device's");
+    put("a/b/properties", "persist.x=a=b\n\npersist.y=\nvolatile=1"); // an empty line, no line end
+    labMust("replay", "t.csv", "--root", "a/b", "--save-root", "a/b", "--events", "e");
+    const properties = get("a/b/properties").split("\n");
+    for (const line of ["persist.x=a=b", "persist.y=", "persist.vendor.vorn.toc=4350"]) assert.ok(properties.includes(line), line);
+    assert.ok(!properties.includes("volatile=1"));
+    assert.equal(get(`a/b/${NVCFG}toc_clients`), "\x02longer than what follows");
+    assert.equal(get(`a/b/${DATA}odd`), "\0\xff\n");
+    assert.equal(get(`a/b/${DATA}empty`), "");
+    assert.equal(get(`a/b/${DATA}sub/dir`), "not the device's");
+    assert.equal(get("a/b/other"), "not the device's");
 });
 
 test("what is gone from the device goes from its root, and all stays when one file cannot be written", () => {
-  put("t.csv", "elapsed_s,mock_batt_stress_offset\n0,\n10,<missing>\n");
-  put(`root/${DATA}mock_batt_stress_offset`, "5\n");
-  put(`root/${DATA}toc_clients`, "\x02");
-  labMust("replay", "t.csv", "--root", "root", "--save-root", "root", "--events", "e");
-  assert.ok(!existsSync(at(`root/${DATA}mock_batt_stress_offset`)));
-  assert.equal(get(`root/${DATA}toc_clients`), "\x02");
+    put("t.csv", "elapsed_s,mock_batt_stress_offset\n0,\n10,<missing>\n");
+    put(`root/${DATA}mock_batt_stress_offset`, "5\n");
+    put(`root/${DATA}toc_clients`, "\x02");
+    labMust("replay", "t.csv", "--root", "root", "--save-root", "root", "--events", "e");
+    assert.ok(!existsSync(at(`root/${DATA}mock_batt_stress_offset`)));
+    assert.equal(get(`root/${DATA}toc_clients`), "\x02");
 
-  put(`broken/${DATA}toc_clients`, "\x0b");
-  mkdirSync(at("broken/properties"));
-  assert.match(labRefuses("replay", "t.csv", "--save-root", "broken", "--events", "e"), /broken\/properties: Is a directory/);
-  assert.equal(get(`broken/${DATA}toc_clients`), "\x0b");
-  assert.ok(!existsSync(at("broken/mnt")));
+    put(`broken/${DATA}toc_clients`, "\x0b");
+    mkdirSync(at("broken/properties"));
+    assert.match(labRefuses("replay", "t.csv", "--save-root", "broken", "--events", "e"), /broken\/properties: Is a directory/);
+    assert.equal(get(`broken/${DATA}toc_clients`), "\x0b");
+    assert.ok(!existsSync(at("broken/mnt")));
 });
 
 test("a device root that cannot be read is named", () => {
-  put("t.csv", TRACE);
-  put("file", "");
-  put("root/properties", "a=1\nnonsense\n");
-  put("broken/data/vendor/vorn", "a file in place of the directory");
-  mkdirSync(at(`dangling/${DATA}`), { recursive: true });
-  put("flat/toc_clients", "\x02");
-  symlinkSync("nowhere", at(`dangling/${DATA}link`));
-  for (const [root, message] of [["file", "file: Not a directory"], ["file/", "file/: Not a directory"],
-    ["file/not/there", "file/not/there: Not a directory"], ["root", "root/properties:2:1: not a property (name=value): nonsense"],
-    ["broken", "broken/data/vendor/vorn: Not a directory"], ["dangling", `dangling/${DATA}link: a symbolic link, which a device root must not hold`],
-    ["nowhere", "nowhere: No such file or directory"],
-    ["flat", "flat: not a device root: none of mnt/vendor/nvcfg/vorn, data/vendor/vorn and properties is in it"]]) {
-    assert.equal(labRefuses("replay", "t.csv", "--root", root, "--events", "e"), `vorn-lab: ${message}\n`);
-  }
+    put("t.csv", TRACE);
+    put("file", "");
+    put("root/properties", "a=1\nnonsense\n");
+    put("broken/data/vendor/vorn", "a file in place of the directory");
+    mkdirSync(at(`dangling/${DATA}`), { recursive: true });
+    put("flat/toc_clients", "\x02");
+    symlinkSync("nowhere", at(`dangling/${DATA}link`));
+    for (const [root, message] of [
+        ["file", "file: Not a directory"],
+        ["file/", "file/: Not a directory"],
+        ["file/not/there", "file/not/there: Not a directory"],
+        ["root", "root/properties:2:1: not a property (name=value): nonsense"],
+        ["broken", "broken/data/vendor/vorn: Not a directory"],
+        ["dangling", `dangling/${DATA}link: a symbolic link, which a device root must not hold`],
+        ["nowhere", "nowhere: No such file or directory"],
+        ["flat", "flat: not a device root: none of mnt/vendor/nvcfg/vorn, data/vendor/vorn and properties is in it"],
+    ]) {
+        assert.equal(labRefuses("replay", "t.csv", "--root", root, "--events", "e"), `vorn-lab: ${message}\n`);
+    }
 });
 
 test("an output appears whole or not at all, through links too, with the mode that was there", () => {
-  put("t.csv", TRACE);
-  put("bad.csv", `${TRACE}soon,2,\n`);
-  put("target", "old");
-  chmodSync(at("target"), 0o640);
-  symlinkSync("target", at("link"));
-  const entries = readdirSync(at("."));
-  labRefuses("replay", "bad.csv", "--events", "link");
-  assert.equal(get("target"), "old");
-  labMust("replay", "t.csv", "--events", "link");
-  assert.match(get("target"), /^\{"boot":1/);
-  assert.ok(lstatSync(at("link")).isSymbolicLink());
-  assert.equal(statSync(at("target")).mode & 0o777, 0o640);
-  assert.deepEqual(readdirSync(at(".")), entries);
-  for (const [path, message] of [["no/such/dir", "No such file or directory"], [".", "Is a directory"], ["/dev/full", "No space left on device"]]) {
-    assert.equal(lab("replay", "t.csv", "--events", path).stderr, `vorn-lab: ${path}: ${message}\n`);
-  }
+    put("t.csv", TRACE);
+    put("bad.csv", `${TRACE}soon,2,\n`);
+    put("target", "old");
+    chmodSync(at("target"), 0o640);
+    symlinkSync("target", at("link"));
+    const entries = readdirSync(at("."));
+    labRefuses("replay", "bad.csv", "--events", "link");
+    assert.equal(get("target"), "old");
+    labMust("replay", "t.csv", "--events", "link");
+    assert.match(get("target"), /^\{"boot":1/);
+    assert.ok(lstatSync(at("link")).isSymbolicLink());
+    assert.equal(statSync(at("target")).mode & 0o777, 0o640);
+    assert.deepEqual(readdirSync(at(".")), entries);
+    for (const [path, message] of [
+        ["no/such/dir", "No such file or directory"],
+        [".", "Is a directory"],
+        ["/dev/full", "No space left on device"],
+    ]) {
+        assert.equal(lab("replay", "t.csv", "--events", path).stderr, `vorn-lab: ${path}: ${message}\n`);
+    }
 });
 
 /** A page but for where it says that it comes from: a pipe has no name and no digest. */
 function withoutOrigin(output) {
-  return output.replace(/(?<=<script id="run" type="text\/plain">)[^<]+/, (packed) => {
-    const run = JSON.parse(inflateSync(Buffer.from(packed, "base64")));
-    delete run.about;
-    return JSON.stringify(run);
-  });
+    return output.replace(/(?<=<script id="run" type="text\/plain">)[^<]+/, (packed) => {
+        const run = JSON.parse(inflateSync(Buffer.from(packed, "base64")));
+        delete run.about;
+        return JSON.stringify(run);
+    });
 }
 
 // The second boot reads the trace again from its own row on, and a report its events twice, which what only flows does
 // not offer.
 test("what works with a file works with a pipe", () => {
-  put("t.csv", TRACE);
-  put("x.toml", '[[phase]]\nfor = "1 h"\nload_mw = 300\n');
-  labMust("replay", "t.csv", "--events", "e", "--series", "s");
-  const piped = (script) => spawnSync("bash", ["-c", script, process.env.VORN_LAB],
-    { cwd: at("."), encoding: "utf8", env: { ...process.env, TZ: "Europe/Berlin" } }).stdout;
-  for (const [words, script] of [
-    [["replay", "t.csv", "--events", "-"], 'cat t.csv | "$0" replay - --events -'],
-    [["replay", "t.csv", "--events", "-"], '"$0" replay <(cat t.csv) --events >(cat)  | cat'],
-    [["simulate", "x.toml", "--series", "-"], '"$0" simulate <(cat x.toml) --series -'],
-    [["report", "e", "s", "--title", "x", "-o", "-"], '"$0" report <(cat e) s --title x -o -'],
-    [["report", "e", "s", "--title", "x", "-o", "-"], 'cat s | "$0" report e - --title x -o -'],
-    [["metrics", "e"], '"$0" metrics <(cat e)']]) {
-    const fromFile = labMust(...words);
-    assert.ok(fromFile.length > 100, words);
-    assert.equal(withoutOrigin(piped(script)), withoutOrigin(fromFile), script);
-  }
-  assert.equal(labRefuses("replay", "none", "--events", "-"), "vorn-lab: none: No such file or directory\n");
-  assert.equal(labRefuses("replay", ".", "--events", "-"), "vorn-lab: .: Is a directory\n");
+    put("t.csv", TRACE);
+    put("x.toml", '[[phase]]\nfor = "1 h"\nload_mw = 300\n');
+    labMust("replay", "t.csv", "--events", "e", "--series", "s");
+    const piped = (script) =>
+        spawnSync("bash", ["-c", script, process.env.VORN_LAB], {
+            cwd: at("."),
+            encoding: "utf8",
+            env: { ...process.env, TZ: "Europe/Berlin" },
+        }).stdout;
+    for (const [words, script] of [
+        [["replay", "t.csv", "--events", "-"], 'cat t.csv | "$0" replay - --events -'],
+        [["replay", "t.csv", "--events", "-"], '"$0" replay <(cat t.csv) --events >(cat)  | cat'],
+        [["simulate", "x.toml", "--series", "-"], '"$0" simulate <(cat x.toml) --series -'],
+        [["report", "e", "s", "--title", "x", "-o", "-"], '"$0" report <(cat e) s --title x -o -'],
+        [["report", "e", "s", "--title", "x", "-o", "-"], 'cat s | "$0" report e - --title x -o -'],
+        [["metrics", "e"], '"$0" metrics <(cat e)'],
+    ]) {
+        const fromFile = labMust(...words);
+        assert.ok(fromFile.length > 100, words);
+        assert.equal(withoutOrigin(piped(script)), withoutOrigin(fromFile), script);
+    }
+    assert.equal(labRefuses("replay", "none", "--events", "-"), "vorn-lab: none: No such file or directory\n");
+    assert.equal(labRefuses("replay", ".", "--events", "-"), "vorn-lab: .: Is a directory\n");
 });
 
 test("when one file of a run cannot be kept, the root is as it was", () => {
-  put("t.csv", TRACE);
-  put("x.toml", '[[phase]]\nfor = "1 h"\nload_mw = 300\n');
-  put(`root/${DATA}toc_clients`, "\x02");
-  for (const words of [["replay", "t.csv"], ["simulate", "x.toml"]]) {
-    assert.match(lab(...words, "--save-root", "root", "--events", "/dev/full", "--series", "s").stderr, /full: No space left/);
-    assert.ok(!existsSync(at("s")) && !existsSync(at("root/properties")), words);
-    assert.deepEqual(readdirSync(at(`root/${DATA}`)), ["toc_clients"]);
-  }
+    put("t.csv", TRACE);
+    put("x.toml", '[[phase]]\nfor = "1 h"\nload_mw = 300\n');
+    put(`root/${DATA}toc_clients`, "\x02");
+    for (const words of [
+        ["replay", "t.csv"],
+        ["simulate", "x.toml"],
+    ]) {
+        assert.match(lab(...words, "--save-root", "root", "--events", "/dev/full", "--series", "s").stderr, /full: No space left/);
+        assert.ok(!existsSync(at("s")) && !existsSync(at("root/properties")), words);
+        assert.deepEqual(readdirSync(at(`root/${DATA}`)), ["toc_clients"]);
+    }
 });

@@ -25,8 +25,8 @@ const page = (name) => (pages[name] = join(folder, `${name}.html`));
 const write = (name, text) => writeFileSync(join(folder, name), text);
 
 function simulate(name, scenario, ...options) {
-  write(`${name}.toml`, scenario);
-  execFileSync(VORN_LAB, ["simulate", "--quiet", `${name}.toml`, "--report", page(name), ...options], { cwd: folder, stdio: "pipe" });
+    write(`${name}.toml`, scenario);
+    execFileSync(VORN_LAB, ["simulate", "--quiet", `${name}.toml`, "--report", page(name), ...options], { cwd: folder, stdio: "pipe" });
 }
 
 // A charger and nights asleep, a heater, a reboot of seven minutes, and an expectation that fails.
@@ -50,46 +50,48 @@ for = "7 min"
 log = "no such line"
 min = 1
 `;
-const TRACE_WITHOUT_CLOCK = "boot,elapsed_s,voltage_now,current_now,temp,capacity,status\n" +
-  Array.from({ length: 400 }, (_, i) => `1,${i * 10},${4000000 + i * 500},-300000,250,${i < 200 ? 90 : 10},Discharging\n`).join("");
+const TRACE_WITHOUT_CLOCK =
+    "boot,elapsed_s,voltage_now,current_now,temp,capacity,status\n" +
+    Array.from({ length: 400 }, (_, i) => `1,${i * 10},${4000000 + i * 500},-300000,250,${i < 200 ? 90 : 10},Discharging\n`).join("");
 
 function makePages() {
-  const inFolder = { cwd: folder, stdio: "pipe" };
-  execFileSync(VORN_LAB, ["simulate", "--quiet", join(SOURCE, "scenarios/ordinary_week.toml"), "--report", page("week")], inFolder);
-  execFileSync(VORN_LAB, ["simulate", "--quiet", join(SOURCE, "scenarios/desk_charger.toml"), "--report", page("desk")], inFolder);
-  assert.throws(() => simulate("trouble", TROUBLE), "its expectation fails");
-  simulate("lowered", `[[phase]]\nfor = "11 d"\ncharger = "wall"\nambient_c = 24\n`);
-  pages.memoryMb = Number(execFileSync(MAKE_TEN_YEARS, [page("decade")], inFolder));
-  write("clock.csv", TRACE_WITHOUT_CLOCK);
-  execFileSync(VORN_LAB, ["replay", "clock.csv", "--report", page("clock")], inFolder);
-  const header = "boot,elapsed_s,toc_mv,perm_step,temp_step,charge_timer_flag,thermal_flag,precharge_flag,dyn_soc_state,dcr,qmax," +
-    "ocv,ocv_avg,soc_v,soc_c,soc_raw,soc_scal,soc_act,soc_smooth,soc_ui,landing_state,smoothing_active,i_avg_ma,i_targ_ma,soc_off\n";
-  write("empty.csv", header);
-  write("empty.jsonl", "");
-  execFileSync(VORN_LAB, ["report", "empty.jsonl", "empty.csv", "-o", page("empty")], inFolder);
-  write("evil.jsonl", `${JSON.stringify({ boot: 1, elapsed: 0, event: "log", priority: 6, tag: "vorn", text: EVIL })}\n`);
-  execFileSync(VORN_LAB, ["report", "evil.jsonl", "empty.csv", "-o", page("evil"), "--title", EVIL], inFolder);
+    const inFolder = { cwd: folder, stdio: "pipe" };
+    execFileSync(VORN_LAB, ["simulate", "--quiet", join(SOURCE, "scenarios/ordinary_week.toml"), "--report", page("week")], inFolder);
+    execFileSync(VORN_LAB, ["simulate", "--quiet", join(SOURCE, "scenarios/desk_charger.toml"), "--report", page("desk")], inFolder);
+    assert.throws(() => simulate("trouble", TROUBLE), "its expectation fails");
+    simulate("lowered", `[[phase]]\nfor = "11 d"\ncharger = "wall"\nambient_c = 24\n`);
+    pages.memoryMb = Number(execFileSync(MAKE_TEN_YEARS, [page("decade")], inFolder));
+    write("clock.csv", TRACE_WITHOUT_CLOCK);
+    execFileSync(VORN_LAB, ["replay", "clock.csv", "--report", page("clock")], inFolder);
+    const header =
+        "boot,elapsed_s,toc_mv,perm_step,temp_step,charge_timer_flag,thermal_flag,precharge_flag,dyn_soc_state,dcr,qmax," +
+        "ocv,ocv_avg,soc_v,soc_c,soc_raw,soc_scal,soc_act,soc_smooth,soc_ui,landing_state,smoothing_active,i_avg_ma,i_targ_ma,soc_off\n";
+    write("empty.csv", header);
+    write("empty.jsonl", "");
+    execFileSync(VORN_LAB, ["report", "empty.jsonl", "empty.csv", "-o", page("empty")], inFolder);
+    write("evil.jsonl", `${JSON.stringify({ boot: 1, elapsed: 0, event: "log", priority: 6, tag: "vorn", text: EVIL })}\n`);
+    execFileSync(VORN_LAB, ["report", "evil.jsonl", "empty.csv", "-o", page("evil"), "--title", EVIL], inFolder);
 }
 
 before(async () => {
-  folder = mkdtempSync(join(tmpdir(), "vorn-page-"));
-  makePages();
-  browser = await Browser.start();
+    folder = mkdtempSync(join(tmpdir(), "vorn-page-"));
+    makePages();
+    browser = await Browser.start();
 });
 after(async () => {
-  await browser?.stop();
-  rmSync(folder, { recursive: true, force: true });
+    await browser?.stop();
+    rmSync(folder, { recursive: true, force: true });
 });
 
 async function openWide(file, hash = "") {
-  await browser.resize(1440, 1000);
-  await browser.theme("light");
-  return browser.open(file, hash);
+    await browser.resize(1440, 1000);
+    await browser.theme("light");
+    return browser.open(file, hash);
 }
 
 function assertQuiet(file) {
-  assert.deepEqual(browser.errors, []);
-  assert.deepEqual(browser.requests, [`file://${file}`]);
+    assert.deepEqual(browser.errors, []);
+    assert.deepEqual(browser.requests, [`file://${file}`]);
 }
 
 /** For each chart, how many of its pixels have a colour: the grid and the labels are grey. */
@@ -102,28 +104,30 @@ const COLOURED = `[...document.querySelectorAll("#charts canvas")].map((canvas) 
   }
   return count;
 })`;
-const shown = async () => (await browser.run(`[...document.querySelectorAll("#charts .uplot")].map((chart) => chart.dataset.shown)`))
-  .map((text) => text.split(" ").map(Number));
+const shown = async () =>
+    (await browser.run(`[...document.querySelectorAll("#charts .uplot")].map((chart) => chart.dataset.shown)`)).map((text) =>
+        text.split(" ").map(Number),
+    );
 const text = (id) => browser.run(`document.getElementById("${id}").textContent`);
 const click = async (selector) => {
-  await browser.run(`document.querySelector(${JSON.stringify(selector)}).click()`);
-  await browser.settle();
+    await browser.run(`document.querySelector(${JSON.stringify(selector)}).click()`);
+    await browser.settle();
 };
 const middleOf = (selector) =>
-  browser.run(`(({ left, top, width, height }) => [Math.round(left + width / 2), Math.round(top + height / 2), Math.round(width)])(
+    browser.run(`(({ left, top, width, height }) => [Math.round(left + width / 2), Math.round(top + height / 2), Math.round(width)])(
     document.querySelector(${JSON.stringify(selector)}).getBoundingClientRect())`);
 
 /** Puts the pointer on a moment of the first chart; gives the read-out. */
 async function pointAt(t) {
-  const [[min, max]] = await shown();
-  const { left, top, width } = await browser.run(`document.querySelector("#charts .u-over").getBoundingClientRect().toJSON()`);
-  await browser.move([left + ((t - min) / (max - min)) * width, top + 20]);
-  return text("moment");
+    const [[min, max]] = await shown();
+    const { left, top, width } = await browser.run(`document.querySelector("#charts .u-over").getBoundingClientRect().toJSON()`);
+    await browser.move([left + ((t - min) / (max - min)) * width, top + 20]);
+    return text("moment");
 }
 
 /** Columns of a canvas in a stretch of time in which a colour, as [r, g, b], is drawn. */
 function columnsWith(chart, [from, to], colour) {
-  return browser.run(`(() => {
+    return browser.run(`(() => {
     const plot = document.querySelectorAll("#charts .uplot")[${chart}];
     const [min, max] = plot.dataset.shown.split(" ").map(Number);
     const over = plot.querySelector(".u-over");
@@ -143,354 +147,394 @@ function columnsWith(chart, [from, to], colour) {
 const BLUE = [0x24, 0x60, 0xc0]; // --voltage
 
 for (const name of ["week", "decade"]) {
-  describe(`the page of a ${name}`, () => {
-    test("opens without an error or a request, with every chart drawn", async () => {
-      await openWide(pages[name]);
-      const coloured = await browser.run(COLOURED);
-      assert.ok(coloured.length >= 5, `only ${coloured.length} charts`);
-      for (const count of coloured) assert.ok(count > 200, `pixels with a colour: ${coloured}`);
-      assertQuiet(pages[name]);
-    });
+    describe(`the page of a ${name}`, () => {
+        test("opens without an error or a request, with every chart drawn", async () => {
+            await openWide(pages[name]);
+            const coloured = await browser.run(COLOURED);
+            assert.ok(coloured.length >= 5, `only ${coloured.length} charts`);
+            for (const count of coloured) assert.ok(count > 200, `pixels with a colour: ${coloured}`);
+            assertQuiet(pages[name]);
+        });
 
-    test("zooms all charts when one is zoomed, and shows the whole run again", async () => {
-      await openWide(pages[name]);
-      const whole = await shown();
-      const [x, y, width] = await middleOf("#charts .u-over");
-      await browser.drag([x, y], [x + 3, y]);
-      assert.deepEqual(await shown(), whole);
-      assert.equal(await browser.run(`document.querySelector("#charts .u-select").clientWidth`), 0, "a short drag leaves no stripe");
-      await browser.drag([x - Math.round(width / 8), y], [x + Math.round(width / 8), y]);
-      const zoomed = await shown();
-      const span = whole[0][1] - whole[0][0];
-      for (const [from, to] of zoomed) {
-        assert.ok(Math.abs(to - from - span / 4) < span / 50, `a quarter of ${span}: ${from} to ${to}`);
-        assert.deepEqual([from, to], zoomed[0]);
-      }
-      for (const count of await browser.run(COLOURED)) assert.ok(count > 200);
-      await click("[data-axis=whole]");
-      assert.deepEqual(await shown(), whole);
-    });
+        test("zooms all charts when one is zoomed, and shows the whole run again", async () => {
+            await openWide(pages[name]);
+            const whole = await shown();
+            const [x, y, width] = await middleOf("#charts .u-over");
+            await browser.drag([x, y], [x + 3, y]);
+            assert.deepEqual(await shown(), whole);
+            assert.equal(await browser.run(`document.querySelector("#charts .u-select").clientWidth`), 0, "a short drag leaves no stripe");
+            await browser.drag([x - Math.round(width / 8), y], [x + Math.round(width / 8), y]);
+            const zoomed = await shown();
+            const span = whole[0][1] - whole[0][0];
+            for (const [from, to] of zoomed) {
+                assert.ok(Math.abs(to - from - span / 4) < span / 50, `a quarter of ${span}: ${from} to ${to}`);
+                assert.deepEqual([from, to], zoomed[0]);
+            }
+            for (const count of await browser.run(COLOURED)) assert.ok(count > 200);
+            await click("[data-axis=whole]");
+            assert.deepEqual(await shown(), whole);
+        });
 
-    test("moves the axis to the moment of a decision, which stays chosen through a zoom", async () => {
-      await openWide(pages[name]);
-      const whole = await shown();
-      await click("#decisions li:last-of-type button");
-      const there = await shown();
-      assert.notDeepEqual(there, whole);
-      for (const range of there) assert.deepEqual(range, there[0]);
-      const when = await browser.run(`document.querySelector("#decisions .chosen time").textContent`);
-      assert.ok((await text("moment")).startsWith(when), "the read-out is at that moment");
-      await click("[data-axis=out]");
-      assert.ok((await text("moment")).startsWith(when));
-      assert.equal(await browser.run(`document.querySelectorAll("#decisions .chosen").length`), 1);
-    });
+        test("moves the axis to the moment of a decision, which stays chosen through a zoom", async () => {
+            await openWide(pages[name]);
+            const whole = await shown();
+            await click("#decisions li:last-of-type button");
+            const there = await shown();
+            assert.notDeepEqual(there, whole);
+            for (const range of there) assert.deepEqual(range, there[0]);
+            const when = await browser.run(`document.querySelector("#decisions .chosen time").textContent`);
+            assert.ok((await text("moment")).startsWith(when), "the read-out is at that moment");
+            await click("[data-axis=out]");
+            assert.ok((await text("moment")).startsWith(when));
+            assert.equal(await browser.run(`document.querySelectorAll("#decisions .chosen").length`), 1);
+        });
 
-    test("narrows the log by text, kind and feature", async () => {
-      await openWide(pages[name]);
-      const rows = () => browser.run(`[...document.querySelectorAll("#log-list .text")].map((each) => each.textContent)`);
-      const count = async () => Number((await text("log-count")).split(" ")[0].replaceAll(",", ""));
-      const set = (id, value, event) => browser.run(`(() => { const box = document.getElementById("${id}"); box.value = "${value}";
+        test("narrows the log by text, kind and feature", async () => {
+            await openWide(pages[name]);
+            const rows = () => browser.run(`[...document.querySelectorAll("#log-list .text")].map((each) => each.textContent)`);
+            const count = async () => Number((await text("log-count")).split(" ")[0].replaceAll(",", ""));
+            const set = (id, value, event) =>
+                browser.run(`(() => { const box = document.getElementById("${id}"); box.value = "${value}";
         box.dispatchEvent(new Event("${event}")); })()`);
-      const all = await count();
-      assert.ok(all > 100);
-      await set("log-text", "FLUSH", "input");
-      await browser.until(`document.getElementById("log-count").textContent.includes(" of ")`);
-      const found = await count();
-      assert.ok(found > 0 && found < all);
-      for (const row of await rows()) assert.match(row, /flush/i);
-      await set("log-feature", "core", "change");
-      assert.equal(await count(), 0);
-      await browser.run(`document.getElementById("log-text").value = ""`);
-      await set("log-feature", "stress", "change");
-      await browser.run(`[...document.querySelectorAll("#log-kinds button")].filter((each) => each.textContent !== "Writes").forEach((each) => each.click())`);
-      assert.ok((await count()) > 0);
-      for (const row of await rows()) assert.match(row, /batt_stress, 396 bytes/);
-    });
+            const all = await count();
+            assert.ok(all > 100);
+            await set("log-text", "FLUSH", "input");
+            await browser.until(`document.getElementById("log-count").textContent.includes(" of ")`);
+            const found = await count();
+            assert.ok(found > 0 && found < all);
+            for (const row of await rows()) assert.match(row, /flush/i);
+            await set("log-feature", "core", "change");
+            assert.equal(await count(), 0);
+            await browser.run(`document.getElementById("log-text").value = ""`);
+            await set("log-feature", "stress", "change");
+            await browser.run(
+                `[...document.querySelectorAll("#log-kinds button")].filter((each) => each.textContent !== "Writes").forEach((each) => each.click())`,
+            );
+            assert.ok((await count()) > 0);
+            for (const row of await rows()) assert.match(row, /batt_stress, 396 bytes/);
+        });
 
-    test("fits screens of 900 and of 390 px", async () => {
-      for (const width of [900, 390]) {
-        await browser.resize(width, 844, width === 390);
-        await browser.open(pages[name]);
-        assert.equal(await browser.run("document.documentElement.scrollWidth"), width);
-        const wide = await browser.run(`[...document.querySelectorAll("main *")].filter((each) => each.getBoundingClientRect().right > ${width + 1} &&
+        test("fits screens of 900 and of 390 px", async () => {
+            for (const width of [900, 390]) {
+                await browser.resize(width, 844, width === 390);
+                await browser.open(pages[name]);
+                assert.equal(await browser.run("document.documentElement.scrollWidth"), width);
+                const wide =
+                    await browser.run(`[...document.querySelectorAll("main *")].filter((each) => each.getBoundingClientRect().right > ${width + 1} &&
           !each.closest(".scroll, .list, .values")).map((each) => each.outerHTML.slice(0, 80))`);
-        assert.deepEqual(wide, []);
-      }
-      const height = `document.getElementById("charts").offsetHeight`;
-      const before = await browser.run(height);
-      await browser.move(await middleOf("#charts .u-over"));
-      assert.equal(await browser.run(height), before, "nothing moves when values are read out");
-      for (const count of await browser.run(COLOURED)) assert.ok(count > 100);
+                assert.deepEqual(wide, []);
+            }
+            const height = `document.getElementById("charts").offsetHeight`;
+            const before = await browser.run(height);
+            await browser.move(await middleOf("#charts .u-over"));
+            assert.equal(await browser.run(height), before, "nothing moves when values are read out");
+            for (const count of await browser.run(COLOURED)) assert.ok(count > 100);
+        });
     });
-  });
 }
 
 describe("what the page says is so", () => {
-  test("a gap is no line and no value", async () => {
-    await openWide(pages.trouble);
-    const night = [17.5 * HOUR, 23 * HOUR]; // asleep from 23:00 to 06:00, the run began at 06:00
-    assert.equal(await columnsWith(0, night, BLUE), 0, "nothing is drawn in the night");
-    assert.ok((await columnsWith(0, [2 * HOUR, 8 * HOUR], BLUE)) > 20, "and something by day");
-    assert.match(await pointAt(20 * HOUR), /no sample for (7 h|6 h 59 min)/);
-    const values = await browser.run(`[...document.querySelectorAll("#charts .entry .value")].map((each) => each.textContent).join("")`);
-    assert.equal(values, "");
-    const cut = 9 * HOUR;
-    await openWide(pages.trouble, `#t=${cut + 200}&span=3600`);
-    await browser.settle();
-    assert.equal(await columnsWith(0, [cut + 60, cut + 360], BLUE), 0);
-    assert.match(await pointAt(cut + 200), /no sample for 7 min.*the daemon was not running/);
-  });
+    test("a gap is no line and no value", async () => {
+        await openWide(pages.trouble);
+        const night = [17.5 * HOUR, 23 * HOUR]; // asleep from 23:00 to 06:00, the run began at 06:00
+        assert.equal(await columnsWith(0, night, BLUE), 0, "nothing is drawn in the night");
+        assert.ok((await columnsWith(0, [2 * HOUR, 8 * HOUR], BLUE)) > 20, "and something by day");
+        assert.match(await pointAt(20 * HOUR), /no sample for (7 h|6 h 59 min)/);
+        const values = await browser.run(
+            `[...document.querySelectorAll("#charts .entry .value")].map((each) => each.textContent).join("")`,
+        );
+        assert.equal(values, "");
+        const cut = 9 * HOUR;
+        await openWide(pages.trouble, `#t=${cut + 200}&span=3600`);
+        await browser.settle();
+        assert.equal(await columnsWith(0, [cut + 60, cut + 360], BLUE), 0);
+        assert.match(await pointAt(cut + 200), /no sample for 7 min.*the daemon was not running/);
+    });
 
-  test("states of the landing, the charger, the screen and the scenario have their names", async () => {
-    await openWide(pages.week);
-    const label = await browser.run(`document.querySelector("#charts .panel:last-child .plot").getAttribute("aria-label")`);
-    for (const name of ["Landed", "Stays full", "Wall charger", "Screen on", "Charging"]) assert.match(label, new RegExp(`${name} [0-9.]+ %`));
-    await openWide(pages.trouble);
-    await pointAt(31 * HOUR);
-    assert.match(await browser.run(`document.querySelector("#charts .panel:last-child .legend").textContent`), /heat from outside: 1 W/);
-    assert.match(await text("findings"), /1 of 1 expectation did not hold.*no such line.*found 0/);
-  });
+    test("states of the landing, the charger, the screen and the scenario have their names", async () => {
+        await openWide(pages.week);
+        const label = await browser.run(`document.querySelector("#charts .panel:last-child .plot").getAttribute("aria-label")`);
+        for (const name of ["Landed", "Stays full", "Wall charger", "Screen on", "Charging"])
+            assert.match(label, new RegExp(`${name} [0-9.]+ %`));
+        await openWide(pages.trouble);
+        await pointAt(31 * HOUR);
+        assert.match(
+            await browser.run(`document.querySelector("#charts .panel:last-child .legend").textContent`),
+            /heat from outside: 1 W/,
+        );
+        assert.match(await text("findings"), /1 of 1 expectation did not hold.*no such line.*found 0/);
+    });
 
-  test("runs that did the same are not judged", async () => {
-    await openWide(pages.week);
-    assert.match(await text("worth-body"), /Capacity left/);
-    assert.equal(await browser.run(`document.querySelectorAll("#worth .good, #worth .bad").length`), 0);
-    assert.match(await text("other"), /same in every cycle/);
-    assert.match(await text("cost-body"), /batt_stress/);
-  });
+    test("runs that did the same are not judged", async () => {
+        await openWide(pages.week);
+        assert.match(await text("worth-body"), /Capacity left/);
+        assert.equal(await browser.run(`document.querySelectorAll("#worth .good, #worth .bad").length`), 0);
+        assert.match(await text("other"), /same in every cycle/);
+        assert.match(await text("cost-body"), /batt_stress/);
+    });
 
-  test("the forecast takes the pace since the voltage last changed", async () => {
-    await openWide(pages.desk);
-    assert.match(await text("histogram-body"), /No forecast: less than a day/);
-    await openWide(pages.week);
-    assert.match(await text("histogram-body"), /at the pace of this run/);
-    await openWide(pages.lowered);
-    const said = (await browser.run(`[...document.querySelectorAll("#histogram-body p")].map((each) => each.textContent)`)).join("\n");
-    const [, left] = said.match(/([\d,]+) stress hours to the next limit/);
-    const pace = said.match(/since the top of charge last changed \(([^)]+)\), ([\d.]+) a day/);
-    assert.ok(pace, said);
-    const days = Number(left.replaceAll(",", "")) / Number(pace[2]);
-    const years = said.match(/about (?:(\d+) y )?(?:(\d+) d)?/);
-    assert.ok(Math.abs(Number(years[1] ?? 0) * 365.25 + Number(years[2] ?? 0) - days) < 0.02 * days + 1, said);
-    assert.equal(await browser.run(`document.querySelectorAll(".forecast .ahead").length`), 1);
-  });
+    test("the forecast takes the pace since the voltage last changed", async () => {
+        await openWide(pages.desk);
+        assert.match(await text("histogram-body"), /No forecast: less than a day/);
+        await openWide(pages.week);
+        assert.match(await text("histogram-body"), /at the pace of this run/);
+        await openWide(pages.lowered);
+        const said = (await browser.run(`[...document.querySelectorAll("#histogram-body p")].map((each) => each.textContent)`)).join("\n");
+        const [, left] = said.match(/([\d,]+) stress hours to the next limit/);
+        const pace = said.match(/since the top of charge last changed \(([^)]+)\), ([\d.]+) a day/);
+        assert.ok(pace, said);
+        const days = Number(left.replaceAll(",", "")) / Number(pace[2]);
+        const years = said.match(/about (?:(\d+) y )?(?:(\d+) d)?/);
+        assert.ok(Math.abs(Number(years[1] ?? 0) * 365.25 + Number(years[2] ?? 0) - days) < 0.02 * days + 1, said);
+        assert.equal(await browser.run(`document.querySelectorAll(".forecast .ahead").length`), 1);
+    });
 
-  test("paper has the whole of every chart, every decision, and a word for the log", async () => {
-    await openWide(pages.week);
-    const decisions = await browser.run(`document.querySelectorAll("#decisions li").length`);
-    const pdf = await browser.page.pdf({ preferCSSPageSize: true });
-    assert.ok(pdf.length > 50000);
-    await browser.theme("dark");
-    await browser.run(`dispatchEvent(new Event("beforeprint"))`);
-    const drawn = await browser.run(`[...document.querySelectorAll("#charts canvas")].map((each) => each.clientWidth)`);
-    for (const width of drawn) assert.ok(width > 650, `drawn for the whole sheet: ${drawn}`);
-    await browser.page.emulateMediaType("print");
-    await browser.settle();
-    assert.equal(await browser.run(`document.documentElement.dataset.theme`), "light");
-    const paper = await browser.run("document.body.clientWidth");
-    assert.ok(paper < 720, `${paper} px`);
-    for (const width of await browser.run(`[...document.querySelectorAll("#charts canvas")].map((each) => each.getBoundingClientRect().right)`)) assert.ok(width <= paper + 20);
-    assert.deepEqual(await browser.run(`[document.querySelector("#decisions").scrollHeight - document.querySelector("#decisions").clientHeight,
-      document.querySelectorAll("#decisions li").length >= ${decisions}]`), [0, true]);
-    assert.match(await browser.run(`document.getElementById("log-print").checkVisibility() && document.getElementById("log-print").textContent`), /Not printed: [\d,]+ lines/);
-    await browser.page.emulateMediaType(null);
-    await browser.run(`dispatchEvent(new Event("afterprint"))`);
-  });
+    test("paper has the whole of every chart, every decision, and a word for the log", async () => {
+        await openWide(pages.week);
+        const decisions = await browser.run(`document.querySelectorAll("#decisions li").length`);
+        const pdf = await browser.page.pdf({ preferCSSPageSize: true });
+        assert.ok(pdf.length > 50000);
+        await browser.theme("dark");
+        await browser.run(`dispatchEvent(new Event("beforeprint"))`);
+        const drawn = await browser.run(`[...document.querySelectorAll("#charts canvas")].map((each) => each.clientWidth)`);
+        for (const width of drawn) assert.ok(width > 650, `drawn for the whole sheet: ${drawn}`);
+        await browser.page.emulateMediaType("print");
+        await browser.settle();
+        assert.equal(await browser.run(`document.documentElement.dataset.theme`), "light");
+        const paper = await browser.run("document.body.clientWidth");
+        assert.ok(paper < 720, `${paper} px`);
+        for (const width of await browser.run(
+            `[...document.querySelectorAll("#charts canvas")].map((each) => each.getBoundingClientRect().right)`,
+        ))
+            assert.ok(width <= paper + 20);
+        assert.deepEqual(
+            await browser.run(`[document.querySelector("#decisions").scrollHeight - document.querySelector("#decisions").clientHeight,
+      document.querySelectorAll("#decisions li").length >= ${decisions}]`),
+            [0, true],
+        );
+        assert.match(
+            await browser.run(`document.getElementById("log-print").checkVisibility() && document.getElementById("log-print").textContent`),
+            /Not printed: [\d,]+ lines/,
+        );
+        await browser.page.emulateMediaType(null);
+        await browser.run(`dispatchEvent(new Event("afterprint"))`);
+    });
 
-  test("ten years zoom no closer than their steps, and around an action to each cycle", async () => {
-    await openWide(pages.decade);
-    for (let i = 0; i < 20; ++i) await click("[data-axis=in]");
-    const [[from, to]] = await shown();
-    const said = await pointAt((from + to) / 2);
-    const step = said.match(/a step of (?:(\d+) h )?(\d+) min/);
-    assert.ok(step, said);
-    assert.ok(to - from >= 15 * (Number(step[1] ?? 0) * 60 + Number(step[2])) * 60, `${to - from} s in steps: ${said}`);
-    assert.match(await text("charts-note"), /steps of \d+/);
-  });
+    test("ten years zoom no closer than their steps, and around an action to each cycle", async () => {
+        await openWide(pages.decade);
+        for (let i = 0; i < 20; ++i) await click("[data-axis=in]");
+        const [[from, to]] = await shown();
+        const said = await pointAt((from + to) / 2);
+        const step = said.match(/a step of (?:(\d+) h )?(\d+) min/);
+        assert.ok(step, said);
+        assert.ok(to - from >= 15 * (Number(step[1] ?? 0) * 60 + Number(step[2])) * 60, `${to - from} s in steps: ${said}`);
+        assert.match(await text("charts-note"), /steps of \d+/);
+    });
 
-  test("a wall clock that nobody read is not made up", async () => {
-    await openWide(pages.clock);
-    assert.match(await text("facts"), /wall clock not known/);
-    for (const id of ["facts", "moment", "story", "log", "sessions", "findings"]) assert.doesNotMatch(await text(id), /2026|Jan/, id);
-    assert.match(await text("findings"), /Displayed .* points (above|below) the gauge/);
-  });
+    test("a wall clock that nobody read is not made up", async () => {
+        await openWide(pages.clock);
+        assert.match(await text("facts"), /wall clock not known/);
+        for (const id of ["facts", "moment", "story", "log", "sessions", "findings"]) assert.doesNotMatch(await text(id), /2026|Jan/, id);
+        assert.match(await text("findings"), /Displayed .* points (above|below) the gauge/);
+    });
 
-  test("counts have no room below zero, and hidden decisions no mark", async () => {
-    await openWide(pages.week);
-    const least = await browser.run(`[...document.querySelectorAll("#charts .panel")].filter((each) => /Stress hours|full cycles/.test(each.textContent)).length`);
-    assert.equal(least, 2);
-    const marks = () => browser.run(COLOURED).then((counts) => counts.at(-1));
-    const before = await marks();
-    for (const chip of ["#story-filter button:first-child"]) await click(chip);
-    assert.ok((await marks()) < before, "the mark of the finding is gone");
-  });
+    test("counts have no room below zero, and hidden decisions no mark", async () => {
+        await openWide(pages.week);
+        const least = await browser.run(
+            `[...document.querySelectorAll("#charts .panel")].filter((each) => /Stress hours|full cycles/.test(each.textContent)).length`,
+        );
+        assert.equal(least, 2);
+        const marks = () => browser.run(COLOURED).then((counts) => counts.at(-1));
+        const before = await marks();
+        for (const chip of ["#story-filter button:first-child"]) await click(chip);
+        assert.ok((await marks()) < before, "the mark of the finding is gone");
+    });
 });
 
 test("the page of a decade is small, opens fast, and took a bounded memory to make", async () => {
-  assert.ok(statSync(pages.decade).size < 4e6, `${statSync(pages.decade).size} bytes`);
-  assert.ok(pages.memoryMb < 260, `${pages.memoryMb} MB`);
-  await openWide(pages.decade);
-  const lines = await text("log-count");
-  assert.ok(Number(lines.split(" ")[0].replaceAll(",", "")) > 50000, lines);
-  assert.match(await text("log-left-out"), /lines are left out/);
+    assert.ok(statSync(pages.decade).size < 4e6, `${statSync(pages.decade).size} bytes`);
+    assert.ok(pages.memoryMb < 260, `${pages.memoryMb} MB`);
+    await openWide(pages.decade);
+    const lines = await text("log-count");
+    assert.ok(Number(lines.split(" ")[0].replaceAll(",", "")) > 50000, lines);
+    assert.match(await text("log-left-out"), /lines are left out/);
 });
 
 test("the page of an empty run says what there is not", async () => {
-  await openWide(pages.empty);
-  for (const id of ["charts", "story", "histogram", "worth", "cost", "log", "sessions"]) {
-    assert.match(await text(id), /No |no |Nothing|Only/, id);
-  }
-  assertQuiet(pages.empty);
+    await openWide(pages.empty);
+    for (const id of ["charts", "story", "histogram", "worth", "cost", "log", "sessions"]) {
+        assert.match(await text(id), /No |no |Nothing|Only/, id);
+    }
+    assertQuiet(pages.empty);
 });
 
 test("a page that cannot start says so", async () => {
-  write("cut.html", readFileSync(pages.week, "utf8").replace(/(<script id="run"[^>]*>)[^<]{40}/, "$1"));
-  await browser.page.goto(`file://${join(folder, "cut.html")}`);
-  await browser.until(`document.documentElement.dataset.drawn === "never"`);
-  assert.match(await text("cannot-start"), /cannot start/);
+    write("cut.html", readFileSync(pages.week, "utf8").replace(/(<script id="run"[^>]*>)[^<]{40}/, "$1"));
+    await browser.page.goto(`file://${join(folder, "cut.html")}`);
+    await browser.until(`document.documentElement.dataset.drawn === "never"`);
+    assert.match(await text("cannot-start"), /cannot start/);
 });
 
 test("an address leads to a moment, a decision and a line, and back", async () => {
-  await openWide(pages.week, `#t=${2 * DAY}&span=${6 * HOUR}`);
-  assert.deepEqual((await shown())[0], [2 * DAY - 3 * HOUR, 2 * DAY + 3 * HOUR]);
-  await click("#decisions li:nth-child(3) button");
-  await browser.until(`location.hash.includes("d=2")`);
-  const there = await shown();
-  await click("[data-axis=whole]");
-  await browser.until(`location.hash.includes("span=604")`);
-  await browser.run("history.back()");
-  await browser.until(`location.hash.includes("d=2")`);
-  await browser.settle();
-  assert.deepEqual(await shown(), there);
-  assert.equal(await browser.run(`document.querySelector("#decisions .chosen").dataset.index`), "2");
-  await openWide(pages.week, "#t=1000&span=3600&line=20");
-  assert.equal(await browser.run(`document.querySelector("#log-list [aria-selected=true]").id`), "row-20");
+    await openWide(pages.week, `#t=${2 * DAY}&span=${6 * HOUR}`);
+    assert.deepEqual((await shown())[0], [2 * DAY - 3 * HOUR, 2 * DAY + 3 * HOUR]);
+    await click("#decisions li:nth-child(3) button");
+    await browser.until(`location.hash.includes("d=2")`);
+    const there = await shown();
+    await click("[data-axis=whole]");
+    await browser.until(`location.hash.includes("span=604")`);
+    await browser.run("history.back()");
+    await browser.until(`location.hash.includes("d=2")`);
+    await browser.settle();
+    assert.deepEqual(await shown(), there);
+    assert.equal(await browser.run(`document.querySelector("#decisions .chosen").dataset.index`), "2");
+    await openWide(pages.week, "#t=1000&span=3600&line=20");
+    assert.equal(await browser.run(`document.querySelector("#log-list [aria-selected=true]").id`), "row-20");
 });
 
 test("what is shown can be saved", async () => {
-  await openWide(pages.week, `#t=${DAY}&span=${HOUR}`);
-  await browser.settle();
-  const session = await browser.page.createCDPSession();
-  await session.send("Browser.setDownloadBehavior", { behavior: "allow", downloadPath: folder });
-  const saved = async (selector, ending) => {
-    await click(selector);
-    for (let i = 0; i < 100; ++i) {
-      const found = readdirSync(folder).find((name) => name.endsWith(ending));
-      if (found) return readFileSync(join(folder, found));
-      await new Promise((resolve) => setTimeout(resolve, 50));
-    }
-    throw new Error(`nothing saved: ${ending}`);
-  };
-  const csv = String(await saved("#save-samples", "_samples.csv")).trimEnd().split("\n");
-  assert.match(csv[0], /^t_s,length_s,utc,.*voltage_mv,/);
-  assert.ok(Math.abs(csv.length - HOUR / 10) < 5, `${csv.length} lines`);
-  assert.match(String(await saved("#log-save", "_log.txt")), /attempting to migrate/);
-  assert.equal((await saved("#charts .icon", "_voltage.png")).subarray(1, 4).toString(), "PNG");
+    await openWide(pages.week, `#t=${DAY}&span=${HOUR}`);
+    await browser.settle();
+    const session = await browser.page.createCDPSession();
+    await session.send("Browser.setDownloadBehavior", { behavior: "allow", downloadPath: folder });
+    const saved = async (selector, ending) => {
+        await click(selector);
+        for (let i = 0; i < 100; ++i) {
+            const found = readdirSync(folder).find((name) => name.endsWith(ending));
+            if (found) return readFileSync(join(folder, found));
+            await new Promise((resolve) => setTimeout(resolve, 50));
+        }
+        throw new Error(`nothing saved: ${ending}`);
+    };
+    const csv = String(await saved("#save-samples", "_samples.csv"))
+        .trimEnd()
+        .split("\n");
+    assert.match(csv[0], /^t_s,length_s,utc,.*voltage_mv,/);
+    assert.ok(Math.abs(csv.length - HOUR / 10) < 5, `${csv.length} lines`);
+    assert.match(String(await saved("#log-save", "_log.txt")), /attempting to migrate/);
+    assert.equal((await saved("#charts .icon", "_voltage.png")).subarray(1, 4).toString(), "PNG");
 });
 
 test("the figures of a stretch are those of its samples", async () => {
-  await openWide(pages.week, `#t=${DAY}&span=${DAY}`);
-  await click("#figures summary");
-  await browser.until(`document.querySelector("#figures-body table")`);
-  const said = await text("figures-body");
-  const time = [...said.matchAll(/(\d+) h (?:(\d+) min)?(?=Charging|Full|Discharging)/g)].reduce((sum, [, h, min]) => sum + Number(h) * 60 + Number(min ?? 0), 0);
-  assert.ok(Math.abs(time - 24 * 60) < 5, `${time} minutes of states in a day: ${said}`);
-  assert.match(said, /Into the cell|Ah/);
-  assert.match(said, /Stress hours gained/);
+    await openWide(pages.week, `#t=${DAY}&span=${DAY}`);
+    await click("#figures summary");
+    await browser.until(`document.querySelector("#figures-body table")`);
+    const said = await text("figures-body");
+    const time = [...said.matchAll(/(\d+) h (?:(\d+) min)?(?=Charging|Full|Discharging)/g)].reduce(
+        (sum, [, h, min]) => sum + Number(h) * 60 + Number(min ?? 0),
+        0,
+    );
+    assert.ok(Math.abs(time - 24 * 60) < 5, `${time} minutes of states in a day: ${said}`);
+    assert.match(said, /Into the cell|Ah/);
+    assert.match(said, /Stress hours gained/);
 });
 
 test("keys and a reader's way: zoom, move, read out, one stop for the story", async () => {
-  await openWide(pages.week);
-  const [[from, to]] = await shown();
-  await browser.run(`document.getElementById("charts").focus()`);
-  await browser.keys("+");
-  const [[nearFrom, nearTo]] = await shown();
-  assert.ok(nearTo - nearFrom < 0.6 * (to - from));
-  await browser.keys("ArrowRight");
-  assert.doesNotMatch(await text("moment"), / – /);
-  await browser.until(`/Cell [\\d.]+ V/.test(document.getElementById("live").textContent)`);
-  await browser.keys("0");
-  assert.deepEqual((await shown())[0], [from, to]);
-  assert.equal(await browser.run(`document.querySelectorAll("#decisions button[tabindex='0']").length`), 1);
-  await browser.run(`document.querySelector("#decisions button").focus()`);
-  await browser.keys("ArrowDown");
-  assert.equal(await browser.run(`document.activeElement.closest("li").dataset.index`), "1");
-  assert.equal(await browser.run(`document.querySelectorAll("#decisions button.decision[tabindex='0']").length`), 1);
-  await browser.run(`document.getElementById("log-list").focus()`);
-  await browser.keys("ArrowDown", "ArrowDown");
-  assert.equal(await browser.run(`document.querySelector("#log-list [aria-selected=true]").id`), "row-1");
+    await openWide(pages.week);
+    const [[from, to]] = await shown();
+    await browser.run(`document.getElementById("charts").focus()`);
+    await browser.keys("+");
+    const [[nearFrom, nearTo]] = await shown();
+    assert.ok(nearTo - nearFrom < 0.6 * (to - from));
+    await browser.keys("ArrowRight");
+    assert.doesNotMatch(await text("moment"), / – /);
+    await browser.until(`/Cell [\\d.]+ V/.test(document.getElementById("live").textContent)`);
+    await browser.keys("0");
+    assert.deepEqual((await shown())[0], [from, to]);
+    assert.equal(await browser.run(`document.querySelectorAll("#decisions button[tabindex='0']").length`), 1);
+    await browser.run(`document.querySelector("#decisions button").focus()`);
+    await browser.keys("ArrowDown");
+    assert.equal(await browser.run(`document.activeElement.closest("li").dataset.index`), "1");
+    assert.equal(await browser.run(`document.querySelectorAll("#decisions button.decision[tabindex='0']").length`), 1);
+    await browser.run(`document.getElementById("log-list").focus()`);
+    await browser.keys("ArrowDown", "ArrowDown");
+    assert.equal(await browser.run(`document.querySelector("#log-list [aria-selected=true]").id`), "row-1");
 });
 
 test("the wheel zooms about the pointer, and a series can be hidden", async () => {
-  await openWide(pages.week);
-  const [[from, to]] = await shown();
-  const { left, top, width } = await browser.run(`document.querySelector("#charts .u-over").getBoundingClientRect().toJSON()`);
-  const wheel = (ctrlKey) => browser.run(`document.querySelector("#charts .u-over").dispatchEvent(new WheelEvent("wheel", { deltaY: -120, ctrlKey: ${ctrlKey},
+    await openWide(pages.week);
+    const [[from, to]] = await shown();
+    const { left, top, width } = await browser.run(`document.querySelector("#charts .u-over").getBoundingClientRect().toJSON()`);
+    const wheel = (ctrlKey) =>
+        browser.run(`document.querySelector("#charts .u-over").dispatchEvent(new WheelEvent("wheel", { deltaY: -120, ctrlKey: ${ctrlKey},
     clientX: ${left + width / 4}, clientY: ${top + 20}, bubbles: true, cancelable: true }))`);
-  await wheel(false);
-  await browser.settle();
-  assert.deepEqual((await shown())[0], [from, to], "the page scrolls");
-  await wheel(true);
-  await browser.settle();
-  const [[min, max]] = await shown();
-  const about = from + (to - from) / 4;
-  assert.ok(max - min < to - from && Math.abs((about - min) / (max - min) - 0.25) < 0.01);
-  const before = (await browser.run(COLOURED))[0];
-  await click("#charts .key");
-  assert.ok((await browser.run(COLOURED))[0] < before);
+    await wheel(false);
+    await browser.settle();
+    assert.deepEqual((await shown())[0], [from, to], "the page scrolls");
+    await wheel(true);
+    await browser.settle();
+    const [[min, max]] = await shown();
+    const about = from + (to - from) / 4;
+    assert.ok(max - min < to - from && Math.abs((about - min) / (max - min) - 0.25) < 0.01);
+    const before = (await browser.run(COLOURED))[0];
+    await click("#charts .key");
+    assert.ok((await browser.run(COLOURED))[0] < before);
 });
 
 test("two runs are drawn together, and what differs is told first", async () => {
-  await openWide(pages.desk);
-  const before = (await browser.run(COLOURED))[0];
-  await click("#other-choice button");
-  await browser.settle();
-  assert.ok((await browser.run(COLOURED))[0] > before, "the second run's line");
-  assert.match(await text("other"), /decisions? of one run alone|Both took the same/);
+    await openWide(pages.desk);
+    const before = (await browser.run(COLOURED))[0];
+    await click("#other-choice button");
+    await browser.settle();
+    assert.ok((await browser.run(COLOURED))[0] > before, "the second run's line");
+    assert.match(await text("other"), /decisions? of one run alone|Both took the same/);
 });
 
 test("the theme is the system's until it is chosen, and the choice is kept", async () => {
-  const background = () => browser.run("getComputedStyle(document.body).backgroundColor");
-  await browser.theme("dark");
-  await browser.open(pages.week);
-  const dark = await background();
-  await click("#theme");
-  const light = await background();
-  assert.notEqual(light, dark);
-  await browser.open(pages.week);
-  assert.equal(await background(), light);
-  await browser.run("localStorage.clear()");
+    const background = () => browser.run("getComputedStyle(document.body).backgroundColor");
+    await browser.theme("dark");
+    await browser.open(pages.week);
+    const dark = await background();
+    await click("#theme");
+    const light = await background();
+    assert.notEqual(light, dark);
+    await browser.open(pages.week);
+    assert.equal(await background(), light);
+    await browser.run("localStorage.clear()");
 });
 
 test("nothing jumps while the page opens", async () => {
-  await browser.resize(1440, 1000);
-  await browser.page.evaluateOnNewDocument(`window.shifted = 0; new PerformanceObserver((list) => {
+    await browser.resize(1440, 1000);
+    await browser.page.evaluateOnNewDocument(`window.shifted = 0; new PerformanceObserver((list) => {
     for (const entry of list.getEntries()) window.shifted += entry.value; }).observe({ type: "layout-shift", buffered: true });`);
-  for (const name of ["week", "desk", "empty"]) {
-    await browser.open(pages[name]);
-    await browser.settle();
-    assert.ok((await browser.run("window.shifted")) < 0.1, `${name}: ${await browser.run("window.shifted")}`);
-  }
+    for (const name of ["week", "desk", "empty"]) {
+        await browser.open(pages[name]);
+        await browser.settle();
+        assert.ok((await browser.run("window.shifted")) < 0.1, `${name}: ${await browser.run("window.shifted")}`);
+    }
 });
 
 test("an audit finds nothing to mend", async () => {
-  for (const [name, theme] of [["week", "light"], ["week", "dark"], ["desk", "light"], ["trouble", "dark"], ["empty", "light"], ["clock", "light"]]) {
-    await browser.resize(1440, 1000);
-    await browser.theme(theme);
-    await browser.open(pages[name]);
-    await browser.run(`document.querySelectorAll("details").forEach((each) => { each.open = true; })`);
-    await click("#decisions button").catch(() => {});
-    await browser.page.evaluate(AXE);
-    const { violations } = await browser.run(`axe.run(document, { resultTypes: ["violations"] })`);
-    const told = violations.map(({ id, nodes }) => `${name} ${theme} ${id}: ${nodes.slice(0, 3).map(({ html, any }) => `${html.slice(0, 150)} ${any[0]?.message ?? ""}`).join(" | ")}`);
-    assert.deepEqual(told, []);
-  }
+    for (const [name, theme] of [
+        ["week", "light"],
+        ["week", "dark"],
+        ["desk", "light"],
+        ["trouble", "dark"],
+        ["empty", "light"],
+        ["clock", "light"],
+    ]) {
+        await browser.resize(1440, 1000);
+        await browser.theme(theme);
+        await browser.open(pages[name]);
+        await browser.run(`document.querySelectorAll("details").forEach((each) => { each.open = true; })`);
+        await click("#decisions button").catch(() => {});
+        await browser.page.evaluate(AXE);
+        const { violations } = await browser.run(`axe.run(document, { resultTypes: ["violations"] })`);
+        const told = violations.map(
+            ({ id, nodes }) =>
+                `${name} ${theme} ${id}: ${nodes
+                    .slice(0, 3)
+                    .map(({ html, any }) => `${html.slice(0, 150)} ${any[0]?.message ?? ""}`)
+                    .join(" | ")}`,
+        );
+        assert.deepEqual(told, []);
+    }
 });
 
 test("no text gets out of its place", async () => {
-  await openWide(pages.evil);
-  assert.equal(await text("title"), EVIL);
-  assert.equal(await browser.run(`document.querySelector("#log-list .text").textContent`), EVIL);
-  assert.equal(await browser.run("window.broken ?? 0"), 0);
-  assertQuiet(pages.evil);
+    await openWide(pages.evil);
+    assert.equal(await text("title"), EVIL);
+    assert.equal(await browser.run(`document.querySelector("#log-list .text").textContent`), EVIL);
+    assert.equal(await browser.run("window.broken ?? 0"), 0);
+    assertQuiet(pages.evil);
 });

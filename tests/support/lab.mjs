@@ -1,28 +1,28 @@
 // Runs vorn-lab, the program in VORN_LAB, as a user would: each test in a folder of its own.
 
-import assert from 'node:assert/strict';
-import {spawnSync} from 'node:child_process';
-import {mkdirSync, mkdtempSync, readFileSync, rmSync, writeFileSync} from 'node:fs';
-import {tmpdir} from 'node:os';
-import {dirname, join} from 'node:path';
-import {afterEach, beforeEach} from 'node:test';
+import assert from "node:assert/strict";
+import { spawnSync } from "node:child_process";
+import { mkdirSync, mkdtempSync, readFileSync, rmSync, writeFileSync } from "node:fs";
+import { tmpdir } from "node:os";
+import { dirname, join } from "node:path";
+import { afterEach, beforeEach } from "node:test";
 
 let folder;
-beforeEach(() => (folder = mkdtempSync(join(tmpdir(), 'vorn-lab-'))));
-afterEach(() => rmSync(folder, {recursive: true}));
+beforeEach(() => (folder = mkdtempSync(join(tmpdir(), "vorn-lab-"))));
+afterEach(() => rmSync(folder, { recursive: true }));
 
 export const at = (name) => join(folder, name);
-export const get = (name) => readFileSync(at(name), 'latin1');
+export const get = (name) => readFileSync(at(name), "latin1");
 
 /** Writes a file, with the directories it needs; a text as one byte a letter. */
 export function put(name, content) {
-    mkdirSync(dirname(at(name)), {recursive: true});
-    writeFileSync(at(name), content, 'latin1');
+    mkdirSync(dirname(at(name)), { recursive: true });
+    writeFileSync(at(name), content, "latin1");
 }
 
 /** {status, stdout, stderr} of the command; labWith gives it a standard input. */
 export function labWith(input, ...words) {
-  return spawnSync(process.env.VORN_LAB, words, { input, cwd: folder, encoding: "utf8", env: { ...process.env, TZ: "Europe/Berlin" } });
+    return spawnSync(process.env.VORN_LAB, words, { input, cwd: folder, encoding: "utf8", env: { ...process.env, TZ: "Europe/Berlin" } });
 }
 export const lab = (...words) => labWith("", ...words);
 
@@ -35,9 +35,9 @@ export function labMust(...words) {
 
 /** What a command says, in one line, that must be refused and print nothing. */
 export function labRefuses(...words) {
-    const {status, stdout, stderr} = lab(...words);
-    assert.equal(status, 2, words.join(' '));
-    assert.equal(stdout, '');
-    assert.match(stderr, /^vorn-lab: [^\n]+\n$/, words.join(' '));
+    const { status, stdout, stderr } = lab(...words);
+    assert.equal(status, 2, words.join(" "));
+    assert.equal(stdout, "");
+    assert.match(stderr, /^vorn-lab: [^\n]+\n$/, words.join(" "));
     return stderr;
 }

@@ -30,8 +30,13 @@ export class Bands {
     this.states = [...STACKS.flatMap(({ states }) => states), ...FLAGS].map(({ name }) => name).filter((name) => samples.hasState(name));
     this.text = make("span", { className: "value" }, "");
     this.holder = make("div", { className: "plot", role: "img" });
-    this.element = make("div", { className: "panel" },
-      make("div", { className: "legend" }, make("h3", {}, "Status and decisions"), this.text), this.holder, this.#never());
+    this.element = make(
+      "div",
+      { className: "panel" },
+      make("div", { className: "legend" }, make("h3", {}, "Status and decisions"), this.text),
+      this.holder,
+      this.#never(),
+    );
     this.options = this.#options(sharedOptions(axis, clock, true));
   }
 
@@ -79,7 +84,14 @@ export class Bands {
 
   open() {
     this.options.width = this.holder.clientWidth;
-    this.plot = new uPlot(this.options, [[this.axis.min, this.axis.max], [null, null]], this.holder);
+    this.plot = new uPlot(
+      this.options,
+      [
+        [this.axis.min, this.axis.max],
+        [null, null],
+      ],
+      this.holder,
+    );
   }
 
   refresh() {
@@ -198,12 +210,16 @@ export class Bands {
   #describe() {
     const known = this.shares.known.reduce((sum, part) => sum + part, 0);
     const share = (name) => this.shares[name].reduce((sum, part) => sum + part, 0) / known;
-    const words = [...STACKS.flatMap(({ states }) => states), ...FLAGS].filter(({ name }) => this.states.includes(name) && known > 0 && share(name) > 0)
+    const words = [...STACKS.flatMap(({ states }) => states), ...FLAGS]
+      .filter(({ name }) => this.states.includes(name) && known > 0 && share(name) > 0)
       .map(({ name, label }) => `${label} ${number(100 * share(name), share(name) < 0.1 ? 1 : 0)} %`);
     const [min, max] = [this.axis.min, this.axis.max];
     const count = this.decisions.filter(({ t }) => t >= min && t <= max).length;
     const gaps = this.gaps.filter(({ from, to }) => to >= min && from <= max).length;
-    this.holder.setAttribute("aria-label", `Share of time in each state: ${words.join("; ") || "none"}. Decisions: ${count}. Gaps: ${gaps}.`);
+    this.holder.setAttribute(
+      "aria-label",
+      `Share of time in each state: ${words.join("; ") || "none"}. Decisions: ${count}. Gaps: ${gaps}.`,
+    );
   }
 
   /** The decision within reach of a moment, or null. */
@@ -227,7 +243,12 @@ export class Bands {
     const words = i < 0 ? [] : [...STACKS.flatMap(({ states }) => of(states)), ...of(FLAGS)];
     if (t !== null) {
       const reach = this.#reach();
-      words.push(...this.happenings.filter((each) => each.t - reach <= t && t <= each.t + each.for_s + reach).slice(0, 3).map(({ what }) => what));
+      words.push(
+        ...this.happenings
+          .filter((each) => each.t - reach <= t && t <= each.t + each.for_s + reach)
+          .slice(0, 3)
+          .map(({ what }) => what),
+      );
     }
     this.text.textContent = words.join(" · ");
     return words;

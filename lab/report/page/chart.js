@@ -11,8 +11,8 @@ const TICK_PIXELS = 84;
 const NARROW = 420; // pixels of a chart's width, from which on ticks stand closer
 const NARROW_TICK_PIXELS = 58;
 const LABEL_ROOM = 14; // a label needs this much to the right of its tick
-const LEAST_DRAG = 4;  // pixels; a shorter one is a click
-const SERIES = 3;      // of a channel: mean, greatest, least
+const LEAST_DRAG = 4; // pixels; a shorter one is a click
+const SERIES = 3; // of a channel: mean, greatest, least
 
 /** Labels of the ticks; none where the right edge would cut it. */
 function tickLabels(u, clock, moments) {
@@ -52,12 +52,14 @@ export function sharedOptions(axis, clock, withLabels) {
     hooks: {
       // What the chart really shows, for whoever looks from outside.
       setScale: [(u, key) => key === "x" && (u.root.dataset.shown = `${u.scales.x.min} ${u.scales.x.max}`)],
-      setSelect: [(u) => {
-        const { left, width } = u.select;
-        if (width === 0) return;
-        u.setSelect({ left: 0, width: 0, top: 0, height: 0 }, false);
-        if (width >= LEAST_DRAG) axis.set(u.posToVal(left, "x"), u.posToVal(left + width, "x"));
-      }],
+      setSelect: [
+        (u) => {
+          const { left, width } = u.select;
+          if (width === 0) return;
+          u.setSelect({ left: 0, width: 0, top: 0, height: 0 }, false);
+          if (width >= LEAST_DRAG) axis.set(u.posToVal(left, "x"), u.posToVal(left + width, "x"));
+        },
+      ],
     },
   };
 }
@@ -166,13 +168,21 @@ export class Chart {
 
   #legend() {
     const items = this.channels.map((channel, c) => {
-      const key = make("button", { type: "button", className: "key", "aria-pressed": "true", title: `Hide or show ${channel.label}` },
-        swatch(channel), make("span", {}, channel.label));
+      const key = make(
+        "button",
+        { type: "button", className: "key", "aria-pressed": "true", title: `Hide or show ${channel.label}` },
+        swatch(channel),
+        make("span", {}, channel.label),
+      );
       key.addEventListener("click", () => this.#toggle(c, key));
       return make("span", { className: "entry" }, key, this.values[c]);
     });
     this.unit = make("span", { className: "unit" }, ` ${this.panel.unit}`);
-    this.save = make("button", { type: "button", className: "icon", title: "Save a picture of this panel", "aria-label": `Save a picture: ${this.panel.title}` }, "⤓");
+    this.save = make(
+      "button",
+      { type: "button", className: "icon", title: "Save a picture of this panel", "aria-label": `Save a picture: ${this.panel.title}` },
+      "⤓",
+    );
     this.offNote = make("span", { className: "off-note", hidden: true }, "readings off the scale");
     return make("div", { className: "legend" }, make("h3", {}, this.panel.title, this.unit), ...items, this.offNote, this.save);
   }
@@ -193,7 +203,12 @@ export class Chart {
 
   #data() {
     const pixels = Math.max(this.holder.clientWidth - GUTTER - RIGHT_EDGE, 50);
-    const data = this.samples.envelopes(this.channels.map(({ name }) => name), this.axis.min, this.axis.max, pixels);
+    const data = this.samples.envelopes(
+      this.channels.map(({ name }) => name),
+      this.axis.min,
+      this.axis.max,
+      pixels,
+    );
     const none = data[0].map(() => null);
     this.channels.forEach(({ name, scale }, c) => {
       for (let row = SERIES * c + 1; row <= SERIES * (c + 1); ++row) data[row] = this.hidden.has(name) ? none : scaled(data[row], scale);
@@ -269,12 +284,26 @@ export class Ruler {
     this.holder = make("div", { className: "plot ruler", "aria-hidden": "true" });
     const shared = sharedOptions(axis, clock, true);
     shared.axes.push({ size: GUTTER, splits: () => [], values: () => [], grid: { show: false }, ticks: { show: false } });
-    this.options = { ...shared, width: 100, height: AXIS_HEIGHT + 2, padding: [0, RIGHT_EDGE, 0, 0], scales: { ...shared.scales, y: { range: [0, 1] } }, series: [{}, {}] };
+    this.options = {
+      ...shared,
+      width: 100,
+      height: AXIS_HEIGHT + 2,
+      padding: [0, RIGHT_EDGE, 0, 0],
+      scales: { ...shared.scales, y: { range: [0, 1] } },
+      series: [{}, {}],
+    };
   }
 
   open() {
     this.options.width = this.holder.clientWidth;
-    this.plot = new uPlot(this.options, [[this.axis.min, this.axis.max], [null, null]], this.holder);
+    this.plot = new uPlot(
+      this.options,
+      [
+        [this.axis.min, this.axis.max],
+        [null, null],
+      ],
+      this.holder,
+    );
   }
 
   refresh() {

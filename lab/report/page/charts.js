@@ -9,8 +9,8 @@ import { startGestures } from "./gestures.js";
 import { PANELS } from "./panels.js";
 
 const KEY_STEP = 1 / 100; // of the axis, for each key that moves the read-out
-const LATER_MS = 60;      // charts out of sight follow so long after those in sight
-const SAY_MS = 250;       // after the last key the values are said
+const LATER_MS = 60; // charts out of sight follow so long after those in sight
+const SAY_MS = 250; // after the last key the values are said
 
 export class Charts {
   constructor(run, samples, clock, errorsAgainst) {
@@ -54,8 +54,13 @@ export class Charts {
       const decision = this.cursor === null ? null : this.bands.decisionNear(this.cursor);
       if (decision) this.onDecision(decision);
     });
-    const moves = { earlier: () => this.axis.pan(-0.5), later: () => this.axis.pan(0.5), in: () => this.axis.zoom(0.5, this.#middle()),
-      out: () => this.axis.zoom(2, this.#middle()), whole: () => this.axis.whole() };
+    const moves = {
+      earlier: () => this.axis.pan(-0.5),
+      later: () => this.axis.pan(0.5),
+      in: () => this.axis.zoom(0.5, this.#middle()),
+      out: () => this.axis.zoom(2, this.#middle()),
+      whole: () => this.axis.whole(),
+    };
     for (const [name, move] of Object.entries(moves)) document.querySelector(`[data-axis=${name}]`).addEventListener("click", move);
     $("charts").addEventListener("keydown", (event) => this.#key(event));
     startGestures($("charts"), this.axis, GUTTER, RIGHT_EDGE);
@@ -137,8 +142,11 @@ export class Charts {
     const decision = this.bands.decisionNear(t);
     const step = i < 0 ? 0 : this.samples.end[i] - this.samples.first[i];
     return [
-      this.clock.full(t), i < 0 ? gapText(this.samples.gapAt(t)) : "", step > 0 ? `a step of ${duration(step)}` : "",
-      this.clock.deviation(t), decision ? `▲ ${decision.feature}` : "",
+      this.clock.full(t),
+      i < 0 ? gapText(this.samples.gapAt(t)) : "",
+      step > 0 ? `a step of ${duration(step)}` : "",
+      this.clock.deviation(t),
+      decision ? `▲ ${decision.feature}` : "",
     ];
   }
 

@@ -6,8 +6,24 @@ const DAYS = ["Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"];
 const MONTHS = ["Jan", "Feb", "Mar", "Apr", "May", "Jun", "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"];
 
 // Distances between two ticks: seconds, then whole months.
-const STEPS_S = [1, 5, 10, 30, MINUTE, 5 * MINUTE, 10 * MINUTE, 30 * MINUTE, HOUR, 2 * HOUR, 3 * HOUR, 6 * HOUR,
-  12 * HOUR, DAY, 2 * DAY, 7 * DAY];
+const STEPS_S = [
+  1,
+  5,
+  10,
+  30,
+  MINUTE,
+  5 * MINUTE,
+  10 * MINUTE,
+  30 * MINUTE,
+  HOUR,
+  2 * HOUR,
+  3 * HOUR,
+  6 * HOUR,
+  12 * HOUR,
+  DAY,
+  2 * DAY,
+  7 * DAY,
+];
 const STEPS_MONTHS = [1, 2, 3, 6, 12, 24, 60, 120];
 const MONTH_S = 30.4 * DAY;
 

@@ -15,14 +15,26 @@ export function fillOther(other, title, clock, show, draw) {
   const { differences, differences_seen: seen, same } = other;
   const body = $("other-body");
   if (!other.samples) body.append(make("p", {}, "The two runs are the same in every cycle."));
-  body.append(make("p", { className: "muted" }, seen === 0
-    ? `Both took the same ${plural(same, "decision")}.`
-    : `${plural(seen, "decision")} of one run alone, the first ones first; ${number(same)} are the same.`));
+  body.append(
+    make(
+      "p",
+      { className: "muted" },
+      seen === 0
+        ? `Both took the same ${plural(same, "decision")}.`
+        : `${plural(seen, "decision")} of one run alone, the first ones first; ${number(same)} are the same.`,
+    ),
+  );
   const items = differences.slice(0, DIFFERENCES_SHOWN).map((each) => {
     const button = make("button", { type: "button", className: "plain" }, clock.short(each.t));
     button.addEventListener("click", () => show(each.t));
-    return make("li", {}, make("span", { className: "glyph", "aria-hidden": "true" }, WEIGHTS[each.weight].glyph), button,
-      make("b", {}, each.of_second ? other.title : title), make("span", {}, each.sentence));
+    return make(
+      "li",
+      {},
+      make("span", { className: "glyph", "aria-hidden": "true" }, WEIGHTS[each.weight].glyph),
+      button,
+      make("b", {}, each.of_second ? other.title : title),
+      make("span", {}, each.sentence),
+    );
   });
   if (items.length) body.append(make("ol", { className: "differences" }, ...items));
   if (seen > items.length) body.append(make("p", { className: "muted small" }, `${plural(seen - items.length, "further one")} left out.`));

@@ -28,6 +28,7 @@ export function toggle(label, isOn, onChange) {
 export function table(headings, rows) {
   const head = make("tr", {}, ...headings.map((text) => (text ? make("th", { scope: "col" }, text) : make("td"))));
   const body = rows.map(([first, ...rest]) =>
-    make("tr", {}, make("th", { scope: "row" }, first), ...rest.map((cell) => make("td", {}, cell))));
+    make("tr", {}, make("th", { scope: "row" }, first), ...rest.map((cell) => make("td", {}, cell))),
+  );
   return make("table", {}, make("thead", {}, head), make("tbody", {}, ...body));
 }

@@ -64,7 +64,10 @@ export function fillFigures(samples, clock, min, max) {
     for (const { name, label, scale } of channels.filter((channel) => samples.has(channel.name))) {
       const found = channelFigures(samples, name, min, max);
       if (!found) continue;
-      rows.push([`${title}: ${label.toLowerCase()}`, ...[found.least, found.mean, found.greatest].map((value) => `${number(value * scale, digits)} ${unit}`)]);
+      rows.push([
+        `${title}: ${label.toLowerCase()}`,
+        ...[found.least, found.mean, found.greatest].map((value) => `${number(value * scale, digits)} ${unit}`),
+      ]);
     }
   }
   const facts = [];
@@ -79,6 +82,9 @@ export function fillFigures(samples, clock, min, max) {
   const gained = stressGained(samples, min, max);
   if (gained !== null) facts.push(["Stress hours gained", number(gained, 0)]);
   const list = facts.map(([label, value]) => make("div", {}, make("b", {}, value), make("span", {}, label)));
-  $("figures-body").replaceChildren(make("p", { className: "muted" }, clock.stretch(min, max)),
-    make("div", { className: "figures" }, ...list), make("div", { className: "scroll" }, table(["", "Least", "Mean", "Greatest"], rows)));
+  $("figures-body").replaceChildren(
+    make("p", { className: "muted" }, clock.stretch(min, max)),
+    make("div", { className: "figures" }, ...list),
+    make("div", { className: "scroll" }, table(["", "Least", "Mean", "Greatest"], rows)),
+  );
 }

@@ -3,7 +3,7 @@
 import { make } from "./dom.js";
 import { DAY, YEAR, duration, number } from "./format.js";
 
-const LEAST_TIME_S = DAY;  // of a pace that is worth telling
+const LEAST_TIME_S = DAY; // of a pace that is worth telling
 const LATEST_S = 30 * YEAR;
 const [WIDTH, HEIGHT, LEFT, RIGHT, TOP, BOTTOM] = [520, 170, 44, 12, 14, 24];
 const HISTORY_POINTS = 120;
@@ -38,9 +38,13 @@ function limitText(stress, ahead, found, total) {
     const reason = isShort ? `less than a day of hours has been counted ${since}` : `no hours were added ${since}`;
     return `${text}. No forecast: ${reason}.`;
   }
-  const since = stress.has_changed ? `since the top of charge last changed (${duration(found.time)})` : `of this run (${duration(found.time)})`;
+  const since = stress.has_changed
+    ? `since the top of charge last changed (${duration(found.time)})`
+    : `of this run (${duration(found.time)})`;
   const at = (level) => duration((level.above_h - total) / found.pace);
-  const further = then ? ` At the same pace the limit of ${number(then.above_h)} would come after ${at(then)}; a lowered voltage makes it later.` : "";
+  const further = then
+    ? ` At the same pace the limit of ${number(then.above_h)} would come after ${at(then)}; a lowered voltage makes it later.`
+    : "";
   return `${text}: about ${at(next)} at the pace ${since}, ${number(found.pace * DAY, 1)} a day.${further}`;
 }
 
@@ -52,13 +56,25 @@ function curve(stress, samples, clock, found, total) {
   const top = stress.levels.at(-1).above_h * 1.06;
   const x = (t) => LEFT + (t / end) * (WIDTH - LEFT - RIGHT);
   const y = (h) => TOP + (1 - Math.min(h / top, 1)) * (HEIGHT - TOP - BOTTOM);
-  const svg = element("svg", { viewBox: `0 0 ${WIDTH} ${HEIGHT}`, class: "forecast", role: "img", "aria-label": "Stress hours over time, with the way on to the limits" });
+  const svg = element("svg", {
+    viewBox: `0 0 ${WIDTH} ${HEIGHT}`,
+    class: "forecast",
+    role: "img",
+    "aria-label": "Stress hours over time, with the way on to the limits",
+  });
   for (const { above_h, toc_mv } of stress.levels) {
     svg.append(element("line", { x1: LEFT, x2: WIDTH - RIGHT, y1: y(above_h), y2: y(above_h), class: "limit" }));
     svg.append(text(LEFT + 4, y(above_h) - 4, `${number(above_h)} h → ${(toc_mv / 1000).toFixed(2)} V`));
   }
   svg.append(element("line", { x1: LEFT, x2: WIDTH - RIGHT, y1: y(0), y2: y(0), class: "base" }), text(LEFT - 6, y(0) + 4, "0", "end"));
-  svg.append(element("polyline", { points: lifeSoFar(stress, samples, last).map(([t, h]) => `${x(t)},${y(h)}`).join(" "), class: "so-far" }));
+  svg.append(
+    element("polyline", {
+      points: lifeSoFar(stress, samples, last)
+        .map(([t, h]) => `${x(t)},${y(h)}`)
+        .join(" "),
+      class: "so-far",
+    }),
+  );
   if (found && end > last) {
     const final = total + found.pace * (end - last);
     svg.append(element("line", { x1: x(last), y1: y(total), x2: x(end), y2: y(final), class: "ahead" }));

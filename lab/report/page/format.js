@@ -23,7 +23,13 @@ export function short(value) {
 /** Two units at most: 7 d 3 h, 20 min, 45 s. */
 export function duration(seconds) {
   /** @type {[number, string][]} */
-  const steps = [[YEAR, "y"], [DAY, "d"], [HOUR, "h"], [MINUTE, "min"], [1, "s"]];
+  const steps = [
+    [YEAR, "y"],
+    [DAY, "d"],
+    [HOUR, "h"],
+    [MINUTE, "min"],
+    [1, "s"],
+  ];
   let i = steps.findIndex(([size]) => seconds >= size);
   if (i < 0) return "0 s";
   const [size, unit] = steps[i];

@@ -3,7 +3,7 @@
 // the charts have the focus; sideways it moves.
 
 const WHEEL_ZOOM = 0.0022; // the logarithm of the zoom for a pixel of the wheel
-const LINE_PIXELS = 30;    // of a wheel that counts lines
+const LINE_PIXELS = 30; // of a wheel that counts lines
 
 /**
  * @param {HTMLElement} element
@@ -32,12 +32,17 @@ export function startGestures(element, axis, left, right) {
   for (const end of ["pointerup", "pointercancel", "pointerleave"]) {
     element.addEventListener(end, (event) => fingers.delete(/** @type {PointerEvent} */ (event).pointerId));
   }
-  element.addEventListener("wheel", (event) => {
-    const pixels = event.deltaMode === 0 ? 1 : LINE_PIXELS;
-    const isZoom = event.ctrlKey || event.metaKey || (document.activeElement === element && Math.abs(event.deltaY) > Math.abs(event.deltaX));
-    if (isZoom) axis.zoom(Math.exp(event.deltaY * pixels * WHEEL_ZOOM * (event.ctrlKey ? 3 : 1)), momentAt(event.clientX));
-    else if (Math.abs(event.deltaX) > Math.abs(event.deltaY)) axis.pan((event.deltaX * pixels) / width());
-    else return;
-    event.preventDefault();
-  }, { passive: false });
+  element.addEventListener(
+    "wheel",
+    (event) => {
+      const pixels = event.deltaMode === 0 ? 1 : LINE_PIXELS;
+      const isZoom =
+        event.ctrlKey || event.metaKey || (document.activeElement === element && Math.abs(event.deltaY) > Math.abs(event.deltaX));
+      if (isZoom) axis.zoom(Math.exp(event.deltaY * pixels * WHEEL_ZOOM * (event.ctrlKey ? 3 : 1)), momentAt(event.clientX));
+      else if (Math.abs(event.deltaX) > Math.abs(event.deltaY)) axis.pan((event.deltaX * pixels) / width());
+      else return;
+      event.preventDefault();
+    },
+    { passive: false },
+  );
 }

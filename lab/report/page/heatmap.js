@@ -7,12 +7,7 @@ import { number, short } from "./format.js";
 
 const TOP_BUCKETS = 5;
 
-const VIEWS = {
-  hours: "Hours",
-  run: "Hours of this run",
-  brought: "Stress hours brought",
-  weights: "Weight of an hour",
-};
+const VIEWS = { hours: "Hours", run: "Hours of this run", brought: "Stress hours brought", weights: "Weight of an hour" };
 
 /** Gives what draws the map anew, in other colours. */
 export function fillHistogram(place, stress, samples, clock) {
@@ -22,15 +17,29 @@ export function fillHistogram(place, stress, samples, clock) {
   }
   // What was added while the page's run lasted; a bucket whose number was none before is as new.
   stress.run = stress.hours.map((hours, at) => (hours === null ? null : Math.max(hours - (stress.first_hours[at] ?? 0), 0)));
-  const bands = { volt: bandNames(stress.volt_edges_mv.map((mv) => mv / 1000), 1), temp: bandNames(stress.temp_edges_c, 0) };
+  const bands = {
+    volt: bandNames(
+      stress.volt_edges_mv.map((mv) => mv / 1000),
+      1,
+    ),
+    temp: bandNames(stress.temp_edges_c, 0),
+  };
   const detail = make("p", { className: "detail", role: "status" }, hint());
   const grid = make("table", { className: "heat" });
   let shown = "hours";
   const show = (view) => grid.replaceChildren(...heatRows(stress, bands, (shown = view), detail));
   show("hours");
-  const left = make("div", { className: "heat-side" }, choices(show), make("div", { className: "scroll" }, grid),
-    make("p", { className: "muted small axis-note" }, "Across: cell voltage in volts. Upwards: battery temperature in °C."), detail);
-  place.append(make("div", { className: "histogram" }, left, make("div", {}, ...forecastParts(stress, samples, clock), topBuckets(stress, bands))));
+  const left = make(
+    "div",
+    { className: "heat-side" },
+    choices(show),
+    make("div", { className: "scroll" }, grid),
+    make("p", { className: "muted small axis-note" }, "Across: cell voltage in volts. Upwards: battery temperature in °C."),
+    detail,
+  );
+  place.append(
+    make("div", { className: "histogram" }, left, make("div", {}, ...forecastParts(stress, samples, clock), topBuckets(stress, bands))),
+  );
   return () => show(shown);
 }
 
@@ -100,21 +109,32 @@ function describe(stress, bands, r, c) {
   const hours = stress.hours[at];
   const share = stress.total_h > 0 ? (100 * stress.brought[at]) / stress.total_h : 0;
   const weight = stress.weights[at];
-  return `${bands.volt[r]} V at ${bands.temp[c]} °C: ${hours === null ? "no number of" : number(hours, 1)} hours, ` +
+  return (
+    `${bands.volt[r]} V at ${bands.temp[c]} °C: ${hours === null ? "no number of" : number(hours, 1)} hours, ` +
     `each worth ${weight < 0.001 ? weight.toExponential(1) : number(weight, 3)}, ` +
-    `brought ${number(stress.brought[at], 1)} stress hours, ${number(share, 1)} % of all.`;
+    `brought ${number(stress.brought[at], 1)} stress hours, ${number(share, 1)} % of all.`
+  );
 }
 
 function topBuckets(stress, bands) {
   const order = stress.brought.map((value, at) => at).sort((a, b) => stress.brought[b] - stress.brought[a]);
-  const items = order.slice(0, TOP_BUCKETS).filter((at) => stress.brought[at] > 0).map((at) => {
-    const r = Math.floor(at / bands.temp.length);
-    const share = (100 * stress.brought[at]) / stress.total_h;
-    const bar = make("span", { className: "bar-fill", "aria-hidden": "true" });
-    bar.style.width = `${share}%`;
-    return make("li", {}, bar, make("span", {}, `${bands.volt[r]} V, ${bands.temp[at % bands.temp.length]} °C`),
-      make("b", {}, `${number(share, share < 10 ? 1 : 0)} %`), make("span", { className: "" }, `${number(stress.hours[at], stress.hours[at] < 10 ? 1 : 0)} h`));
-  });
+  const items = order
+    .slice(0, TOP_BUCKETS)
+    .filter((at) => stress.brought[at] > 0)
+    .map((at) => {
+      const r = Math.floor(at / bands.temp.length);
+      const share = (100 * stress.brought[at]) / stress.total_h;
+      const bar = make("span", { className: "bar-fill", "aria-hidden": "true" });
+      bar.style.width = `${share}%`;
+      return make(
+        "li",
+        {},
+        bar,
+        make("span", {}, `${bands.volt[r]} V, ${bands.temp[at % bands.temp.length]} °C`),
+        make("b", {}, `${number(share, share < 10 ? 1 : 0)} %`),
+        make("span", { className: "" }, `${number(stress.hours[at], stress.hours[at] < 10 ? 1 : 0)} h`),
+      );
+    });
   if (!items.length) return make("p", { className: "empty" }, "No bucket has brought stress hours yet.");
   return make("div", {}, make("h3", {}, "Buckets that brought the most"), make("ol", { className: "top-buckets" }, ...items));
 }

@@ -64,8 +64,11 @@ export function copyLink(button, place) {
   };
   const copied = navigator.clipboard?.writeText(address) ?? Promise.reject(new Error("no clipboard"));
   // Without the clipboard the address bar has it.
-  copied.then(() => tell("Copied"), () => {
-    history.replaceState(null, "", placeHash(place));
-    tell("In the address");
-  });
+  copied.then(
+    () => tell("Copied"),
+    () => {
+      history.replaceState(null, "", placeHash(place));
+      tell("In the address");
+    },
+  );
 }

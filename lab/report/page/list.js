@@ -1,7 +1,7 @@
 // A list of which only the rows in view exist, so that a hundred thousand scroll like ten.
 
 const ROW_HEIGHT = 26; // as in the style sheet
-const SPARE = 8;       // rows made beyond the edges
+const SPARE = 8; // rows made beyond the edges
 
 export class VirtualList {
   /** makeRow(item) gives an element; onChoose(item) hears what was clicked or reached by key. */

@@ -29,7 +29,11 @@ export class Log {
     this.prefix = daemon.log_prefix;
     lines.forEach((line, i) => (line.index = i));
     this.kinds = new Set(Object.keys(KINDS));
-    this.list = new VirtualList($("log-list"), (line) => this.#row(line), (line) => this.#chosen(line));
+    this.list = new VirtualList(
+      $("log-list"),
+      (line) => this.#row(line),
+      (line) => this.#chosen(line),
+    );
     if (!lines.length) {
       $("log-filter").hidden = $("log-list").hidden = $("log-save").hidden = true;
       $("log-count").textContent = "The daemon left no line in this run.";
@@ -46,10 +50,12 @@ export class Log {
       if (used.has(key)) $("log-feature").append(make("option", { value: key }, title));
     }
     for (const [kind, label] of Object.entries(KINDS)) {
-      $("log-kinds").append(toggle(label, true, (isOn) => {
-        isOn ? this.kinds.add(kind) : this.kinds.delete(kind);
-        this.apply();
-      }));
+      $("log-kinds").append(
+        toggle(label, true, (isOn) => {
+          isOn ? this.kinds.add(kind) : this.kinds.delete(kind);
+          this.apply();
+        }),
+      );
     }
     $("log-save").addEventListener("click", () => this.#save());
     $("log-filter").addEventListener("submit", (event) => event.preventDefault());
@@ -66,8 +72,9 @@ export class Log {
     for (const shape of this.shapes) {
       shape.isOut = !this.kinds.has(shape.kind) || (feature !== "" && shape.feature !== feature);
     }
-    const found = this.found = this.lines.filter((line) =>
-      !line.shape.isOut && (!wanted || lineText(line).toLowerCase().includes(wanted)));
+    const found = (this.found = this.lines.filter(
+      (line) => !line.shape.isOut && (!wanted || lineText(line).toLowerCase().includes(wanted)),
+    ));
     this.list.set(found);
     $("log-detail").hidden = true;
     const all = found.length === this.lines.length;
@@ -76,7 +83,9 @@ export class Log {
   }
 
   #save() {
-    const lines = this.found.map((line) => [this.clock.full(line.t), KINDS[line.shape.kind], line.shape.feature, lineText(line)].join("\t"));
+    const lines = this.found.map((line) =>
+      [this.clock.full(line.t), KINDS[line.shape.kind], line.shape.feature, lineText(line)].join("\t"),
+    );
     saveText(fileName(this.title, "log.txt"), `${lines.join("\n")}\n`);
   }
 
@@ -92,11 +101,14 @@ export class Log {
 
   #row(line) {
     const { t, shape } = line;
-    return make("div", { className: "row" },
+    return make(
+      "div",
+      { className: "row" },
       this.#time(t),
       make("span", { className: `kind ${shape.kind}` }, KINDS[shape.kind]),
       make("span", { className: "feature" }, this.features[shape.feature]),
-      make("span", { className: "text" }, ...this.#words(lineText(line))));
+      make("span", { className: "text" }, ...this.#words(lineText(line))),
+    );
   }
 
   /** On a narrow screen a line goes without what every line begins with. */
@@ -120,8 +132,14 @@ export class Log {
     show.addEventListener("click", () => this.choose(line));
     const link = make("button", { type: "button", className: "quiet" }, "Copy link");
     link.addEventListener("click", () => this.link(link, line));
-    $("log-detail").replaceChildren(make("b", {}, this.clock.full(t)), " ",
-      `${KINDS[shape.kind]}, ${this.features[shape.feature]} `, show, link, make("code", {}, lineText(line)));
+    $("log-detail").replaceChildren(
+      make("b", {}, this.clock.full(t)),
+      " ",
+      `${KINDS[shape.kind]}, ${this.features[shape.feature]} `,
+      show,
+      link,
+      make("code", {}, lineText(line)),
+    );
     $("log-detail").hidden = false;
   }
 

@@ -41,7 +41,8 @@ const breathe = () => new Promise((resolve) => setTimeout(resolve));
 function fillNote({ cycles, cycles_per_bucket: per }, samples) {
   if (per === 1) return;
   const step = samples.stepAt(samples.first[samples.count - 1]);
-  $("charts-note").textContent = `${number(cycles)} cycles are drawn in steps of ${number(per)} (${duration(step)} at the end of the run), each with its ` +
+  $("charts-note").textContent =
+    `${number(cycles)} cycles are drawn in steps of ${number(per)} (${duration(step)} at the end of the run), each with its ` +
     "mean, its least and its greatest value: no peak is lost. Around the daemon’s actions every cycle is kept.";
 }
 
@@ -64,7 +65,10 @@ class Page {
       filter: (shown) => this.charts.bands.showDecisions(shown),
     });
     this.charts.onDecision = (decision) => this.choose(decision);
-    this.places = new Places(() => this.#here(), (place) => this.go(place));
+    this.places = new Places(
+      () => this.#here(),
+      (place) => this.go(place),
+    );
     this.charts.onView = () => this.#moved();
     $("figures").addEventListener("toggle", () => this.#fillFigures());
     $("back").addEventListener("click", () => $("story").scrollIntoView({ block: "start" }));
@@ -78,12 +82,23 @@ class Page {
     fillSessions($("sessions-body"), run.sessions, clock, (t, span) => this.show(t, span));
     fillWorth($("worth-body"), run);
     fillCost($("cost-body"), run.cost);
-    fillOther(run.other, run.title, clock, (t) => this.show(t, CLOSE_S), (isOn) => this.#showOther(isOn));
+    fillOther(
+      run.other,
+      run.title,
+      clock,
+      (t) => this.show(t, CLOSE_S),
+      (isOn) => this.#showOther(isOn),
+    );
     await breathe();
     const lines = readLog(run.log);
     await breathe();
-    this.log = new Log(run, lines, clock, (line) => this.show(line.t, LINE_CLOSE_S),
-      (button, line) => copyLink(button, { t: line.t, span: this.charts.axis.span, line: line.index }));
+    this.log = new Log(
+      run,
+      lines,
+      clock,
+      (line) => this.show(line.t, LINE_CLOSE_S),
+      (button, line) => copyLink(button, { t: line.t, span: this.charts.axis.span, line: line.index }),
+    );
     startTheme(() => this.#redraw());
     startPrint(this.story, () => this.#redraw(true));
     this.places.start();
@@ -107,7 +122,9 @@ class Page {
       saveText(fileName(title, "samples.csv"), samplesCsv(this.samples, this.clock, min, max), "text/csv");
     });
     for (const chart of this.charts.charts) {
-      chart.save.addEventListener("click", () => savePicture(fileName(title, `${chart.panel.title.replaceAll(" ", "_").toLowerCase()}.png`), chart));
+      chart.save.addEventListener("click", () =>
+        savePicture(fileName(title, `${chart.panel.title.replaceAll(" ", "_").toLowerCase()}.png`), chart),
+      );
     }
   }
 

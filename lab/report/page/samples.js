@@ -145,7 +145,12 @@ export class Samples {
    */
   envelopes(names, min, max, pixels) {
     const [from, to] = this.visible(min, max);
-    const out = new Envelopes(names.map((name) => this.channels[name]), (max - min) / pixels, min, this.longestUsual);
+    const out = new Envelopes(
+      names.map((name) => this.channels[name]),
+      (max - min) / pixels,
+      min,
+      this.longestUsual,
+    );
     for (let i = from; i < to; ++i) {
       if (this.after[i] && i > from) out.gap(this.end[i - 1], this.first[i]);
       out.add(i, this.first[i], this.end[i]);

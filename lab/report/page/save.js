@@ -16,7 +16,11 @@ export function saveText(name, text, type = "text/plain") {
 
 /** A name for a file of this run. */
 export function fileName(title, what) {
-  const stem = title.toLowerCase().replace(/[^a-z0-9]+/g, "_").replace(/^_+|_+$/g, "") || "run";
+  const stem =
+    title
+      .toLowerCase()
+      .replace(/[^a-z0-9]+/g, "_")
+      .replace(/^_+|_+$/g, "") || "run";
   return `${stem.slice(0, 60)}_${what}`;
 }
 
@@ -33,7 +37,9 @@ export function samplesCsv(samples, clock, min, max) {
   const lines = [["t_s", "length_s", "utc", ...heads, ...states].join(",")];
   for (let i = Math.max(samples.at(min), 0); i < samples.count && samples.first[i] <= max; ++i) {
     if (samples.end[i] < min) continue;
-    const values = channels.flatMap(([, { has, mean, least, greatest }]) => (has[i] ? [cell(mean[i]), cell(least[i]), cell(greatest[i])] : ["", "", ""]));
+    const values = channels.flatMap(([, { has, mean, least, greatest }]) =>
+      has[i] ? [cell(mean[i]), cell(least[i]), cell(greatest[i])] : ["", "", ""],
+    );
     const shares = states.map((state) => cell(samples.share(state, i)));
     lines.push([samples.first[i], samples.end[i] - samples.first[i], clock.utc(samples.first[i]), ...values, ...shares].join(","));
   }

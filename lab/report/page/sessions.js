@@ -5,7 +5,10 @@ import { HOUR, duration, number, plural } from "./format.js";
 
 const SESSIONS_SHOWN = 50; // more are made when asked for
 const ENDS = {
-  going_on: "goes on at the end of the run", unplugged: "unplugged", full: "unplugged when full", off: "the daemon was not running",
+  going_on: "goes on at the end of the run",
+  unplugged: "unplugged",
+  full: "unplugged when full",
+  off: "the daemon was not running",
 };
 
 export function fillSessions(place, { sessions, seen }, clock, show) {
@@ -17,8 +20,13 @@ export function fillSessions(place, { sessions, seen }, clock, show) {
   const count = Math.max(seen, sessions.length);
   place.append(make("p", { className: "muted" }, `${plural(count, "charge")}, ${number(total, 2)} Ah in all.`));
   const holder = make("div", { className: "scroll", tabIndex: 0, role: "region", "aria-label": "Charge sessions" });
-  const fill = (shown) => holder.replaceChildren(
-    table(["From", "Lasted", "Charge", "State of charge", "Peak", "Ended"], shown.map((each) => row(each, clock, show))));
+  const fill = (shown) =>
+    holder.replaceChildren(
+      table(
+        ["From", "Lasted", "Charge", "State of charge", "Peak", "Ended"],
+        shown.map((each) => row(each, clock, show)),
+      ),
+    );
   fill(sessions.slice(0, SESSIONS_SHOWN));
   place.append(holder);
   if (sessions.length > SESSIONS_SHOWN) {
@@ -37,7 +45,11 @@ function row(session, clock, show) {
   const charge = `${unmeasured_s > 0 ? "at least " : ""}${number(mah / 1000, 2)} Ah`;
   const percent = (value) => (value === null ? "?" : number(value));
   return [
-    when, duration(to_t - from_t), charge, `${percent(from_pct)} – ${percent(to_pct)} %`,
-    peak_decic === null ? "–" : `${number(peak_decic / 10, 1)} °C`, `${ENDS[end]}${end === "unplugged" ? (wasFull ? "; had been full" : " before full") : ""}${stopped ? "; charging was stopped" : ""}`,
+    when,
+    duration(to_t - from_t),
+    charge,
+    `${percent(from_pct)} – ${percent(to_pct)} %`,
+    peak_decic === null ? "–" : `${number(peak_decic / 10, 1)} °C`,
+    `${ENDS[end]}${end === "unplugged" ? (wasFull ? "; had been full" : " before full") : ""}${stopped ? "; charging was stopped" : ""}`,
   ];
 }

@@ -4,8 +4,8 @@ import { $, make, toggle } from "./dom.js";
 import { number, plural } from "./format.js";
 import { WEIGHTS } from "./panels.js";
 
-const CHUNK = 60;    // items made at once; more follow as the list is scrolled
-const MANY = 150;    // with more decisions than this, routine ones start hidden
+const CHUNK = 60; // items made at once; more follow as the list is scrolled
+const MANY = 150; // with more decisions than this, routine ones start hidden
 
 export class Story {
   /**
@@ -38,11 +38,13 @@ export class Story {
     for (const [weight, { label, glyph }] of Object.entries(WEIGHTS)) {
       const count = this.decisions.filter((each) => each.weight === weight).length;
       if (count === 0) continue;
-      $("story-filter").append(toggle(`${glyph} ${label} ${number(count)}`, this.wanted.has(weight), (isOn) => {
-        if (isOn) this.wanted.add(weight);
-        else this.wanted.delete(weight);
-        this.fill();
-      }));
+      $("story-filter").append(
+        toggle(`${glyph} ${label} ${number(count)}`, this.wanted.has(weight), (isOn) => {
+          if (isOn) this.wanted.add(weight);
+          else this.wanted.delete(weight);
+          this.fill();
+        }),
+      );
     }
   }
 
@@ -86,11 +88,21 @@ export class Story {
   #item(decision) {
     const { weight, feature, sentence, numbers, t } = decision;
     const glyph = make("span", { className: "glyph", title: WEIGHTS[weight].label }, WEIGHTS[weight].glyph);
-    const head = make("span", { className: "when" }, glyph, make("b", {}, feature.charAt(0).toUpperCase() + feature.slice(1)), make("time", {}, this.clock.full(t)));
-    const facts = numbers.map(([name, value]) =>
-      make("span", { className: "fact" }, `${name} `, make("b", {}, value)));
-    const button = make("button", { type: "button", className: `decision ${weight}`, tabIndex: -1 }, head,
-      make("span", { className: "sentence" }, sentence), make("span", { className: "facts-row" }, ...facts));
+    const head = make(
+      "span",
+      { className: "when" },
+      glyph,
+      make("b", {}, feature.charAt(0).toUpperCase() + feature.slice(1)),
+      make("time", {}, this.clock.full(t)),
+    );
+    const facts = numbers.map(([name, value]) => make("span", { className: "fact" }, `${name} `, make("b", {}, value)));
+    const button = make(
+      "button",
+      { type: "button", className: `decision ${weight}`, tabIndex: -1 },
+      head,
+      make("span", { className: "sentence" }, sentence),
+      make("span", { className: "facts-row" }, ...facts),
+    );
     button.addEventListener("click", () => this.on.choose(decision));
     const item = make("li", {}, button);
     item.dataset.index = decision.index;
@@ -113,7 +125,10 @@ export class Story {
     const link = make("button", { type: "button", className: "quiet link" }, "Copy link");
     link.addEventListener("click", () => this.on.link(link, decision));
     item.append(link);
-    this.list.scrollTop = Math.min(Math.max(this.list.scrollTop, item.offsetTop + item.offsetHeight - this.list.clientHeight), item.offsetTop);
+    this.list.scrollTop = Math.min(
+      Math.max(this.list.scrollTop, item.offsetTop + item.offsetHeight - this.list.clientHeight),
+      item.offsetTop,
+    );
   }
 
   #key(event) {

@@ -16,8 +16,13 @@ export function fillSummary(place, run, samples) {
 }
 
 function tile(label, value, note) {
-  return make("div", { className: "tile-card" }, make("span", { className: "label" }, label), make("b", {}, value),
-    make("span", { className: "muted small" }, note));
+  return make(
+    "div",
+    { className: "tile-card" },
+    make("span", { className: "label" }, label),
+    make("b", {}, value),
+    make("span", { className: "muted small" }, note),
+  );
 }
 
 function chargeTile(full, samples) {

@@ -16,18 +16,24 @@ const DAY_S = 86400;
 
 export function fillWorth(place, { worth, origin, daemon }) {
   if (!worth) {
-    const reason = origin === "simulation"
-      ? "This run was not repeated without the daemon."
-      : "Only a simulated phone can live the same days again without the daemon: vorn-lab simulate --report.";
+    const reason =
+      origin === "simulation"
+        ? "This run was not repeated without the daemon."
+        : "Only a simulated phone can live the same days again without the daemon: vorn-lab simulate --report.";
     place.append(make("p", { className: "empty" }, reason));
     return;
   }
   const rows = FIGURES.filter(({ key }) => key in worth.heeded && key in worth.ignored).map((figure) => worthRow(figure, worth, daemon));
-  const until = `The first ${duration(worth.heeded.span_s)} are compared: up to the last time the phone was plugged in, or else the last whole day, ` +
+  const until =
+    `The first ${duration(worth.heeded.span_s)} are compared: up to the last time the phone was plugged in, or else the last whole day, ` +
     "so that no charge is counted half.";
-  const note = "The same scenario twice: as it is, and with the phone ignoring what the daemon asks for. " +
+  const note =
+    "The same scenario twice: as it is, and with the phone ignoring what the daemon asks for. " +
     `Capacity and resistance are of the new cell’s; less than what a day changes of them is no difference. ${until}`;
-  place.append(make("div", { className: "scroll" }, table(["", "With the daemon", "Ignored", "Difference"], rows)), make("p", { className: "muted small" }, note));
+  place.append(
+    make("div", { className: "scroll" }, table(["", "With the daemon", "Ignored", "Difference"], rows)),
+    make("p", { className: "muted small" }, note),
+  );
 }
 
 /** Whether one run did better: true, false, or null where nothing can be said. */
@@ -46,7 +52,12 @@ function worthRow(figure, { heeded, ignored }, { high_mv: high }) {
   const words = isSame ? "same" : `${gain > 0 ? "+" : "−"}${text(Math.abs(gain))}`;
   const mark = isGood === null ? (isSame || figure.less === null ? "" : " (no difference)") : isGood ? " ✓" : " ✗";
   const name = typeof label === "function" ? label(number(high / 1000, 1)) : label;
-  return [name, text(heeded[key]), text(ignored[key]), make("span", { className: isGood === null ? "" : isGood ? "good" : "bad" }, words + mark)];
+  return [
+    name,
+    text(heeded[key]),
+    text(ignored[key]),
+    make("span", { className: isGood === null ? "" : isGood ? "good" : "bad" }, words + mark),
+  ];
 }
 
 export function fillCost(place, cost) {
@@ -55,16 +66,21 @@ export function fillCost(place, cost) {
     return;
   }
   const daily = [
-    ["Cycles", cost.cycles_per_day], ["Log lines", cost.log_lines_per_day], ["Records", cost.records_per_day],
+    ["Cycles", cost.cycles_per_day],
+    ["Log lines", cost.log_lines_per_day],
+    ["Records", cost.records_per_day],
     ["Property writes", cost.property_writes_per_day],
   ];
   const figures = daily.map(([label, value]) => make("div", {}, make("b", {}, rate(value)), make("span", {}, `${label} a day`)));
   const rows = cost.files.map((file) => [
-    make("code", { title: file.path }, file.path.slice(file.path.lastIndexOf("/") + 1)), number(file.writes_per_year),
-    bytes(file.bytes_per_year), file.failed ? number(file.failed) : "–",
+    make("code", { title: file.path }, file.path.slice(file.path.lastIndexOf("/") + 1)),
+    number(file.writes_per_year),
+    bytes(file.bytes_per_year),
+    file.failed ? number(file.failed) : "–",
   ]);
   place.append(make("div", { className: "figures" }, ...figures));
-  if (rows.length) place.append(make("div", { className: "scroll" }, table(["State file", "Writes a year", "Bytes a year", "Failed"], rows)));
+  if (rows.length)
+    place.append(make("div", { className: "scroll" }, table(["State file", "Writes a year", "Bytes a year", "Failed"], rows)));
   else place.append(make("p", { className: "empty" }, "No state file was written."));
 }
 

@@ -17,9 +17,11 @@ export function fillHead(run, clock) {
   const { version, commit, date, command, source, sha256, seed, vendor } = run.about;
   const facts = [
     [SOURCES[run.origin] ?? "Source", source, sha256 && ` sha256 ${sha256.slice(0, DIGEST_SHOWN)}…`, sha256],
-    ["Seed", seed], ["Cell", vendor],
+    ["Seed", seed],
+    ["Cell", vendor],
     ["Daemon and lab", `${version}${commit ? `, commit ${commit}` : ""}`],
-    ["Made", date], ["Command", command && make("code", {}, command)],
+    ["Made", date],
+    ["Command", command && make("code", {}, command)],
   ];
   for (const [label, value, more, title] of facts) {
     if (value === null || value === "" || value === undefined) continue;
@@ -32,30 +34,43 @@ export function fillHead(run, clock) {
 /** What matters, each as {mark, text, t}: the mark says whether it is good (✓), bad (✗) or to be known (•). */
 function findings(run, samples, clock) {
   return [
-    ...expectationFindings(run.expectations), ...apartFindings(run), ...stoppedFindings(samples, run.span_s),
-    ...voltageFindings(run, samples), ...gapFindings(run), ...clockFindings(run, clock), ...writeFindings(run.cost),
+    ...expectationFindings(run.expectations),
+    ...apartFindings(run),
+    ...stoppedFindings(samples, run.span_s),
+    ...voltageFindings(run, samples),
+    ...gapFindings(run),
+    ...clockFindings(run, clock),
+    ...writeFindings(run.cost),
   ];
 }
 
 function expectationFindings(expectations) {
   if (!expectations.length) return [];
   const failed = expectations.filter(({ holds }) => !holds);
-  const sum = failed.length === 0 ? `All ${plural(expectations.length, "expectation")} hold` : `${failed.length} of ${plural(expectations.length, "expectation")} did not hold`;
+  const sum =
+    failed.length === 0
+      ? `All ${plural(expectations.length, "expectation")} hold`
+      : `${failed.length} of ${plural(expectations.length, "expectation")} did not hold`;
   const details = expectations.map(({ what, found, holds }) => `${holds ? "✓" : "✗"} ${what}${holds ? "" : `, found ${found}`}`);
   return [{ mark: failed.length ? "✗" : "✓", text: sum, details }];
 }
 
 function apartFindings({ displayed_from_gauge: gauge, displayed_from_true: truth }) {
-  const tell = (found, what) => found && {
-    mark: "✗", t: found.worst_t,
-    text: `Displayed ${number(Math.abs(found.worst_pct))} points ${found.worst_pct > 0 ? "above" : "below"} ${what} at worst, 10 and more for ${duration(found.to_t - found.from_t)}`,
-  };
+  const tell = (found, what) =>
+    found && {
+      mark: "✗",
+      t: found.worst_t,
+      text: `Displayed ${number(Math.abs(found.worst_pct))} points ${found.worst_pct > 0 ? "above" : "below"} ${what} at worst, 10 and more for ${duration(found.to_t - found.from_t)}`,
+    };
   return [tell(truth, "the true state of charge"), tell(gauge, "the gauge")].filter(Boolean);
 }
 
 function stoppedFindings(samples, span) {
-  return FLAGS.filter(({ name, label }) => samples.hasState(name) && label.startsWith("Charging stopped"))
-    .map(({ name, label }) => ({ mark: "•", text: `${label}, ${duration(Math.round(stateSeconds(samples, name, 0, span)))} in all`, t: firstIn(samples, name) }));
+  return FLAGS.filter(({ name, label }) => samples.hasState(name) && label.startsWith("Charging stopped")).map(({ name, label }) => ({
+    mark: "•",
+    text: `${label}, ${duration(Math.round(stateSeconds(samples, name, 0, span)))} in all`,
+    t: firstIn(samples, name),
+  }));
 }
 
 function firstIn(samples, state) {
@@ -78,7 +93,11 @@ function gapFindings({ gaps, cost }) {
     if (!some.length) return;
     const longest = some.reduce((a, b) => (b[1] - b[0] > a[1] - a[0] ? b : a));
     const sum = some.reduce((total, [from, to]) => total + to - from, 0);
-    found.push({ mark: "•", t: longest[0], text: `${what(some.length)}, ${duration(sum)} in all, the longest ${duration(longest[1] - longest[0])}` });
+    found.push({
+      mark: "•",
+      t: longest[0],
+      text: `${what(some.length)}, ${duration(sum)} in all, the longest ${duration(longest[1] - longest[0])}`,
+    });
   };
   tell(true, (count) => `${plural(cost.boots, "boot")}: the daemon was not running ${count === 1 ? "once" : `${number(count)} times`}`);
   tell(false, (count) => `${plural(count, "gap")} without a sample${gaps.forgotten ? ` and ${number(gaps.forgotten)} shorter ones` : ""}`);
@@ -88,7 +107,9 @@ function gapFindings({ gaps, cost }) {
 function clockFindings(run, clock) {
   if (!clock.isKnown) return [{ mark: "•", text: "The wall clock is not known: times count from the start of the run" }];
   const jumps = run.clock.stretches.length - 1 + run.clock.stretches_left_out;
-  return jumps > 0 ? [{ mark: "•", t: run.clock.stretches[1]?.[0], text: `The device’s clock jumped ${jumps === 1 ? "once" : `${number(jumps)} times`}` }] : [];
+  return jumps > 0
+    ? [{ mark: "•", t: run.clock.stretches[1]?.[0], text: `The device’s clock jumped ${jumps === 1 ? "once" : `${number(jumps)} times`}` }]
+    : [];
 }
 
 function writeFindings(cost) {
@@ -101,10 +122,16 @@ export function fillVerdict(run, samples, clock, show) {
   const items = findings(run, samples, clock).map(({ mark, text, t, details }) => {
     const words = t === undefined ? make("span", {}, text) : make("button", { type: "button", className: "plain" }, text);
     if (t !== undefined) words.addEventListener("click", () => show(t));
-    const item = make("li", {}, make("span", { className: { "✓": "good", "✗": "bad" }[mark] ?? "muted", "aria-hidden": "true" }, mark), words);
+    const item = make(
+      "li",
+      {},
+      make("span", { className: { "✓": "good", "✗": "bad" }[mark] ?? "muted", "aria-hidden": "true" }, mark),
+      words,
+    );
     if (details) item.append(make("ul", {}, ...details.map((line) => make("li", {}, line))));
     return item;
   });
-  if (!items.length) items.push(make("li", {}, make("span", { className: "good", "aria-hidden": "true" }, "✓"), make("span", {}, "Nothing stands out.")));
+  if (!items.length)
+    items.push(make("li", {}, make("span", { className: "good", "aria-hidden": "true" }, "✓"), make("span", {}, "Nothing stands out.")));
   $("findings").append(...items);
 }

@@ -55,7 +55,7 @@ trace_reader::constant_columns parse_constants(const std::vector<std::string>& a
 std::string zone_of_process() {
     const char* const set = std::getenv("TZ");
     if (set == nullptr || *set == '\0') return "this machine's time zone";
-    const std::string zone = set;
+    std::string zone = set;
     const bool is_name = std::ranges::all_of(
         zone, [](unsigned char c) { return std::isalpha(c) != 0 || c == '/' || c == '_'; });
     if (is_name && zone.front() != '/') local_zone{zone};

@@ -22,6 +22,7 @@
 #include "lab/io/time_text.h"
 #include "lab/report/provenance.h"
 #include "lab/session/session.h"
+#include "lab/simulation/ageing_range.h"
 #include "lab/simulation/simulation.h"
 #include "lab/simulation/story_printer.h"
 #include "lab/tally/worth.h"
@@ -121,11 +122,14 @@ run_result simulate(const scenario& plan, const simulate_options& options, std::
         wishes.listeners.push_back(&printer.emplace(out, plan, start, options.shows_routine));
     cost counted;
     wishes.listeners.push_back(&counted);
+    ageing_range ageing;
+    if (printer || !options.outputs.report.empty()) wishes.listeners.push_back(&ageing);
     progress_bar bar;
     if (options.is_silent() || ::isatty(STDOUT_FILENO) == 0) wishes.listeners.push_back(&bar);
 
     const run_end end = run_scenario(plan, start, options.overrides, wishes);
     if (printer) printer->finish();
+    if (printer && ageing.beyond_s() > 0) out << '\n' << ageing.text() << '\n';
     if (end.result.status == run_status::crashed) {
         files.keep(nullptr);  // what led to the crash is worth keeping, but there is nothing to compare
         return end.result;
@@ -133,6 +137,7 @@ run_result simulate(const scenario& plan, const simulate_options& options, std::
     counted.known_span_s = plan.duration_s();
     if (printer) print_end(out, end.result, counted);
     report_recorder::ending how;
+    how.caution = ageing.text();
     for (const auto& each : end.expectations)
         how.expectations.push_back({each.what, each.found, each.found.empty()});
     second_run ignored(facts_of(plan, "The daemon ignored"), start);

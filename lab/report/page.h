@@ -27,6 +27,7 @@ struct page_content {
     std::vector<expectation_outcome> expectations;
     // A second run over the same time, drawn beside the first; its decisions are compared with the first one's.
     const report* other = nullptr;
+    std::string caution = {};  // a sentence on what of the run must not be believed too far; empty: nothing
 };
 
 // The whole page, of runs that are finished (report::finish).

@@ -342,6 +342,7 @@ std::string run_json(const page_content& page, const std::vector<sample_row>& ro
                 {"sessions", sessions_json(about.sessions())},
                 {"happenings", happenings_json(about.happenings())},
                 {"expectations", expectations_json(page.expectations)},
+                {"caution", page.caution},
                 {"stress", stress_json(about.stress())},
                 {"story", story_json(about)},
                 {"log", log_json(about.log())},

@@ -30,6 +30,7 @@ class report_recorder {
         std::optional<comparison> compared = {};  // when the run was made twice
         std::vector<expectation_outcome> expectations = {};
         const report* other = nullptr;  // page_content::other
+        std::string caution = {};       // page_content::caution
     };
     // The run is over: makes the page. To be called once.
     void finish(const ending& how);

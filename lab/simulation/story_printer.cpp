@@ -4,7 +4,6 @@
 #include <ostream>
 
 #include "lab/io/time_text.h"
-#include "lab/phone/ageing.h"
 #include "lab/scenario/truth.h"
 
 namespace lab {
@@ -29,15 +28,7 @@ story_printer::story_printer(std::ostream& out, const scenario& plan, const devi
          << plan.time_zone << "\n\n";
 }
 
-void story_printer::watch_law(const cycle& after) {
-    const auto now_s = static_cast<std::int64_t>(after.truth[0]);
-    if (is_beyond_law_) beyond_law_s_ += now_s - now_s_;
-    const double celsius = after.truth[static_cast<std::size_t>(truth_column::true_temp_c)];
-    is_beyond_law_ = celsius < phone::MEASURED_LEAST_C || celsius > phone::MEASURED_MOST_C;
-}
-
 void story_printer::on_cycle(const cycle& after) {
-    watch_law(after);
     now_s_ = static_cast<std::int64_t>(after.truth[0]);
     elapsed_s_ = after.elapsed_s;
     if (next_happening_ < happenings_.size()) print_happenings(now_s_);
@@ -48,10 +39,6 @@ void story_printer::finish() {
     print_happenings(scenario_.duration_s());
     story_.finish();
     lines_.finish();
-    if (beyond_law_s_ == 0) return;
-    out_ << "\nThe battery was below " << phone::MEASURED_LEAST_C << " or above " << phone::MEASURED_MOST_C
-         << " °C for " << duration_text(beyond_law_s_)
-         << ", where no ageing was measured: there its wear is a guess\n";
 }
 
 void story_printer::print_happenings(std::int64_t until_s) {

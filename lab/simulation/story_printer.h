@@ -31,7 +31,6 @@ class story_printer : public listener {
     };
 
     void print_happenings(std::int64_t until_s);
-    void watch_law(const cycle& after);
     void print(const decision& told);
     // A moment of the scenario as the zone's wall clock shows it.
     std::string time_text(std::int64_t at_s) const;
@@ -44,8 +43,6 @@ class story_printer : public listener {
     std::size_t next_happening_ = 0;
     std::int64_t now_s_ = 0;  // of the cycle last heard of
     std::int64_t elapsed_s_ = 0;
-    std::int64_t beyond_law_s_ = 0;  // the battery was as cold or hot as no ageing was measured
-    bool is_beyond_law_ = false;
 };
 
 }  // namespace lab

@@ -154,7 +154,7 @@ test("a gap and a reboot are told from samples", async () => {
 test("the page of a scenario says what happened to the phone and what was expected", async () => {
     put(
         "s.toml",
-        `[[phase]]\nfor = "30 h"\ncharger = "wall"\n[[event]]\ndo = "heater"\nwatt = 2\nat = "2 h"\nfor = "1 h"\n` +
+        `[[phase]]\nfor = "30 h"\nambient_c = 10\ncharger = "wall"\n[[event]]\ndo = "heater"\nwatt = 2\nat = "2 h"\nfor = "1 h"\n` +
             `[[event]]\ndo = "power_cut"\nat = "20 h"\nfor = "7 min"\n[[expect]]\nlog = "no such line"\nmin = 1\n[[expect]]\ncell = "true_mv"\nmin = 1000\n`,
     );
     lab("simulate", "s.toml", "--quiet", "--report", "page.html");
@@ -171,6 +171,7 @@ test("the page of a scenario says what happened to the phone and what was expect
         [false, true],
     );
     assert.match(run.expectations[0].found, /^0$/);
+    assert.match(run.caution, /below 20 .* no ageing was measured/);
     assert.deepEqual(
         run.gaps.gaps.map(([, , isOff]) => isOff),
         [1],

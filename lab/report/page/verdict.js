@@ -40,6 +40,7 @@ function findings(run, samples, clock) {
     ...voltageFindings(run, samples),
     ...gapFindings(run),
     ...clockFindings(run, clock),
+    ...(run.caution ? [{ mark: "•", text: run.caution }] : []),
     ...writeFindings(run.cost),
   ];
 }

@@ -54,7 +54,7 @@ std::string run_text(const run_result& of) {
     print(out, "  %-*s %lld cycles in %lld %s, %lld log lines and records of %lld bytes\n", NAME_WIDTH,
           "cost", static_cast<long long>(end.cost.cycles), static_cast<long long>(of.boot_count),
           of.boot_count == 1 ? "boot" : "boots",
-          static_cast<long long>(end.cost.log_lines + end.cost.records),
+          static_cast<long long>(end.cost.log_lines) + static_cast<long long>(end.cost.records),
           static_cast<long long>(end.cost.log_bytes));
     return out;
 }

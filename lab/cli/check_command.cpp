@@ -42,16 +42,16 @@ void explain(const std::string& id) {
 void check_evidence(const check_options& options) {
     if (options.inputs.empty()) throw input_error("check: no evidence");
     const int current_factor = current_factor_of(options.assumed);
-    dossier of;
-    for (const std::string& input : options.inputs) read_evidence(input, of);
+    dossier evidence;
+    for (const std::string& input : options.inputs) read_evidence(input, evidence);
     std::optional<sample_facts> facts;
-    if (of.trace) {
-        trace_reader reader(of.trace->file.again(), {}, [](const std::string&) {});
+    if (evidence.trace) {
+        trace_reader reader(evidence.trace->file.again(), {}, [](const std::string&) {});
         facts = gather_samples(reader, current_factor);
-    } else if (of.image.files.empty()) {
+    } else if (evidence.image.files.empty()) {
         throw input_error("check: neither samples nor state files in it (tools/capture.sh takes samples)");
     }
-    const std::vector<finding> found = check_wiring(of, facts ? &*facts : nullptr);
+    const std::vector<finding> found = check_wiring(evidence, facts ? &*facts : nullptr);
     if (options.as_json) {
         std::cout << nlohmann::ordered_json{{"assumed", options.assumed}, {"findings", findings_json(found)}}
                          .dump(2, ' ', false, nlohmann::json::error_handler_t::replace)

@@ -13,9 +13,9 @@ namespace {
 using strings = std::vector<std::string>;
 
 // The words that an option's value or an argument may be; none when it is a file or free text.
-strings words_for(const CLI::Option& of) {
+strings words_for(const CLI::Option& option) {
     strings words;
-    const std::string name = of.get_positional() ? of.get_name() : of.get_lnames().front();
+    const std::string name = option.get_positional() ? option.get_name() : option.get_lnames().front();
     if (name == "record") {
         for (const auto& schema : schemas()) words.emplace_back(schema.name);
     } else if (name == "FIELD=VALUE") {
@@ -26,8 +26,8 @@ strings words_for(const CLI::Option& of) {
     return words;
 }
 
-bool is_directory(const CLI::Option& of) {
-    return of.get_type_name() == "DIR" || of.get_name() == "DIR";
+bool is_directory(const CLI::Option& option) {
+    return option.get_type_name() == "DIR" || option.get_name() == "DIR";
 }
 
 std::string joined(const strings& words, const char* separator) {
@@ -86,8 +86,8 @@ std::string zsh_text(const std::string& text) {
     return result;
 }
 
-std::string zsh_action(const CLI::Option& of) {
-    const strings words = words_for(of);
+std::string zsh_action(const CLI::Option& option) {
+    const strings words = words_for(option);
     if (!words.empty()) {
         strings quoted;
         for (const std::string& word : words) quoted.push_back(zsh_text(word));
@@ -96,7 +96,7 @@ std::string zsh_action(const CLI::Option& of) {
         return goes_on ? "{compadd -S \"\" -- \"" + joined(quoted, "\" \"") + "\"}"
                        : "(" + joined(quoted, " ") + ")";
     }
-    return is_directory(of) ? "_files -/" : "_files";
+    return is_directory(option) ? "_files -/" : "_files";
 }
 
 // A function for the command: its options and arguments, or which of its commands comes next.

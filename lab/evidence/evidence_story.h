@@ -30,12 +30,12 @@ struct evidence_story {
 
 // Tells it, with `zone` in force, also to the further listeners. Of a log, or of events, or by running the daemon over
 // the trace, in this order. Throws input_error for a table that is damaged.
-evidence_story tell_evidence(const dossier& of, const log_timeline& timeline, const device_zone& zone,
+evidence_story tell_evidence(const dossier& evidence, const log_timeline& timeline, const device_zone& zone,
                              const std::vector<listener*>& further = {});
 
 // A moment of the story as a person reads it; "day unknown" where it is.
-std::string moment_text(const evidence_story& of, std::int64_t real_time_s);
+std::string moment_text(const evidence_story& evidence, std::int64_t real_time_s);
 // The times within a sentence likewise.
-std::string with_moments(const evidence_story& of, std::string sentence);
+std::string with_moments(const evidence_story& evidence, std::string sentence);
 
 }  // namespace lab

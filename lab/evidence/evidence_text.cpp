@@ -23,14 +23,14 @@ constexpr std::string_view ORIGINS[][2] = {{"log", "what its log says"},
                                            {"replay", "running the daemon over its trace"}};
 constexpr std::string_view IMPORTANCES[] = {"action", "finding", "routine"};
 
-stored_state state_of(const dossier& of) {
+stored_state state_of(const dossier& evidence) {
     stored_state state;
     for (const state_file& kind : state_files) {
         stored_file file;
         file.kind = &kind;
         file.path = kind.path;
-        const auto found = of.image.files.find(std::string(kind.path));
-        if (found != of.image.files.end()) {
+        const auto found = evidence.image.files.find(std::string(kind.path));
+        if (found != evidence.image.files.end()) {
             file.size = found->second.size();
             file.bytes = found->second.substr(0, kind.size);
             file.condition = file.size < kind.size   ? file_condition::shorter
@@ -42,11 +42,11 @@ stored_state state_of(const dossier& of) {
     return state;
 }
 
-std::string property_of(const dossier& of, const std::string& name) {
-    const auto said = of.log.properties().find(name);
-    if (said != of.log.properties().end()) return said->second.text;
-    const auto kept = of.image.properties.find(name);
-    return kept == of.image.properties.end() ? "" : kept->second;
+std::string property_of(const dossier& evidence, const std::string& name) {
+    const auto said = evidence.log.properties().find(name);
+    if (said != evidence.log.properties().end()) return said->second.text;
+    const auto kept = evidence.image.properties.find(name);
+    return kept == evidence.image.properties.end() ? "" : kept->second;
 }
 
 struct held_state {
@@ -55,20 +55,20 @@ struct held_state {
     std::optional<daemon_view> view;  // of the state files
 };
 
-held_state held_by(const dossier& of) {
+held_state held_by(const dossier& evidence) {
     held_state held;
-    held.toc_mv = property_of(of, TOC_PROPERTY);
-    held.stopped_by = property_of(of, DISABLE_PROPERTY);
+    held.toc_mv = property_of(evidence, TOC_PROPERTY);
+    held.stopped_by = property_of(evidence, DISABLE_PROPERTY);
     if (held.stopped_by == "0") held.stopped_by.clear();
-    if (!of.image.files.empty()) {
-        held.view = ask_daemon(state_of(of));
+    if (!evidence.image.files.empty()) {
+        held.view = ask_daemon(state_of(evidence));
         if (held.toc_mv.empty()) held.toc_mv = std::to_string(voltage_of_step(held.view->toc_step));
     }
     return held;
 }
 
-void print_held(std::ostream& out, const dossier& of) {
-    const held_state held = held_by(of);
+void print_held(std::ostream& out, const dossier& evidence) {
+    const held_state held = held_by(evidence);
     if (held.toc_mv.empty() && held.stopped_by.empty() && !held.view) return;
     out << "\nWhat the device holds\n";
     if (!held.toc_mv.empty()) out << "  top of charge: " << held.toc_mv << " mV\n";
@@ -94,12 +94,12 @@ json number_json(const std::vector<number>& numbers) {
 
 }  // namespace
 
-std::string place_text(const dossier& of, place at) {
-    const std::string& name = of.sources[at.source].name;
+std::string place_text(const dossier& evidence, place at) {
+    const std::string& name = evidence.sources[at.source].name;
     return at.line == 0 ? name : name + ":" + std::to_string(at.line);
 }
 
-void print_evidence(std::ostream& out, const dossier& of, const evidence_story& told, story_words how) {
+void print_evidence(std::ostream& out, const dossier& evidence, const evidence_story& told, story_words how) {
     for (const auto& [origin, words] : ORIGINS) {
         if (told.origin == origin) out << "Told from " << words << ".\n";
     }
@@ -115,16 +115,16 @@ void print_evidence(std::ostream& out, const dossier& of, const evidence_story& 
         lines.tell(what, moment_text(told, what.real_time_s));
         const bool is_shown = how.shows_routine || what.weight != importance::routine;
         if (how.shows_places && each.at && is_shown)
-            out << std::string(INDENT, ' ') << "at " << place_text(of, *each.at) << '\n';
+            out << std::string(INDENT, ' ') << "at " << place_text(evidence, *each.at) << '\n';
     }
     lines.finish();
     if (told.proof) out << "\nProof by replay: " << with_moments(told, proof_text(*told.proof)) << ".\n";
-    print_held(out, of);
+    print_held(out, evidence);
 }
 
-std::string sources_text(const dossier& of) {
+std::string sources_text(const dossier& evidence) {
     std::string text;
-    for (const source& each : of.sources) {
+    for (const source& each : evidence.sources) {
         text += "vorn-lab: " + each.name + ": ";
         if (each.holds == "log") {
             text += std::to_string(each.lines) +
@@ -136,15 +136,15 @@ std::string sources_text(const dossier& of) {
             text += (each.holds.empty() ? ": " : ", in part: ") + each.why;
         text += '\n';
     }
-    if (of.foreign_sources + of.empty_sources > 0)
-        text += "vorn-lab: " + std::to_string(of.foreign_sources) + " more with nothing of the daemon, " +
-                std::to_string(of.empty_sources) + " empty\n";
+    if (evidence.foreign_sources + evidence.empty_sources > 0)
+        text += "vorn-lab: " + std::to_string(evidence.foreign_sources) +
+                " more with nothing of the daemon, " + std::to_string(evidence.empty_sources) + " empty\n";
     return text;
 }
 
-json evidence_json(const dossier& of, const evidence_story& told) {
+json evidence_json(const dossier& evidence, const evidence_story& told) {
     json sources = json::array();
-    for (const source& each : of.sources) {
+    for (const source& each : evidence.sources) {
         json one = {{"name", each.name},
                     {"holds", each.holds},
                     {"state", each.state == source_state::in_part ? "in part" : "read"}};
@@ -163,10 +163,10 @@ json evidence_json(const dossier& of, const evidence_story& told) {
                     {"feature", each.what.feature},
                     {"sentence", with_moments(told, each.what.sentence)},
                     {"numbers", number_json(each.what.numbers)}};
-        if (each.at) one["at"] = place_text(of, *each.at);
+        if (each.at) one["at"] = place_text(evidence, *each.at);
         decisions.push_back(one);
     }
-    const held_state held = held_by(of);
+    const held_state held = held_by(evidence);
     json proof = nullptr;
     if (told.proof) {
         proof = {{"logged", told.proof->logged},
@@ -180,17 +180,17 @@ json evidence_json(const dossier& of, const evidence_story& told) {
             {"missing", told.missing},
             {"contradictions", told.contradictions},
             {"sources", sources},
-            {"other_sources", of.foreign_sources + of.empty_sources},
+            {"other_sources", evidence.foreign_sources + evidence.empty_sources},
             {"decisions", decisions},
             {"top_of_charge_mv", held.toc_mv.empty() ? json(nullptr) : json(held.toc_mv)},
             {"charging_stopped_by", held.stopped_by},
             {"stress_hours", held.view ? json(held.view->stress_hours) : json(nullptr)}};
 }
 
-device_state state_at_end(const dossier& of, const evidence_story& told) {
+device_state state_at_end(const dossier& evidence, const evidence_story& told) {
     constexpr std::int64_t STOPPED = 10'000, MILLIVOLT = 10;
     constexpr std::int64_t FULL_VOLTAGE_MV = 4450;
-    const held_state held = held_by(of);
+    const held_state held = held_by(evidence);
     device_state state;
     const std::int64_t actions = std::ranges::count_if(
         told.decisions, [](const told_decision& each) { return each.what.weight == importance::action; });

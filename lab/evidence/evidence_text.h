@@ -16,21 +16,21 @@ struct story_words {
 
 // Head, decisions, what the device holds. Says nothing of how the evidence was packed, so that every packing of it
 // gives the same text.
-void print_evidence(std::ostream& out, const dossier& of, const evidence_story& told, story_words how);
+void print_evidence(std::ostream& out, const dossier& evidence, const evidence_story& told, story_words how);
 
 // What was read, what in part, and what was passed over: one line each.
-std::string sources_text(const dossier& of);
+std::string sources_text(const dossier& evidence);
 
-nlohmann::ordered_json evidence_json(const dossier& of, const evidence_story& told);
+nlohmann::ordered_json evidence_json(const dossier& evidence, const evidence_story& told);
 
 // What a device is like now, and how bad that is: for a list of many.
 struct device_state {
     std::string words;  // "4350 mV, 12234 stress hours, charging stopped by charge timer"
     std::int64_t badness = 0;
 };
-device_state state_at_end(const dossier& of, const evidence_story& told);
+device_state state_at_end(const dossier& evidence, const evidence_story& told);
 
 // "main.txt:123".
-std::string place_text(const dossier& of, place at);
+std::string place_text(const dossier& evidence, place at);
 
 }  // namespace lab

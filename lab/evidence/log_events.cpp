@@ -37,10 +37,10 @@ std::string voltage_of_step(std::int64_t step) {
 
 class log_teller {
   public:
-    log_teller(const dossier& of, const log_timeline& timeline, const std::vector<listener*>& listeners)
-        : of_(of), timeline_(timeline), listeners_(listeners) {
-        const auto said = of.log.properties().find(PRECHARGE_PROPERTY);
-        was_flagged_before_ = said != of.log.properties().end() && said->second.text == "1";
+    log_teller(const dossier& evidence, const log_timeline& timeline, const std::vector<listener*>& listeners)
+        : of_(evidence), timeline_(timeline), listeners_(listeners) {
+        const auto said = evidence.log.properties().find(PRECHARGE_PROPERTY);
+        was_flagged_before_ = said != evidence.log.properties().end() && said->second.text == "1";
         for (const timed_line& each : timeline.lines) {
             if (record_schema_id(text_of(each)) == record::precharge_flag_raised_id)
                 was_flagged_before_ = false;
@@ -179,19 +179,19 @@ class log_teller {
 
 }  // namespace
 
-void tell_log(const dossier& of, const log_timeline& lines, const std::vector<listener*>& listeners) {
-    log_teller(of, lines, listeners).tell();
+void tell_log(const dossier& evidence, const log_timeline& lines, const std::vector<listener*>& listeners) {
+    log_teller(evidence, lines, listeners).tell();
 }
 
-device_image image_before_log(const dossier& of, const log_timeline& lines) {
+device_image image_before_log(const dossier& evidence, const log_timeline& lines) {
     device_image before;
-    for (const auto& [path, bytes] : of.image.files) {
+    for (const auto& [path, bytes] : evidence.image.files) {
         if (path.ends_with("/batt_stress")) before.files[path] = bytes;
     }
     // The start-up tells the voltage that it found in force before anything asks for another.
     for (const timed_line& each : lines.lines) {
         const auto toc_mv =
-            number_after(of.log.text(each.entry->text), "CHG_MGR Initial ToC/BoC settings: toc_mv=");
+            number_after(evidence.log.text(each.entry->text), "CHG_MGR Initial ToC/BoC settings: toc_mv=");
         if (each.boot > 1 || toc_mv) {
             if (toc_mv && each.boot == 1) before.properties[TOC_PROPERTY] = std::to_string(*toc_mv);
             break;

@@ -34,8 +34,8 @@ struct line_key_hash {
 
 class merger {
   public:
-    merger(const dossier& of, const std::vector<std::int64_t>& utc_ms)
-        : entries_(of.log.entries()), utc_ms_(utc_ms) {}
+    merger(const dossier& evidence, const std::vector<std::int64_t>& utc_ms)
+        : entries_(evidence.log.entries()), utc_ms_(utc_ms) {}
 
     // `is_sequel`: b was written after a, so what they do not share needs no clock.
     indices together(const indices& a, const indices& b, bool is_sequel) const {
@@ -84,14 +84,14 @@ std::pair<std::string, std::int64_t> rotation_of(const std::string& name) {
 }
 
 // The lines of each source; rotations of one log, from the oldest to the newest, are one.
-std::vector<indices> joined_rotations(const dossier& of, const merger& merge) {
+std::vector<indices> joined_rotations(const dossier& evidence, const merger& merge) {
     std::map<std::uint32_t, indices> by_source;
-    const auto& entries = of.log.entries();
+    const auto& entries = evidence.log.entries();
     for (std::uint32_t i = 0; i < entries.size(); ++i) by_source[entries[i].at.source].push_back(i);
     std::map<std::string, std::map<std::int64_t, indices, std::greater<>>> logs;
     std::vector<indices> result;
     for (auto& [number, lines] : by_source) {
-        const auto [stem, rotation] = rotation_of(of.sources[number].name);
+        const auto [stem, rotation] = rotation_of(evidence.sources[number].name);
         auto& slot = logs[stem][rotation];
         if (slot.empty())
             slot = std::move(lines);
@@ -108,9 +108,9 @@ std::vector<indices> joined_rotations(const dossier& of, const merger& merge) {
 
 }  // namespace
 
-std::vector<std::uint32_t> merge_logs(const dossier& of, const std::vector<std::int64_t>& utc_ms) {
-    const merger merge(of, utc_ms);
-    std::vector<indices> sources = joined_rotations(of, merge);
+std::vector<std::uint32_t> merge_logs(const dossier& evidence, const std::vector<std::int64_t>& utc_ms) {
+    const merger merge(evidence, utc_ms);
+    std::vector<indices> sources = joined_rotations(evidence, merge);
     // By what they hold and not by where they stood, so that every packing gives the same order.
     std::ranges::stable_sort(sources, [&](const indices& a, const indices& b) {
         const std::int64_t a_ms = utc_ms[a.front()];

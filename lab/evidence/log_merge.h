@@ -11,6 +11,6 @@ namespace lab {
 // The order of all lines of the log, by their index, each that stands in several sources once; `utc_ms` has the moment
 // of each. Lines that two sources share hold them together, whatever the clock did there; only what neither tells is
 // ordered by time.
-std::vector<std::uint32_t> merge_logs(const dossier& of, const std::vector<std::int64_t>& utc_ms);
+std::vector<std::uint32_t> merge_logs(const dossier& evidence, const std::vector<std::int64_t>& utc_ms);
 
 }  // namespace lab

@@ -28,18 +28,18 @@ struct reference_day {
 };
 
 // The year by the report's head, or by what the daemon saved last.
-reference_day reference_of(const dossier& of) {
+reference_day reference_of(const dossier& evidence) {
     reference_day day;
-    for (const auto& [source, time] : of.log.report_times()) {
+    for (const auto& [source, time] : evidence.log.report_times()) {
         reference_day said;
         if (std::sscanf(time.text.c_str(), "%d-%d-%d", &said.year, &said.month, &said.day) == 3 &&
             said.year >= 2000)
             day = {said.year, said.month, said.day, "year from the report's head"};
     }
     if (day.year != 0) return day;
-    const auto file = of.image.files.find(std::string(TIME_FILE));
+    const auto file = evidence.image.files.find(std::string(TIME_FILE));
     std::int64_t saved_s = 0;
-    if (file == of.image.files.end() || file->second.size() != sizeof saved_s) return day;
+    if (file == evidence.image.files.end() || file->second.size() != sizeof saved_s) return day;
     std::memcpy(&saved_s, file->second.data(), sizeof saved_s);
     const std::time_t when = saved_s;
     std::tm local{};
@@ -79,12 +79,12 @@ std::int64_t utc_of(int year, const log_time& time, std::int64_t not_before_s) {
     return is_first ? first : second;
 }
 
-std::string_view text_of(const dossier& of, const log_entry& entry) {
-    return of.log.text(entry.text);
+std::string_view text_of(const dossier& evidence, const log_entry& entry) {
+    return evidence.log.text(entry.text);
 }
 
-bool is_start(const dossier& of, const log_entry& entry) {
-    return text_of(of, entry).find(START_WORDS) != std::string_view::npos;
+bool is_start(const dossier& evidence, const log_entry& entry) {
+    return text_of(evidence, entry).find(START_WORDS) != std::string_view::npos;
 }
 
 bool is_new_years(const log_time& time) {
@@ -95,24 +95,24 @@ using line_span = std::span<const log_entry* const>;
 
 // Which lines were written before the clock was set: those of a run that begins with a boot, in the
 // first hours of 1970, and that ends with a jump or says so itself.
-std::vector<bool> unset_lines(const dossier& of, line_span lines) {
+std::vector<bool> unset_lines(const dossier& evidence, line_span lines) {
     std::vector<bool> unset(lines.size(), false);
     for (std::size_t begin = 0; begin < lines.size();) {
         const bool begins_boot =
-            begin == 0 || is_start(of, *lines[begin]) || lines[begin]->pid != lines[begin - 1]->pid;
+            begin == 0 || is_start(evidence, *lines[begin]) || lines[begin]->pid != lines[begin - 1]->pid;
         std::size_t end = begin + 1;
         if (!begins_boot || !is_new_years(lines[begin]->time)) {
             begin = end;
             continue;
         }
-        bool says_so = text_of(of, *lines[begin]).find(UNSET_WORDS) != std::string_view::npos;
-        while (end < lines.size() && is_new_years(lines[end]->time) && !is_start(of, *lines[end]) &&
+        bool says_so = text_of(evidence, *lines[begin]).find(UNSET_WORDS) != std::string_view::npos;
+        while (end < lines.size() && is_new_years(lines[end]->time) && !is_start(evidence, *lines[end]) &&
                lines[end]->pid == lines[begin]->pid) {
-            says_so |= text_of(of, *lines[end]).find(UNSET_WORDS) != std::string_view::npos;
+            says_so |= text_of(evidence, *lines[end]).find(UNSET_WORDS) != std::string_view::npos;
             ++end;
         }
         const bool jumps = end < lines.size() && lines[end]->pid == lines[begin]->pid &&
-                           !is_start(of, *lines[end]) && !is_new_years(lines[end]->time) &&
+                           !is_start(evidence, *lines[end]) && !is_new_years(lines[end]->time) &&
                            lines[end]->time.month * 31 + lines[end]->time.day > 34;
         if (says_so || jumps)
             std::fill(unset.begin() + static_cast<std::ptrdiff_t>(begin),
@@ -123,8 +123,8 @@ std::vector<bool> unset_lines(const dossier& of, line_span lines) {
 }
 
 // The moments of lines in their order, in ms, from the end backwards, where the year is known.
-std::vector<std::int64_t> place_lines(const dossier& of, line_span lines, reference_day until) {
-    const std::vector<bool> unset = unset_lines(of, lines);
+std::vector<std::int64_t> place_lines(const dossier& evidence, line_span lines, reference_day until) {
+    const std::vector<bool> unset = unset_lines(evidence, lines);
     std::vector<std::int64_t> utc(lines.size(), 0);
     std::vector<int> years(lines.size(), until.year == 0 ? YEAR_UNKNOWN : until.year);
     int year = until.year == 0 ? YEAR_UNKNOWN : until.year;
@@ -160,7 +160,7 @@ std::vector<std::int64_t> place_lines(const dossier& of, line_span lines, refere
     return utc;
 }
 
-void number_boots_and_steps(const dossier& of, std::vector<timed_line>& lines) {
+void number_boots_and_steps(const dossier& evidence, std::vector<timed_line>& lines) {
     std::int64_t boot = 0;
     std::uint32_t step = 0;
     std::int64_t step_began_s = 0;
@@ -168,7 +168,7 @@ void number_boots_and_steps(const dossier& of, std::vector<timed_line>& lines) {
     for (std::size_t i = 0; i < lines.size(); ++i) {
         const timed_line* const before = i == 0 ? nullptr : &lines[i - 1];
         const log_entry& entry = *lines[i].entry;
-        const bool begins = before == nullptr || is_start(of, entry) || entry.pid != before->entry->pid;
+        const bool begins = before == nullptr || is_start(evidence, entry) || entry.pid != before->entry->pid;
         const bool has_time = entry.time.kind != log_time::form::none;
         const bool comes_again = !has_time && std::ranges::find(texts, entry.text) != texts.end();
         if (begins) boot += 1;
@@ -232,9 +232,9 @@ std::string words_for_clock(const std::vector<timed_line>& lines, const referenc
 
 }  // namespace
 
-log_timeline make_timeline(const dossier& of) {
-    const reference_day until = reference_of(of);
-    const auto& entries = of.log.entries();
+log_timeline make_timeline(const dossier& evidence) {
+    const reference_day until = reference_of(evidence);
+    const auto& entries = evidence.log.entries();
     std::vector<const log_entry*> lines;
     for (const log_entry& each : entries) lines.push_back(&each);
     // Each source by itself first, which is enough to put them together; what one says of the clock then counts for all.
@@ -243,19 +243,19 @@ log_timeline make_timeline(const dossier& of) {
     for (std::size_t begin = 0; begin < entries.size();) {
         std::size_t end = begin;
         while (end < entries.size() && entries[end].at.source == entries[begin].at.source) ++end;
-        const auto placed = place_lines(of, line_span(lines).subspan(begin, end - begin), until);
+        const auto placed = place_lines(evidence, line_span(lines).subspan(begin, end - begin), until);
         utc_ms.insert(utc_ms.end(), placed.begin(), placed.end());
         begin = end;
     }
     log_timeline result;
-    const std::vector<std::uint32_t> order = merge_logs(of, utc_ms);
+    const std::vector<std::uint32_t> order = merge_logs(evidence, utc_ms);
     result.repeated = entries.size() - order.size();
     lines.clear();
     for (const std::uint32_t i : order) lines.push_back(&entries[i]);
-    utc_ms = place_lines(of, lines, until);
+    utc_ms = place_lines(evidence, lines, until);
     for (std::size_t i = 0; i < lines.size(); ++i)
         result.lines.push_back({lines[i], 0, 0, utc_ms[i] / 1000, 0});
-    number_boots_and_steps(of, result.lines);
+    number_boots_and_steps(evidence, result.lines);
     place_unset_lines(result.lines);
     result.clock_words = words_for_clock(result.lines, until);
     result.has_year = until.year != 0 || std::ranges::none_of(result.lines, [](const timed_line& each) {
@@ -265,17 +265,17 @@ log_timeline make_timeline(const dossier& of) {
     return result;
 }
 
-device_zone::device_zone(const dossier& of, const std::string& zone) {
+device_zone::device_zone(const dossier& evidence, const std::string& zone) {
     if (!zone.empty()) {
         zone_.emplace(zone);
         words_ = zone + " (--timezone)";
         return;
     }
-    const auto said = of.log.properties().find("persist.sys.timezone");
-    const auto kept = of.image.properties.find("persist.sys.timezone");
+    const auto said = evidence.log.properties().find("persist.sys.timezone");
+    const auto kept = evidence.image.properties.find("persist.sys.timezone");
     std::string name;
-    if (said != of.log.properties().end()) name = said->second.text;
-    if (name.empty() && kept != of.image.properties.end()) name = kept->second;
+    if (said != evidence.log.properties().end()) name = said->second.text;
+    if (name.empty() && kept != evidence.image.properties.end()) name = kept->second;
     try {
         if (!name.empty()) zone_.emplace(name);
         words_ = name + " (persist.sys.timezone)";

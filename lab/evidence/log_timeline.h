@@ -40,7 +40,7 @@ constexpr int YEAR_UNKNOWN =
 // else UTC, so that times stay as the log has them. Throws input_error for a zone of the user that is not known.
 class device_zone {
   public:
-    device_zone(const dossier& of, const std::string& zone);
+    device_zone(const dossier& evidence, const std::string& zone);
 
     const std::string& words() const { return words_; }  // "Europe/Berlin (persist.sys.timezone)"
 
@@ -49,6 +49,6 @@ class device_zone {
     std::string words_;
 };
 
-log_timeline make_timeline(const dossier& of);
+log_timeline make_timeline(const dossier& evidence);
 
 }  // namespace lab

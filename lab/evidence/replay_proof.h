@@ -21,7 +21,7 @@ struct replay_proof {
 // Runs the daemon over the trace, from the pulled files as they were at its begin, and compares records, voltages,
 // stops and reboots with the logged ones, word for word. Nothing where trace or log is missing. To be called with
 // the device's zone in force.
-std::optional<replay_proof> prove_by_replay(const dossier& of, const log_timeline& timeline);
+std::optional<replay_proof> prove_by_replay(const dossier& evidence, const log_timeline& timeline);
 
 // "41 of 41 decisions as logged", or where they part and why.
 std::string proof_text(const replay_proof& proof);

@@ -20,8 +20,8 @@ constexpr double LEAST_CAPACITY = 0.2;  // a cell below this has long been repla
 
 }  // namespace
 
-ageing::ageing(const ageing_parameters& of)
-    : of_(of), damage_per_day_(power_4_3(of.time_pct / 100) / DAYS_OF_SCALE) {}
+ageing::ageing(const ageing_parameters& parameters)
+    : of_(parameters), damage_per_day_(power_4_3(parameters.time_pct / 100) / DAYS_OF_SCALE) {}
 
 void ageing::advance(ageing_state& state, double step_s, double soc, double ocv_v,
                      double temperature_c) const {

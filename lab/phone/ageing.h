@@ -45,7 +45,7 @@ struct ageing_state {
 
 class ageing {
   public:
-    explicit ageing(const ageing_parameters& of);
+    explicit ageing(const ageing_parameters& parameters);
 
     // One step, with the state of charge at its end, and the open-circuit voltage and temperature in its course.
     // Time is taken into account every ten minutes, by its mean conditions.

@@ -82,15 +82,15 @@ struct charge_flow {
 };
 
 // Charging is allowed at this temperature, whoever is in charge of it.
-inline bool may_charge(const charger_parameters& of, double temperature_c) {
-    return temperature_c >= of.cold_stop_c && temperature_c <= of.hot_stop_c;
+inline bool may_charge(const charger_parameters& parameters, double temperature_c) {
+    return temperature_c >= parameters.cold_stop_c && temperature_c <= parameters.hot_stop_c;
 }
 
 // Heat of the charger while it delivers this power to battery and phone.
-double loss_w(const charger_parameters& of, charger_kind kind, double delivered_w);
+double loss_w(const charger_parameters& parameters, charger_kind kind, double delivered_w);
 
 // What flows during one step.
-charge_flow flow_of(const charger_parameters& of, charger_state& state, const charge_request& wanted,
+charge_flow flow_of(const charger_parameters& parameters, charger_state& state, const charge_request& wanted,
                     const circuit& battery, const cell_state& battery_state, double temperature_c);
 
 }  // namespace lab::phone

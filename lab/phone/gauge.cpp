@@ -21,18 +21,19 @@ std::int32_t quantised(double value, double step) {
 
 }  // namespace
 
-readings measure(const gauge_parameters& of, const truth_now& truth, const draws& error) {
+readings measure(const gauge_parameters& parameters, const truth_now& truth, const draws& error) {
     readings read{};
-    const double error_mv = of.voltage_offset_mv + error.noise(VOLTAGE) * of.voltage_noise_mv;
-    const double error_ma = of.current_offset_ma + error.noise(CURRENT) * of.current_noise_ma;
-    read.voltage_uv = quantised(truth.terminal_v * 1e6 + error_mv * 1e3, of.voltage_step_uv);
-    read.current_ua = quantised(truth.current_a * 1e6 + error_ma * 1e3, of.current_step_ua);
+    const double error_mv = parameters.voltage_offset_mv + error.noise(VOLTAGE) * parameters.voltage_noise_mv;
+    const double error_ma = parameters.current_offset_ma + error.noise(CURRENT) * parameters.current_noise_ma;
+    read.voltage_uv = quantised(truth.terminal_v * 1e6 + error_mv * 1e3, parameters.voltage_step_uv);
+    read.current_ua = quantised(truth.current_a * 1e6 + error_ma * 1e3, parameters.current_step_ua);
     read.temperature_decic =
-        quantised((truth.temperature_c + error.noise(TEMPERATURE) * of.temperature_noise_c) * 10, 1);
+        quantised((truth.temperature_c + error.noise(TEMPERATURE) * parameters.temperature_noise_c) * 10, 1);
     read.zone_mc = quantised(truth.zone_c * 1000, 100);
 
-    const double shown_pct = shown_level_pct(of, truth.soc) + error.noise(SOC) * of.soc_noise_pct;
-    const bool knows_full = truth.is_held_full && of.soc_offset_pct == 0;
+    const double shown_pct =
+        shown_level_pct(parameters, truth.soc) + error.noise(SOC) * parameters.soc_noise_pct;
+    const bool knows_full = truth.is_held_full && parameters.soc_offset_pct == 0;
     read.ui_soc = knows_full ? 10000 : quantised(std::clamp(shown_pct, 0.0, 100.0) * 100, 1);
     read.capacity_pct = (read.ui_soc + 50) / 100;
 

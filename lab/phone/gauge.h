@@ -52,11 +52,13 @@ struct readings {
 };
 
 // The level it shows without its noise, %; not limited.
-inline double shown_level_pct(const gauge_parameters& of, double soc) {
-    return (soc * 100 - of.empty_soc_pct) / (of.full_soc_pct - of.empty_soc_pct) * 100 + of.soc_offset_pct;
+inline double shown_level_pct(const gauge_parameters& parameters, double soc) {
+    return (soc * 100 - parameters.empty_soc_pct) / (parameters.full_soc_pct - parameters.empty_soc_pct) *
+               100 +
+           parameters.soc_offset_pct;
 }
 
 // `error` has the noise of this moment.
-readings measure(const gauge_parameters& of, const truth_now& truth, const draws& error);
+readings measure(const gauge_parameters& parameters, const truth_now& truth, const draws& error);
 
 }  // namespace lab::phone

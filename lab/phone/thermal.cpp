@@ -9,13 +9,13 @@ namespace lab::phone {
 // With x and y the deviations of battery and case from their final temperatures, x' = -a x + a y and
 // y' = b x - (b + c) y. The exponential of that matrix M, of which both eigenvalues p and q are real and negative,
 // is ((e^p t - e^q t) M + (p e^q t - q e^p t) I) / (p - q).
-thermal_step::thermal_step(const thermal_parameters& of, double step_s)
+thermal_step::thermal_step(const thermal_parameters& parameters, double step_s)
     : step_s_(step_s),
-      battery_ohm_(of.resistance_k_per_w * (1 - of.case_share_pct / 100)),
-      case_ohm_(of.resistance_k_per_w * of.case_share_pct / 100) {
-    const double a = 1 / (battery_ohm_ * of.heat_capacity_j_per_k);
-    const double b = 1 / (battery_ohm_ * of.case_capacity_j_per_k);
-    const double c = 1 / (case_ohm_ * of.case_capacity_j_per_k);
+      battery_ohm_(parameters.resistance_k_per_w * (1 - parameters.case_share_pct / 100)),
+      case_ohm_(parameters.resistance_k_per_w * parameters.case_share_pct / 100) {
+    const double a = 1 / (battery_ohm_ * parameters.heat_capacity_j_per_k);
+    const double b = 1 / (battery_ohm_ * parameters.case_capacity_j_per_k);
+    const double c = 1 / (case_ohm_ * parameters.case_capacity_j_per_k);
     const double sum = a + b + c;
     const double root = std::sqrt(sum * sum - 4 * a * c);
     const double p = (root - sum) / 2;

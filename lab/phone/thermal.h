@@ -27,7 +27,7 @@ struct thermal_state {
 // How a step of one length moves the temperatures.
 class thermal_step {
   public:
-    thermal_step(const thermal_parameters& of, double step_s);
+    thermal_step(const thermal_parameters& parameters, double step_s);
 
     double step_s() const { return step_s_; }
     thermal_state after(const thermal_state& before, double ambient_c, double power_w) const;

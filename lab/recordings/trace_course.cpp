@@ -101,8 +101,8 @@ void trace_course::take_row(device& on, bool is_first_of_boot) {
     set_faults(on);
 }
 
-void trace_course::fail_file(device& on, file& of, bool file::*operation) {
-    on.set_fault(of, operation);
+void trace_course::fail_file(device& on, file& target, bool file::*operation) {
+    on.set_fault(target, operation);
     has_faults_ = true;
 }
 

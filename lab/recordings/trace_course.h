@@ -47,7 +47,7 @@ class trace_course : public course {
     void set_nodes(virtual_device::device& device);
     void set_mock_files(virtual_device::device& device);
     void set_faults(virtual_device::device& device);
-    void fail_file(virtual_device::device& device, virtual_device::file& of,
+    void fail_file(virtual_device::device& device, virtual_device::file& target,
                    bool virtual_device::file::*operation);
 
     trace_reader reader_;

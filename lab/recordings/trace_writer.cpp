@@ -15,9 +15,9 @@ const device_file& kept_file(std::size_t index) {
     return index < MOCK_FILES.size() ? MOCK_FILES[index] : BOOT_LOADER_FILES[index - MOCK_FILES.size()];
 }
 
-bool is_node(const file& of) {
+bool is_node(const file& target) {
     return std::any_of(DEVICE_NODES.begin(), DEVICE_NODES.end(),
-                       [&](const device_file& node) { return node.path == of.path; });
+                       [&](const device_file& node) { return node.path == target.path; });
 }
 
 std::string_view without_line_end(std::string_view text) {

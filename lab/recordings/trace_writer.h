@@ -15,7 +15,7 @@ namespace lab {
 // daemon sees it; whoever owns the file commits it.
 class trace_writer : public course {
   public:
-    trace_writer(course& of, output_file& file) : course_(of), file_(file) {}
+    trace_writer(course& recorded, output_file& file) : course_(recorded), file_(file) {}
 
     std::int64_t begin_boot(virtual_device::device& device) override;
     bool next_cycle(virtual_device::device& device) override;

@@ -67,12 +67,12 @@ numbers numbers_of(std::string_view text) {
     return result;
 }
 
-std::string_view last(const numbers& of) {
-    return of.count == 0 ? std::string_view{} : of.found[of.count - 1];
+std::string_view last(const numbers& found) {
+    return found.count == 0 ? std::string_view{} : found.found[found.count - 1];
 }
 
-std::string_view last_but_one(const numbers& of) {
-    return of.count < 2 ? last(of) : of.found[of.count - 2];
+std::string_view last_but_one(const numbers& found) {
+    return found.count < 2 ? last(found) : found.found[found.count - 2];
 }
 
 }  // namespace

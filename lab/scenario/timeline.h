@@ -18,7 +18,7 @@ constexpr std::int64_t NEVER_S = INT64_MAX;
 
 class timeline {
   public:
-    explicit timeline(const scenario& of) : scenario_(of) {}
+    explicit timeline(const scenario& plan) : scenario_(plan) {}
 
     conditions conditions_at(std::int64_t at_s) const;
     // The first time after `at_s` at which conditions or events may change; the end at the latest.

@@ -20,7 +20,8 @@ enum class ending : std::uint8_t { none, over, empty, power_cut, reboot, restart
 
 class circumstances {
   public:
-    explicit circumstances(const scenario& of) : scenario_(of), timeline_(of), weather_(of), person_(of) {}
+    explicit circumstances(const scenario& plan)
+        : scenario_(plan), timeline_(plan), weather_(plan), person_(plan) {}
 
     // Takes everything as it is at `now_s`, the device's faults included; a person, if there is one, is at `what`.
     void take(std::int64_t now_s, const doings& what, virtual_device::device& on);

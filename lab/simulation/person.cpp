@@ -40,11 +40,11 @@ double hours_between(double from, double until) {
 
 }  // namespace
 
-person::person(const scenario& of)
-    : of_(of.user),
-      chance_(of.chance),
-      start_utc_s_(of.start_utc_s),
-      waking_h_(std::max(hours_between(of.user.sleep_until_h, of.user.sleep_from_h), 1.0)) {}
+person::person(const scenario& plan)
+    : of_(plan.user),
+      chance_(plan.chance),
+      start_utc_s_(plan.start_utc_s),
+      waking_h_(std::max(hours_between(plan.user.sleep_until_h, plan.user.sleep_from_h), 1.0)) {}
 
 person::moment person::moment_at(std::int64_t now_s) const {
     const auto time = static_cast<std::time_t>(start_utc_s_ + now_s);

@@ -21,7 +21,7 @@ struct doings {
 
 class person {
   public:
-    explicit person(const scenario& of);
+    explicit person(const scenario& plan);
 
     bool is_there() const { return of_.is_given; }
     // What they do from now on, with the level in % that the phone shows.

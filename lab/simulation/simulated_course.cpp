@@ -21,11 +21,11 @@ constexpr double MILLI = 0.001;
 
 }  // namespace
 
-simulated_course::simulated_course(const scenario& of)
-    : scenario_(of),
-      model_(of.phone, weather(of).ambient_c(0, timeline(of).conditions_at(0)), of.chance),
+simulated_course::simulated_course(const scenario& plan)
+    : scenario_(plan),
+      model_(plan.phone, weather(plan).ambient_c(0, timeline(plan).conditions_at(0)), plan.chance),
       state_{.phone = model_.state()},
-      world_(of) {
+      world_(plan) {
     static_assert(std::is_trivially_copyable_v<course_state>, "crosses boots as bytes");
 }
 

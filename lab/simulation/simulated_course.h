@@ -24,7 +24,7 @@ namespace lab {
 
 class simulated_course : public course {
   public:
-    explicit simulated_course(const scenario& of);
+    explicit simulated_course(const scenario& plan);
 
     // Throws input_error when the phone never starts: empty, and no charger until the end.
     std::int64_t begin_boot(virtual_device::device& device) override;

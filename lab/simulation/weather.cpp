@@ -16,11 +16,11 @@ constexpr double YEAR_DAYS = 365.2425;
 
 }  // namespace
 
-weather::weather(const scenario& of) : of_(of.weather), chance_(of.chance) {
-    const auto start = static_cast<std::time_t>(of.start_utc_s);
+weather::weather(const scenario& plan) : of_(plan.weather), chance_(plan.chance) {
+    const auto start = static_cast<std::time_t>(plan.start_utc_s);
     std::tm local{};
     ::localtime_r(&start, &local);
-    local_start_s_ = of.start_utc_s + local.tm_gmtoff;
+    local_start_s_ = plan.start_utc_s + local.tm_gmtoff;
     const std::int64_t since_midnight_s = local.tm_hour * 3600 + local.tm_min * 60 + local.tm_sec;
     year_start_s_ = local_start_s_ - since_midnight_s - std::int64_t{local.tm_yday} * 86400;
 }

@@ -12,7 +12,7 @@ namespace lab {
 
 class weather {
   public:
-    explicit weather(const scenario& of);
+    explicit weather(const scenario& plan);
 
     // Keeps for so long, from a multiple of it on.
     static constexpr std::int64_t SLOT_S = 600;

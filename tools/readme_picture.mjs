@@ -1,9 +1,9 @@
 // Makes docs/report.png, the README's picture: script/setup test && script/build release && node tools/readme_picture.mjs
 
 import { execFileSync } from "node:child_process";
-import { mkdtempSync, rmSync, writeFileSync } from "node:fs";
+import { mkdtempSync, rmSync, symlinkSync, writeFileSync } from "node:fs";
 import { tmpdir } from "node:os";
-import { join } from "node:path";
+import { join, resolve } from "node:path";
 import { fileURLToPath } from "node:url";
 import { Browser } from "../tests/report/browser.mjs";
 
@@ -12,9 +12,11 @@ const HEIGHT = 800;
 
 const source = fileURLToPath(new URL("..", import.meta.url));
 const lab = process.argv[2] ?? join(source, "build/release/lab/vorn-lab");
+// The page shows the command, so what it names must be there for everyone.
 const folder = mkdtempSync(join(tmpdir(), "vorn-picture-"));
-const page = join(folder, "report.html");
-execFileSync(lab, ["simulate", "--quiet", join(source, "scenarios/desk_charger.toml"), "--report", page]);
+const page = join(folder, "desk_charger.html");
+symlinkSync(join(source, "scenarios"), join(folder, "scenarios"));
+execFileSync(resolve(lab), ["simulate", "scenarios/desk_charger.toml", "--report", "desk_charger.html"], { cwd: folder });
 
 const browser = await Browser.start();
 try {

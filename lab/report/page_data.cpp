@@ -31,9 +31,11 @@ constexpr std::array<std::string_view, 3> WEIGHT_NAMES = {"action", "finding", "
 json stress_json(const report::stress_state& stress) {
     if (!stress.table) return nullptr;
     json hours = json::array(), weights = json::array(), first = json::array();
-    std::vector<double> brought(VOLT_BANDS * TEMP_BANDS);
+    constexpr auto columns = static_cast<std::size_t>(TEMP_BANDS);
+    std::vector<double> brought(columns * VOLT_BANDS);
     for (const stress_bucket& each : summarise_stress(*stress.table).buckets)
-        brought[static_cast<std::size_t>(each.row * TEMP_BANDS + each.column)] = each.stress_hours;
+        brought[static_cast<std::size_t>(each.row) * columns + static_cast<std::size_t>(each.column)] =
+            each.stress_hours;
     for (std::int32_t row = 0; row < VOLT_BANDS; ++row) {
         for (std::int32_t column = 0; column < TEMP_BANDS; ++column) {
             const float entry =

@@ -1,5 +1,6 @@
 #include "lab/session/stress_gauge.h"
 
+#include <bit>
 #include <cmath>
 #include <cstring>
 #include <numeric>
@@ -17,8 +18,7 @@ std::int32_t note_table(const void* table, std::int32_t /*size*/) {
     return 0;
 }
 
-template <typename Row>
-double hours_of(const Row& entries, std::int32_t row) {
+double hours_of(const std::array<float, TEMP_BANDS>& entries, std::int32_t row) {
     double sum = 0;
     for (std::int32_t column = 0; column < TEMP_BANDS; ++column) {
         const float hours = entries[static_cast<std::size_t>(column)];
@@ -36,9 +36,9 @@ double stress_gauge::read() {
     (void)stress_table__export(note_table);  // note_table cannot fail
     for (std::size_t i = 0; i < seen_.size(); ++i) {
         const char* const now = table_in_memory + i * sizeof(row);
-        if (std::memcmp(&seen_[i], now, sizeof(row)) == 0) continue;
-        std::memcpy(&seen_[i], now, sizeof(row));
-        row_h_[i] = hours_of(seen_[i], static_cast<std::int32_t>(i));
+        if (std::memcmp(seen_[i].data(), now, sizeof(row)) == 0) continue;
+        std::memcpy(seen_[i].data(), now, sizeof(row));
+        row_h_[i] = hours_of(std::bit_cast<row>(seen_[i]), static_cast<std::int32_t>(i));
     }
     return std::round(std::accumulate(row_h_.begin(), row_h_.end(), 0.0) * 1000) / 1000;
 }

@@ -16,9 +16,10 @@ class stress_gauge {
 
   private:
     using row = std::array<float, TEMP_BANDS>;
+    using row_bytes = std::array<char, sizeof(row)>;  // by which an entry that is no number is as it was, too
 
-    std::array<row, VOLT_BANDS> seen_{};      // the table as it was last read
-    std::array<double, VOLT_BANDS> row_h_{};  // what each row of it brings
+    std::array<row_bytes, VOLT_BANDS> seen_{};  // the table as it was last read
+    std::array<double, VOLT_BANDS> row_h_{};    // what each row of it brings
 };
 
 }  // namespace lab

@@ -39,7 +39,7 @@ std::string_view without_decoration(std::string_view text) {
 }
 
 std::string log_line(const event& what) {
-    const std::string text = on_one_line(effect_text(what));
+    std::string text = on_one_line(effect_text(what));
     switch (what.kind) {
         case event_kind::log:
             return std::string(log_kind(what.priority)).append(without_decoration(text));

@@ -31,8 +31,14 @@ done
 if echo "$symbols" | grep -q '^_ZTI'; then fail "there is type information of a class"; fi
 
 # Indirect jumps may land only where a landing pad stands: at the head of the daemon's functions.
-readelf -h "$vorn" | grep -q AArch64 && pad='bti|paciasp' || pad=endbr64
-"${OBJDUMP:-objdump}" -d --no-show-raw-insn "$vorn" | grep -A1 -E '^[0-9a-f]+ <_Z12daemon_cyclev>:' | grep -qE "$pad" ||
+if readelf -h "$vorn" | grep -q AArch64; then
+    pad='bti|paciasp'
+    objdump=$(command -v aarch64-linux-gnu-objdump || echo objdump)
+else
+    pad=endbr64
+    objdump=objdump
+fi
+"$objdump" -d --no-show-raw-insn "$vorn" | grep -A1 -E '^[0-9a-f]+ <_Z12daemon_cyclev>:' | grep -qE "$pad" ||
     fail "no landing pad at daemon_cycle"
 
 # A daemon that polls needs no more than this. What it lacks counts: no timer or alarm that could wake a device, no

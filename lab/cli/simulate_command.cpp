@@ -233,7 +233,7 @@ void add_simulate_command(CLI::App& app) {
     add_output_options(command, options->outputs);
     command.add_option("--trace", options->outputs.trace, "Write what the device's sensors read as a trace")
         ->type_name("FILE");
-    command.add_option("--set", options->overrides, "Replace a value, such as cell.soc_pct=20")
+    command.add_option("--set", options->overrides, "Replace a value: cell.soc_pct=20, phase.*.load_mw=300")
         ->type_name("KEY=VALUE")
         ->allow_extra_args(false);
     command.add_flag("--all", options->shows_routine, "Show routine decisions too");

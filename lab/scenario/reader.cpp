@@ -12,6 +12,7 @@
 #include "lab/io/text.h"
 #include "lab/io/time_text.h"
 #include "lab/scenario/keys.h"
+#include "lab/scenario/override.h"
 #include "lab/state/state_layout.h"
 
 namespace lab {
@@ -155,30 +156,6 @@ std::int64_t read_start(toml_section& top) {
     return *utc_s;
 }
 
-// "a.b=value" replaces the value of b in table a.
-void apply_override(toml::table& top, const std::string& text) {
-    const auto equals = text.find('=');
-    const auto path = text.substr(0, equals);
-    const auto dot = path.find('.');
-    if (equals == std::string::npos || path.empty()) {
-        throw input_error("--set: not KEY=VALUE: " + for_message(text));
-    }
-    const std::string value = text.substr(equals + 1);
-    toml::table parsed;
-    try {
-        parsed = toml::parse("value = " + value);
-    } catch (const toml::parse_error&) {
-        parsed.insert_or_assign("value", value);
-    }
-    toml::table* table = &top;
-    if (dot != std::string::npos) {
-        const auto [entry, is_new] = top.insert(path.substr(0, dot), toml::table{});
-        table = entry->second.as_table();
-        if (table == nullptr) throw input_error("--set: not a section: " + for_message(path.substr(0, dot)));
-    }
-    table->insert_or_assign(path.substr(dot == std::string::npos ? 0 : dot + 1), *parsed.get("value"));
-}
-
 scenario read_table(const toml::table& table, const std::string& name) {
     scenario read;
     read.file = name;
@@ -278,7 +255,7 @@ scenario parse_scenario(std::string_view text, const std::string& name,
                         const std::vector<std::string>& overrides) {
     try {
         toml::table table = toml::parse(text, name);
-        for (const auto& each : overrides) apply_override(table, each);
+        for (const auto& each : overrides) apply_override(table, each, name);
         return read_table(table, name);
     } catch (const toml::parse_error& wrong) {
         fail_at(name, wrong.source(), std::string(wrong.description()));

@@ -170,7 +170,7 @@ struct scenario {
     std::int64_t duration_s() const { return phases.empty() ? 0 : phases.back().end_s; }
 };
 
-// Reads a scenario. `overrides` are "section.key=value" texts that replace what the file says. Throws
+// Reads a scenario. `overrides` are KEY=VALUE texts (override.h) that replace what the file says. Throws
 // input_error: "FILE:LINE:COLUMN: what is wrong; what was probably meant".
 scenario read_scenario(const std::string& path, const std::vector<std::string>& overrides = {});
 scenario parse_scenario(std::string_view text, const std::string& name,

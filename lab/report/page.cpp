@@ -1,20 +1,21 @@
 #include "lab/report/page.h"
 
-#include "lab/report/pack.h"
+#include "lab/report/html_page.h"
 
 namespace lab {
 
-std::string page_html(const page_content& page) {
-    const auto rows = page_parts::rows_of(page.run);
-    std::string html(page_parts::head);
-    html += pack(page_parts::run_json(page, rows));
-    html += page_parts::before_samples;
-    html += pack(page_parts::sample_bytes(rows));
-    html += page_parts::before_other;
-    if (page.other != nullptr && page_parts::is_drawn(page.run, *page.other))
-        html += pack(page_parts::sample_bytes(page_parts::means_of(page_parts::rows_of(*page.other))));
-    html += page_parts::tail;
-    return html;
+namespace page_sources {
+extern const page_source report;
+}
+
+std::string page_html(const report& run, const cost& counted, const run_ending& ending) {
+    const auto rows = page_parts::rows_of(run);
+    std::vector<page_datum> data = {{"run", page_parts::run_json(run, counted, ending, rows)},
+                                    {"samples", page_parts::sample_bytes(rows)}};
+    if (ending.other != nullptr && page_parts::is_drawn(run, *ending.other))
+        data.push_back({"other-samples",
+                        page_parts::sample_bytes(page_parts::means_of(page_parts::rows_of(*ending.other)))});
+    return html_page(page_sources::report, data);
 }
 
 }  // namespace lab

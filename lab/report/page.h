@@ -3,7 +3,6 @@
 
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "lab/report/report.h"
@@ -20,18 +19,17 @@ struct expectation_outcome {
     bool holds = true;
 };
 
-struct page_content {
-    const report& run;
-    const cost& counted;                 // the same run
-    std::optional<comparison> compared;  // of a simulation that was run a second time
-    std::vector<expectation_outcome> expectations;
+// What is known of a run only when it is over.
+struct run_ending {
+    std::optional<comparison> compared = {};  // of a simulation that was run a second time
+    std::vector<expectation_outcome> expectations = {};
     // A second run over the same time, drawn beside the first; its decisions are compared with the first one's.
     const report* other = nullptr;
     std::string caution = {};  // a sentence on what of the run must not be believed too far; empty: nothing
 };
 
-// The whole page, of runs that are finished (report::finish).
-std::string page_html(const page_content& page);
+// The whole page, of runs that are finished (report::finish); `counted` is of the same run.
+std::string page_html(const report& run, const cost& counted, const run_ending& ending);
 
 namespace page_parts {
 
@@ -43,16 +41,13 @@ std::vector<sample_row> means_of(std::vector<sample_row> rows);
 bool is_drawn(const report& run, const report& other);
 
 // The run but for its samples, as JSON: what each key means stands at its place in page_data.cpp.
-std::string run_json(const page_content& page, const std::vector<sample_row>& rows);
+std::string run_json(const report& run, const cost& counted, const run_ending& ending,
+                     const std::vector<sample_row>& rows);
 
 // The samples: the delta columns (pack.h) that run_json names under "samples", one after the other, each with one
 // number for each row.
 std::string sample_bytes(const std::vector<sample_row>& rows);
 std::vector<std::string> sample_columns(const std::vector<sample_row>& rows);
-
-// The page's own source, made at build time from the files in page/ (generated), cut at the places for data: before
-// the run, the samples and the other run's samples, and after them.
-extern const std::string_view head, before_samples, before_other, tail;
 
 }  // namespace page_parts
 

@@ -328,35 +328,35 @@ bool is_drawn(const report& run, const report& other) {
     return run.fingerprint() != other.fingerprint();
 }
 
-std::string run_json(const page_content& page, const std::vector<sample_row>& rows) {
-    const report& about = page.run;
-    json run = {{"title", about.about().title},
-                {"origin", about.about().origin},
-                {"about", about_json(about.about())},
-                {"daemon", daemon_json()},
-                {"span_s", about.clock().last()},  // from the first moment to the last one
-                {"clock", clock_json(about)},
-                {"features", features_json()},
-                {"samples", samples_json(about, rows)},
-                {"gaps", gaps_json(about.gaps())},
-                {"displayed_from_gauge", apart_json(about.displayed_from_gauge())},
-                {"displayed_from_true", apart_json(about.displayed_from_true())},
-                {"sessions", sessions_json(about.sessions())},
-                {"happenings", happenings_json(about.happenings())},
-                {"expectations", expectations_json(page.expectations)},
-                {"caution", page.caution},
-                {"stress", stress_json(about.stress())},
-                {"story", story_json(about)},
-                {"log", log_json(about.log())},
-                {"cost", cost_json(page.counted)},
-                {"worth", nullptr},
-                {"other", page.other == nullptr ? json() : other_json(about, *page.other)}};
-    if (page.compared) {
-        run["worth"] = {{"heeded", outcome_json(page.compared->heeded)},
-                        {"ignored", outcome_json(page.compared->ignored)}};
+std::string run_json(const report& run, const cost& counted, const run_ending& ending,
+                     const std::vector<sample_row>& rows) {
+    json data = {{"title", run.about().title},
+                 {"origin", run.about().origin},
+                 {"about", about_json(run.about())},
+                 {"daemon", daemon_json()},
+                 {"span_s", run.clock().last()},  // from the first moment to the last one
+                 {"clock", clock_json(run)},
+                 {"features", features_json()},
+                 {"samples", samples_json(run, rows)},
+                 {"gaps", gaps_json(run.gaps())},
+                 {"displayed_from_gauge", apart_json(run.displayed_from_gauge())},
+                 {"displayed_from_true", apart_json(run.displayed_from_true())},
+                 {"sessions", sessions_json(run.sessions())},
+                 {"happenings", happenings_json(run.happenings())},
+                 {"expectations", expectations_json(ending.expectations)},
+                 {"caution", ending.caution},
+                 {"stress", stress_json(run.stress())},
+                 {"story", story_json(run)},
+                 {"log", log_json(run.log())},
+                 {"cost", cost_json(counted)},
+                 {"worth", nullptr},
+                 {"other", ending.other == nullptr ? json() : other_json(run, *ending.other)}};
+    if (ending.compared) {
+        data["worth"] = {{"heeded", outcome_json(ending.compared->heeded)},
+                         {"ignored", outcome_json(ending.compared->ignored)}};
     }
     // Texts may hold bytes that are not UTF-8.
-    return run.dump(-1, ' ', false, json::error_handler_t::replace);
+    return data.dump(-1, ' ', false, json::error_handler_t::replace);
 }
 
 }  // namespace lab::page_parts

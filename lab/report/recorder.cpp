@@ -19,7 +19,7 @@ void report_recorder::listen(std::vector<listener*>& listeners) {
 void report_recorder::finish(const ending& how) {
     told_.finish();
     page_.finish();
-    file_.write(page_html({page_, counted_, how.compared, how.expectations, how.other, how.caution}));
+    file_.write(page_html(page_, counted_, how));
     file_.finish();
 }
 

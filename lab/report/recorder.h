@@ -25,13 +25,7 @@ class report_recorder {
     // Adds what must hear the run.
     void listen(std::vector<listener*>& listeners);
 
-    // What is known of the run only when it is over.
-    struct ending {
-        std::optional<comparison> compared = {};  // when the run was made twice
-        std::vector<expectation_outcome> expectations = {};
-        const report* other = nullptr;  // page_content::other
-        std::string caution = {};       // page_content::caution
-    };
+    using ending = run_ending;
     // The run is over: makes the page. To be called once.
     void finish(const ending& how);
     void finish() { finish(ending{}); }
@@ -45,7 +39,7 @@ class report_recorder {
     story told_;
 };
 
-// A second run for the page of another one (page_content::other): heard like the first, drawn more coarsely so that
+// A second run for the page of another one (run_ending::other): heard like the first, drawn more coarsely so that
 // the page stays small.
 class second_run {
   public:

@@ -537,4 +537,11 @@ test("no text gets out of its place", async () => {
     assert.equal(await browser.run(`document.querySelector("#log-list .text").textContent`), EVIL);
     assert.equal(await browser.run("window.broken ?? 0"), 0);
     assertQuiet(pages.evil);
+    // And if one did, it would not run, nor would what is called or loaded by name.
+    const escaped = `<script>window.broken = 3</script><p onclick="window.broken = 4" id="hit" style="color: red">x</p>`;
+    write("escaped.html", readFileSync(pages.evil, "utf8").replace("<footer", `${escaped}<footer`));
+    await browser.open(join(folder, "escaped.html"));
+    await browser.run(`document.getElementById("hit").click()`);
+    assert.equal(await browser.run("window.broken ?? 0"), 0);
+    assert.ok(browser.errors.length >= 2 && browser.errors.every((each) => /Content Security Policy/.test(each)), browser.errors.join());
 });

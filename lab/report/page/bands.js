@@ -3,6 +3,7 @@
 // A row's height is the share of the pixel's time in which the state held, two pixels at least: nothing that
 // happened is too short to be seen.
 
+import uPlot from "uplot";
 import { AXIS_HEIGHT, GUTTER, RIGHT_EDGE, drawMark, sharedOptions } from "./chart.js";
 import { css } from "./colours.js";
 import { make } from "./dom.js";

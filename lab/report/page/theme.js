@@ -1,4 +1,4 @@
-// Light or dark: as the system says, until the reader chooses; the choice is kept. page.html sets it before the first
+// Light or dark: as the system says, until the reader chooses; the choice is kept. before_paint.js sets it before the first
 // paint.
 
 import { forgetColours } from "./colours.js";

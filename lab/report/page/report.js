@@ -3,7 +3,7 @@
 import { Charts } from "./charts.js";
 import { Clock } from "./clock.js";
 import { fillOther } from "./compare.js";
-import { readColumns, readLog, unpack } from "./data.js";
+import { readColumns, readLog } from "./data.js";
 import { $ } from "./dom.js";
 import { fillFigures } from "./figures.js";
 import { DAY, HOUR, duration, number } from "./format.js";
@@ -15,6 +15,7 @@ import { startPrint } from "./print.js";
 import { Samples } from "./samples.js";
 import { fileName, samplesCsv, savePicture, saveText } from "./save.js";
 import { fillSessions } from "./sessions.js";
+import { breathe, datum, jsonDatum, start } from "./start.js";
 import { Story } from "./story.js";
 import { fillSummary } from "./summary.js";
 import { fillCost, fillWorth } from "./tables.js";
@@ -25,18 +26,14 @@ const CLOSE_S = DAY; // a chosen moment is shown with at most this much around i
 const LINE_CLOSE_S = HOUR;
 
 async function readSamples(id, described, gaps) {
-  const bytes = await unpack($(id).textContent);
-  const samples = new Samples(readColumns(bytes, described.columns, described.rows), described.rows, gaps);
+  const samples = new Samples(readColumns(await datum(id), described.columns, described.rows), described.rows, gaps);
   return { samples, against: addErrors(samples) };
 }
 
 async function load() {
-  const run = JSON.parse(new TextDecoder().decode(await unpack($("run").textContent)));
+  const run = await jsonDatum("run");
   return { run, ...(await readSamples("samples", run.samples, run.gaps)) };
 }
-
-/** Lets the browser paint and answer before what comes next. */
-const breathe = () => new Promise((resolve) => setTimeout(resolve));
 
 function fillNote({ cycles, cycles_per_bucket: per }, samples) {
   if (per === 1) return;
@@ -175,17 +172,10 @@ class Page {
   }
 }
 
-async function main() {
+start(async (drawn) => {
   const { run, samples, against } = await load();
   const page = new Page(run, samples, against);
-  document.documentElement.dataset.drawn = String(Math.ceil(performance.now()));
+  drawn();
   await breathe();
   await page.fillRest();
-  document.documentElement.dataset.ready = String(Math.ceil(performance.now())); // milliseconds since the page was asked for
-}
-
-main().catch((error) => {
-  $("cannot-start").textContent = `This page cannot start: ${error?.message ?? error}. It needs a browser of 2023 or later.`;
-  $("cannot-start").hidden = false;
-  document.documentElement.dataset.drawn = "never";
 });

@@ -1,2 +1,0 @@
-// What the page has beside its modules: uPlot, whose script stands before them.
-declare const uPlot: any;

@@ -3,34 +3,31 @@
 // A row's height is the share of the pixel's time in which the state held, two pixels at least: nothing that
 // happened is too short to be seen.
 
-import uPlot from "uplot";
-import { AXIS_HEIGHT, GUTTER, RIGHT_EDGE, drawMark, sharedOptions } from "./chart.js";
 import { css } from "./colours.js";
 import { make } from "./dom.js";
 import { duration, number } from "./format.js";
 import { FLAGS, STACKS } from "./panels.js";
 import { patternFill } from "./patterns.js";
+import { AXIS_HEIGHT, FONT, RIGHT_EDGE, TimePlot } from "./plot.js";
 
 const LABEL_HEIGHT = 16;
 const BAR_HEIGHT = 14;
 const GAP = 8;
 const LEAST_BAR = 2;
 const REACH = 8; // pixels within which a mark is pointed at
-const FONT = "system-ui, sans-serif";
 
-export class Bands {
+export class Bands extends TimePlot {
   /** @param {{samples: any, run: any, axis: any, clock: any}} parts */
   constructor({ samples, run, axis, clock }) {
+    super(axis, clock, true);
     this.samples = samples;
-    this.axis = axis;
     this.decisions = run.story.decisions;
     this.happenings = run.happenings;
     this.gaps = run.gaps.gaps.map(([from, to, isOff]) => ({ from, to, isOff: isOff === 1 }));
-    this.mark = null;
     this.rows = this.#rows();
     this.states = [...STACKS.flatMap(({ states }) => states), ...FLAGS].map(({ name }) => name).filter((name) => samples.hasState(name));
     this.text = make("span", { className: "value" }, "");
-    this.holder = make("div", { className: "plot", role: "img" });
+    this.holder.setAttribute("role", "img");
     this.element = make(
       "div",
       { className: "panel" },
@@ -38,7 +35,6 @@ export class Bands {
       this.holder,
       this.#never(),
     );
-    this.options = this.#options(sharedOptions(axis, clock, true));
   }
 
   #rows() {
@@ -70,39 +66,8 @@ export class Bands {
     return make("p", { className: "muted small never" }, text);
   }
 
-  #options(shared) {
-    shared.axes.push({ size: GUTTER, splits: () => [], values: () => [], grid: { show: false }, ticks: { show: false } });
-    return {
-      ...shared,
-      width: 100,
-      height: this.height + AXIS_HEIGHT,
-      padding: [0, RIGHT_EDGE, 0, 0],
-      scales: { ...shared.scales, y: { range: [0, 1] } },
-      series: [{}, {}],
-      hooks: { ...shared.hooks, draw: [(u) => this.#draw(u)] },
-    };
-  }
-
-  open() {
-    this.options.width = this.holder.clientWidth;
-    this.plot = new uPlot(
-      this.options,
-      [
-        [this.axis.min, this.axis.max],
-        [null, null],
-      ],
-      this.holder,
-    );
-  }
-
-  refresh() {
-    const width = this.holder.clientWidth;
-    if (width !== this.plot.width) this.plot.setSize({ width, height: this.plot.height });
-    this.plot.setScale("x", { min: this.axis.min, max: this.axis.max });
-  }
-
-  redraw() {
-    this.plot.redraw(false);
+  own() {
+    return { height: this.height + AXIS_HEIGHT, padding: [0, RIGHT_EDGE, 0, 0], draw: (u) => this.#draw(u) };
   }
 
   /** Draws only these decisions, the ones that the list shows. */
@@ -117,7 +82,7 @@ export class Bands {
     u.ctx.save();
     u.ctx.textAlign = "left";
     u.ctx.textBaseline = "alphabetic";
-    u.ctx.font = `${11 * devicePixelRatio}px ${FONT}`;
+    u.ctx.font = FONT.replace(/\d+/, (size) => String(Number(size) * devicePixelRatio));
     for (const row of this.rows) {
       const top = u.bbox.top + row.top * devicePixelRatio;
       this.#drawLabel(u, top - 5 * devicePixelRatio, row);
@@ -126,7 +91,6 @@ export class Bands {
       row.draw(u, top);
     }
     u.ctx.restore();
-    drawMark(u, this.mark);
     this.#describe();
   }
 

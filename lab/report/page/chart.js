@@ -4,82 +4,9 @@ import uPlot from "uplot";
 import { css } from "./colours.js";
 import { make } from "./dom.js";
 import { number } from "./format.js";
+import { FONT, GUTTER, RIGHT_EDGE, TimePlot } from "./plot.js";
 
-export const GUTTER = 52; // left of every chart, so that all charts align
-export const RIGHT_EDGE = 10;
-export const AXIS_HEIGHT = 38;
-const TICK_PIXELS = 84;
-const NARROW = 420; // pixels of a chart's width, from which on ticks stand closer
-const NARROW_TICK_PIXELS = 58;
-const LABEL_ROOM = 14; // a label needs this much to the right of its tick
-const LEAST_DRAG = 4; // pixels; a shorter one is a click
 const SERIES = 3; // of a channel: mean, greatest, least
-
-/** Labels of the ticks; none where the right edge would cut it. */
-function tickLabels(u, clock, moments) {
-  const last = axisEnd(u) - LABEL_ROOM;
-  return clock.labels(moments).map((label, i) => (u.valToPos(moments[i], "x") > last ? "" : label));
-}
-
-const axisEnd = (u) => u.bbox.width / devicePixelRatio;
-
-function timeAxis(axis, clock, withLabels) {
-  const spacing = (u) => (axis.span / Math.max(axisEnd(u), 1)) * (axisEnd(u) < NARROW ? NARROW_TICK_PIXELS : TICK_PIXELS);
-  return {
-    size: withLabels ? AXIS_HEIGHT : 0,
-    font: "11px system-ui, sans-serif",
-    gap: 4,
-    stroke: () => css("--muted"),
-    grid: { stroke: () => css("--grid"), width: 1 },
-    ticks: { show: withLabels, stroke: () => css("--grid"), width: 1, size: 4 },
-    splits: (u, i, min, max) => clock.ticks(min, max, spacing(u)),
-    values: (u, moments) => (withLabels ? tickLabels(u, clock, moments) : moments.map(() => "")),
-  };
-}
-
-/** The x scale, its axis and the cursor, the same in all charts. */
-export function sharedOptions(axis, clock, withLabels) {
-  return {
-    scales: { x: { time: false, range: () => [axis.min, axis.max] } },
-    /** @type {any[]} */
-    axes: [timeAxis(axis, clock, withLabels)],
-    legend: { show: false },
-    cursor: {
-      drag: { x: true, y: false, setScale: false },
-      points: { show: false },
-      y: false,
-      bind: { dblclick: () => () => axis.whole() },
-    },
-    hooks: {
-      // What the chart really shows, for whoever looks from outside.
-      setScale: [(u, key) => key === "x" && (u.root.dataset.shown = `${u.scales.x.min} ${u.scales.x.max}`)],
-      setSelect: [
-        (u) => {
-          const { left, width } = u.select;
-          if (width === 0) return;
-          u.setSelect({ left: 0, width: 0, top: 0, height: 0 }, false);
-          if (width >= LEAST_DRAG) axis.set(u.posToVal(left, "x"), u.posToVal(left + width, "x"));
-        },
-      ],
-    },
-  };
-}
-
-/** A vertical line at a chosen moment. */
-export function drawMark(u, t) {
-  if (t === null || t < u.scales.x.min || t > u.scales.x.max) return;
-  const x = Math.round(u.valToPos(t, "x", true));
-  const { ctx, bbox } = u;
-  ctx.save();
-  ctx.strokeStyle = css("--mark");
-  ctx.lineWidth = 2 * devicePixelRatio;
-  ctx.setLineDash([]);
-  ctx.beginPath();
-  ctx.moveTo(x, bbox.top);
-  ctx.lineTo(x, bbox.top + bbox.height);
-  ctx.stroke();
-  ctx.restore();
-}
 
 function seriesOf(channel) {
   const paths = channel.step ? uPlot.paths.stepped({ align: 1 }) : undefined;
@@ -128,42 +55,38 @@ function valueRange({ least, greatest }, { leastSpan, floor = -Infinity }) {
 
 const scaled = (row, scale) => row.map((value) => (value === null || value === undefined ? value : value * scale));
 
-export class Chart {
+export class Chart extends TimePlot {
   constructor(panel, samples, axis, clock) {
+    super(axis, clock, false);
     this.panel = panel;
     this.samples = samples;
-    this.axis = axis;
     this.channels = panel.channels.filter((channel) => samples.has(channel.name));
     this.hidden = new Set();
     this.values = this.channels.map(() => make("span", { className: "value" }, ""));
-    this.holder = make("div", { className: "plot", role: "img" });
+    this.holder.setAttribute("role", "img");
     this.element = make("div", { className: "panel" }, this.#legend(), this.holder);
-    this.mark = null;
+    /** @type {import("./samples.js").Samples|null} */
     this.other = null; // samples of a second run, drawn beside the first
-    this.options = this.#options(sharedOptions(axis, clock, false));
   }
 
-  #options(shared) {
+  own() {
     const { panel } = this;
-    shared.axes.push({
-      size: GUTTER,
-      font: "11px system-ui, sans-serif",
-      gap: 6,
-      space: 28,
-      stroke: () => css("--muted"),
-      grid: { stroke: () => css("--grid"), width: 1 },
-      ticks: { show: false },
-      values: (u, values) => values.map((v) => number(v, decimals(values))),
-    });
     return {
-      ...shared,
-      width: 100,
       height: panel.height,
       padding: [6, RIGHT_EDGE, 4, 0],
-      scales: { ...shared.scales, y: { range: () => valueRange(this.extent, panel) } },
+      yAxis: {
+        size: GUTTER,
+        font: FONT,
+        gap: 6,
+        space: 28,
+        stroke: () => css("--muted"),
+        grid: { stroke: () => css("--grid"), width: 1 },
+        ticks: { show: false },
+        values: (u, values) => values.map((v) => number(v, decimals(values))),
+      },
+      yScale: { range: () => valueRange(this.extent, panel) },
       series: [{}, ...this.channels.flatMap(seriesOf), ...this.channels.map(otherSeries)],
       bands: this.channels.map(bandOf),
-      hooks: { ...shared.hooks, draw: [(u) => drawMark(u, this.mark)] },
     };
   }
 
@@ -196,14 +119,8 @@ export class Chart {
     this.refresh();
   }
 
-  /** Makes the chart once its place has a width. */
-  open() {
-    this.options.width = this.holder.clientWidth;
-    this.plot = new uPlot(this.options, this.#data(), this.holder);
-  }
-
-  #data() {
-    const pixels = Math.max(this.holder.clientWidth - GUTTER - RIGHT_EDGE, 50);
+  data(width) {
+    const pixels = Math.max(width - GUTTER - RIGHT_EDGE, 50);
     const data = this.samples.envelopes(
       this.channels.map(({ name }) => name),
       this.axis.min,
@@ -236,17 +153,6 @@ export class Chart {
     this.holder.setAttribute("aria-label", `${this.panel.title}, ${this.panel.unit}: ${parts.join("; ")}`);
   }
 
-  refresh() {
-    const width = this.holder.clientWidth;
-    if (width !== this.plot.width) this.plot.setSize({ width, height: this.plot.height });
-    this.plot.setData(this.#data(), false);
-    this.plot.setScale("x", { min: this.axis.min, max: this.axis.max });
-  }
-
-  redraw() {
-    this.plot.redraw(false);
-  }
-
   /** Values of row i beside the keys; nothing for i < 0. Gives them in words. */
   show(i) {
     const words = [];
@@ -276,49 +182,4 @@ export function swatch({ colour, dash = [], width = 1.6 }) {
   Object.assign(line.style, { stroke: `var(${colour})`, strokeWidth: String(Math.max(width, 2)), strokeDasharray: dash.join(" ") });
   box.append(line);
   return box;
-}
-
-/** The time axis alone, to stay in view above the charts. */
-export class Ruler {
-  constructor(axis, clock) {
-    this.axis = axis;
-    this.mark = null;
-    this.holder = make("div", { className: "plot ruler", "aria-hidden": "true" });
-    const shared = sharedOptions(axis, clock, true);
-    shared.axes.push({ size: GUTTER, splits: () => [], values: () => [], grid: { show: false }, ticks: { show: false } });
-    this.options = {
-      ...shared,
-      width: 100,
-      height: AXIS_HEIGHT + 2,
-      padding: [0, RIGHT_EDGE, 0, 0],
-      scales: { ...shared.scales, y: { range: [0, 1] } },
-      series: [{}, {}],
-    };
-  }
-
-  open() {
-    this.options.width = this.holder.clientWidth;
-    this.plot = new uPlot(
-      this.options,
-      [
-        [this.axis.min, this.axis.max],
-        [null, null],
-      ],
-      this.holder,
-    );
-  }
-
-  refresh() {
-    const width = this.holder.clientWidth;
-    if (width !== this.plot.width) this.plot.setSize({ width, height: this.plot.height });
-    this.plot.setScale("x", { min: this.axis.min, max: this.axis.max });
-  }
-
-  redraw() {
-    this.plot.redraw(false);
-  }
-
-  show() {
-    return [];
-  }
 }

@@ -2,11 +2,12 @@
 
 import { Axis } from "./axis.js";
 import { Bands, gapText } from "./bands.js";
-import { Chart, GUTTER, RIGHT_EDGE, Ruler } from "./chart.js";
+import { Chart } from "./chart.js";
 import { $, make } from "./dom.js";
 import { duration } from "./format.js";
 import { startGestures } from "./gestures.js";
 import { PANELS } from "./panels.js";
+import { GUTTER, RIGHT_EDGE, Ruler } from "./plot.js";
 
 const KEY_STEP = 1 / 100; // of the axis, for each key that moves the read-out
 const LATER_MS = 60; // charts out of sight follow so long after those in sight
@@ -155,7 +156,7 @@ export class Charts {
     if (this.frame) return;
     this.frame = requestAnimationFrame(() => {
       this.frame = 0;
-      for (const each of this.all) if (this.seen.has(each)) each.refresh();
+      this.#refreshThose((each) => this.seen.has(each));
       this.point(this.cursor);
       clearTimeout(this.rest);
       this.rest = setTimeout(() => this.#refreshRest(), LATER_MS);
@@ -164,14 +165,20 @@ export class Charts {
   }
 
   #refreshRest() {
-    for (const each of this.all) if (!this.seen.has(each)) each.refresh();
+    this.#refreshThose((each) => !this.seen.has(each));
     this.point(this.cursor);
     $("charts").dataset.drawn = String(Number($("charts").dataset.drawn ?? 0) + 1);
   }
 
   /** All at once and now, for paper. */
   refreshNow() {
-    for (const each of this.all) each.refresh();
+    this.#refreshThose(() => true);
+  }
+
+  /** All are as wide, and measuring is dear once one of them was drawn. */
+  #refreshThose(isWanted) {
+    const width = this.ruler.holder.clientWidth;
+    for (const each of this.all) if (isWanted(each)) each.refresh(width);
   }
 
   redraw() {

@@ -78,7 +78,7 @@ void add_check_command(CLI::App& app) {
     command.add_flag("--list", options->lists, "Print the table of all checks, and end");
     command.add_flag("--json", options->as_json, "Print JSON");
     command.footer(
-        "Exit status 1: a verdict is \"wrong\". For example\n  vorn-lab check trace.csv pulled_folder");
+        "Exit status 1: a verdict is \"wrong\".\n\nFor example\n  vorn-lab check trace.csv pulled_folder");
     command.callback([options] {
         if (options->lists) {
             std::cout << checks_reference();

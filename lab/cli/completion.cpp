@@ -4,6 +4,8 @@
 
 #include "lab/cli/command_tree.h"
 #include "lab/records/record_schema.h"
+#include "lab/scenario/scenario.h"
+#include "lab/session/device_files.h"
 #include "lab/state/state_layout.h"
 
 namespace lab {
@@ -20,8 +22,12 @@ strings words_for(const CLI::Option& option) {
         for (const auto& schema : schemas()) words.emplace_back(schema.name);
     } else if (name == "FIELD=VALUE") {
         for (const state_place& place : state_places()) words.push_back(place.name() + "=");
+    } else if (option.get_type_name() == "KEY=VALUE") {
+        for (const std::string& key : scenario_key_names()) words.push_back(key + "=");
+    } else if (option.get_type_name() == "COLUMN=TEXT") {
+        for (const device_file& node : DEVICE_NODES) words.push_back(std::string(node.name) + "=");
     } else if (name == "SHELL") {
-        words = {"bash", "zsh"};
+        words = {"bash", "fish", "zsh"};
     }
     return words;
 }
@@ -132,6 +138,35 @@ void append_zsh_function(const CLI::App& app, const std::string& function, std::
            "_${words[1]} ;;\n    esac\n}\n";
 }
 
+std::string fish_text(const std::string& text) {
+    std::string result;
+    for (const char c : text) result += c == '\'' || c == '\\' ? std::string("\\") + c : std::string(1, c);
+    return "'" + result + "'";
+}
+
+// What an option's value or an argument may be, as arguments of fish's complete.
+std::string fish_values(const CLI::Option& option) {
+    const strings words = words_for(option);
+    if (!words.empty()) return " -f -a " + fish_text(joined(words, " "));
+    return is_directory(option) ? " -f -a '(__fish_complete_directories)'" : " -F";
+}
+
+void append_fish_lines(const CLI::App& app, const std::string& path, std::string& out) {
+    const std::string here = "complete -c vorn-lab -n " + fish_text("__vorn_lab_at \"" + path + "\"");
+    for (const CLI::App* command : commands_of(app))
+        out += here + " -f -a " + command->get_name() + " -d " + fish_text(command->get_description()) + "\n";
+    for (const CLI::Option* option : options_of(app)) {
+        out += here;
+        for (const std::string& name : option->get_lnames()) out += " -l " + name;
+        for (const std::string& name : option->get_snames()) out += " -s " + name;
+        if (takes_value(*option)) out += " -r" + fish_values(*option);
+        out += " -d " + fish_text(option->get_description()) + "\n";
+    }
+    for (const CLI::Option* argument : arguments_of(app)) out += here + fish_values(*argument) + "\n";
+    for (const CLI::App* command : commands_of(app))
+        append_fish_lines(*command, path + " " + command->get_name(), out);
+}
+
 }  // namespace
 
 std::string bash_completion(const CLI::App& app) {
@@ -142,6 +177,12 @@ std::string bash_completion(const CLI::App& app) {
 _vorn_lab() {
     local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]}
     local path='' options='' words='' kind='' each
+    # "--record=name" comes as three words.
+    if [[ $word == = ]]; then
+        word=''
+    elif [[ $before == = ]]; then
+        before=${COMP_WORDS[COMP_CWORD - 2]}
+    fi
     for each in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
         case "$path $each" in
         )";
@@ -170,6 +211,29 @@ _vorn_lab() {
 
 complete -F _vorn_lab vorn-lab
 )";
+    return out;
+}
+
+std::string fish_completion(const CLI::App& app) {
+    std::string out = "# Completion for fish, made by: " + app.get_name() + R"( completion fish
+
+# Whether the words so far name this command, and none below it.
+function __vorn_lab_at
+    set -l words
+    for each in (commandline -opc)[2..]
+        string match -q -- '-*' $each; and continue
+        contains -- "$words $each" )";
+    strings paths, quoted;
+    append_paths(app, "", paths);
+    for (const std::string& path : paths) quoted.push_back("'" + path + "'");
+    out += joined(quoted, " ") + R"(; and set words "$words $each"
+    end
+    test "$words" = "$argv[1]"
+end
+
+complete -c vorn-lab -n '__vorn_lab_at ""' -f
+)";
+    append_fish_lines(app, "", out);
     return out;
 }
 

@@ -12,5 +12,7 @@ namespace lab {
 // A script for bash, to be sourced; a script for zsh, to be put as _vorn-lab into a directory of $fpath.
 std::string bash_completion(const CLI::App& app);
 std::string zsh_completion(const CLI::App& app);
+// A script for fish, to be put as vorn-lab.fish into its directory of completions.
+std::string fish_completion(const CLI::App& app);
 
 }  // namespace lab

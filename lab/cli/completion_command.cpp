@@ -14,15 +14,17 @@ namespace lab {
 
 void add_completion_command(CLI::App& app) {
     const auto shell = std::make_shared<std::string>();
-    CLI::App& command = *app.add_subcommand("completion", "Print a completion script for bash or zsh");
-    command.add_option("SHELL", *shell, "bash or zsh")->type_name("")->required();
+    CLI::App& command = *app.add_subcommand("completion", "Print a completion script for bash, fish or zsh");
+    command.add_option("SHELL", *shell, "bash, fish or zsh")->type_name("")->required();
     command.callback([&app, shell] {
         if (*shell == "bash") {
             std::cout << bash_completion(app);
         } else if (*shell == "zsh") {
             std::cout << zsh_completion(app);
+        } else if (*shell == "fish") {
+            std::cout << fish_completion(app);
         } else {
-            throw input_error("completion: neither bash nor zsh: " + *shell);
+            throw input_error("completion: none of bash, fish and zsh: " + *shell);
         }
     });
     // For the installation alone.

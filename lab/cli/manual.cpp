@@ -33,13 +33,28 @@ tells of every command, and
 which version this is.
 )";
 
-constexpr std::string_view TAIL = R"(.Sh EXIT STATUS
+constexpr std::string_view TAIL = R"(.Sh ENVIRONMENT
+.Bl -tag -width Ds
+.It Ev TZ
+The time zone in which
+.Cm replay
+runs the daemon and tells times, such as
+.Dq Europe/Berlin ;
+the machine\(aqs without it.
+A scenario and a device\(aqs evidence have a zone of their own.
+.It Ev TERM
+With
+.Dq dumb ,
+no progress is shown.
+.El
+.Sh EXIT STATUS
 .Bl -tag -width Ds
 .It 0
 Done, and the answer is yes.
 .It 1
 The answer is no: an expectation did not hold, the daemon crashed,
-two states differ, a log has problems.
+two states differ, a state file is damaged, a log has problems,
+a device is not wired as the daemon expects.
 .It 2
 Trouble with what was given: bad usage, input that cannot be read,
 output that cannot be written;
@@ -69,8 +84,13 @@ A recording made on a device, replayed from its state:
 std::string escaped(std::string_view text) {
     std::string result;
     for (const char c : text) {
-        if (c == '\\') result += '\\';
-        result += c == '\\' ? 'e' : c;
+        if (c == '\\') {
+            result += "\\e";
+        } else if (c == '"') {
+            result += "\\(dq";  // on a macro's line a bare one would only hold words together
+        } else {
+            result += c;
+        }
     }
     return result.starts_with('.') || result.starts_with('\'') ? "\\&" + result : result;
 }

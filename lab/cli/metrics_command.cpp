@@ -13,6 +13,8 @@
 #include "lab/cli/commands.h"
 #include "lab/cli/reference.h"
 #include "lab/io/error.h"
+#include "lab/io/nearest.h"
+#include "lab/io/text.h"
 #include "lab/records/log_scanner.h"
 #include "lab/records/record_writer.h"
 
@@ -27,13 +29,21 @@ struct metrics_options {
     bool lists_records = false;
 };
 
+std::string probably(const std::string& name) {
+    std::vector<std::string_view> names;
+    for (const record_schema& each : schemas()) names.push_back(each.name);
+    const auto word = nearest(name, names);
+    return word ? "; did you mean " + std::string(*word) + "?" : "";
+}
+
 std::vector<const record_schema*> wanted_records(const std::vector<std::string>& names) {
     std::vector<const record_schema*> wanted;
     for (const std::string& name : names) {
-        const record_schema* schema = find_schema_by_name(name);
-        if (schema == nullptr) schema = find_schema(name);
-        if (schema == nullptr) throw input_error("--record: no record is called " + name + " (see --list)");
-        wanted.push_back(schema);
+        const auto found = find_schemas_by_name(name);
+        if (found.empty())
+            throw input_error("--record: no record is called " + for_message(name) + probably(name) +
+                              " (see --list)");
+        wanted.insert(wanted.end(), found.begin(), found.end());
     }
     return wanted;
 }
@@ -90,7 +100,8 @@ void print_metrics(const metrics_options& options) {
     writer.finish();
     std::cout.flush();
     if (!failure.empty()) throw input_error(failure);
-    std::cerr << "vorn-lab: " << writer.records() << " records, " << writer.problems() << " problems\n";
+    std::cerr << "vorn-lab: " << counted(writer.records(), "record") << ", "
+              << counted(writer.problems(), "problem") << '\n';
     if (writer.problems() > 0) throw answer_is_no("");  // the line above has said so
 }
 
@@ -104,7 +115,9 @@ void add_metrics_command(CLI::App& app) {
                     "Logs in any form of logcat, or events of this tool; standard input when there is none")
         ->type_name("");
     command.add_flag("--csv", options->as_csv, "Print CSV rows instead of JSON Lines");
-    command.add_option("--record", options->records, "Keep to this record (name or schema); may be repeated")
+    command
+        .add_option("--record", options->records,
+                    "Keep to this record (schema, name or its beginning); may be repeated")
         ->type_name("NAME")
         ->allow_extra_args(false);
     command.add_flag("--list", options->lists_records, "Print all records with their fields, and end");

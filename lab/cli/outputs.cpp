@@ -78,6 +78,8 @@ outputs::outputs(const output_options& options, const named_file& input, const r
                                      {"--report", options.report}});
     (void)root_of_trace(options, start);  // better refused now than after the run
     const std::int64_t every_s = stretch_s(options);
+    if (options.with_samples && options.series.empty())
+        throw input_error("--samples adds to a series: there is no --series");
     if (!options.save_root.empty()) require_savable_root(options.save_root);
     if (!options.events.empty()) events_.emplace(events_file_.emplace(options.events));
     if (!options.series.empty())

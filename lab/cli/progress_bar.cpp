@@ -1,8 +1,10 @@
 #include "lab/cli/progress_bar.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <iostream>
-#include <string>
+#include <string_view>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include "lab/io/descriptor.h"
@@ -13,7 +15,9 @@ namespace {
 
 constexpr std::chrono::milliseconds FIRST_AFTER(1000);
 constexpr std::chrono::milliseconds PERIOD(200);
-constexpr std::size_t WIDTH = 50;
+constexpr std::size_t WIDEST = 50;
+constexpr std::size_t NARROWEST = 4;
+constexpr std::size_t USUAL_COLUMNS = 80;
 constexpr const char* WIPE_LINE = "\r\033[K";
 
 // Past std::cerr, which lets no such order through. A bar that cannot be drawn is no loss.
@@ -22,23 +26,44 @@ void draw(const std::string& line) {
     (void)write_all(STDERR_FILENO, WIPE_LINE + line);
 }
 
+bool can_wipe() {
+    const char* const terminal = std::getenv("TERM");
+    return ::isatty(STDERR_FILENO) != 0 && terminal != nullptr && std::string_view(terminal) != "dumb";
+}
+
+// Asked anew each time: a window changes its size.
+std::size_t columns_of_terminal() {
+    struct winsize size {};
+    const bool is_known = ::ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+    return is_known ? size.ws_col : USUAL_COLUMNS;
+}
+
 }  // namespace
 
-progress_bar::progress_bar()
-    : is_on_terminal_(::isatty(STDERR_FILENO) != 0), next_(std::chrono::steady_clock::now() + FIRST_AFTER) {}
+std::string bar_text(double share, std::size_t columns) {
+    share = std::clamp(share, 0.0, 1.0);
+    const std::string percent = std::to_string(static_cast<int>(share * 100)) + " %";
+    constexpr std::size_t BESIDE = 9;  // "[] 100 %", and the last column, where some terminals wrap
+    if (columns <= percent.size()) return "";
+    if (columns < BESIDE + NARROWEST) return percent;
+    const std::size_t width = std::min(WIDEST, columns - BESIDE);
+    const auto filled = static_cast<std::size_t>(share * static_cast<double>(width));
+    return "[" + std::string(filled, '#') + std::string(width - filled, ' ') + "] " + percent;
+}
 
-progress_bar::~progress_bar() {
+progress_bar::progress_bar()
+    : is_on_terminal_(can_wipe()), next_(std::chrono::steady_clock::now() + FIRST_AFTER) {}
+
+void progress_bar::wipe() {
     if (is_shown_) draw("");
+    is_shown_ = false;
 }
 
 void progress_bar::on_progress(double share) {
     if (!is_on_terminal_ || share < 0 || std::chrono::steady_clock::now() < next_) return;
     next_ = std::chrono::steady_clock::now() + PERIOD;
     is_shown_ = true;
-    share = std::min(share, 1.0);
-    const auto filled = static_cast<std::size_t>(share * static_cast<double>(WIDTH));
-    draw("[" + std::string(filled, '#') + std::string(WIDTH - filled, ' ') + "] " +
-         std::to_string(static_cast<int>(share * 100)) + " %");
+    draw(bar_text(share, columns_of_terminal()));
 }
 
 }  // namespace lab

@@ -1,7 +1,6 @@
 // vorn-lab replay: the daemon over a recorded trace.
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
 #include <cctype>
 #include <cstdlib>
 #include <filesystem>
@@ -55,10 +54,8 @@ trace_reader::constant_columns parse_constants(const std::vector<std::string>& a
 std::string zone_of_process() {
     const char* const set = std::getenv("TZ");
     if (set == nullptr || *set == '\0') return "this machine's time zone";
-    std::string zone = set;
-    const bool is_name = std::ranges::all_of(
-        zone, [](unsigned char c) { return std::isalpha(c) != 0 || c == '/' || c == '_'; });
-    if (is_name && zone.front() != '/') local_zone{zone};
+    const std::string zone = set;
+    if (std::isalpha(static_cast<unsigned char>(zone.front())) != 0) local_zone{zone};
     return zone;
 }
 
@@ -96,7 +93,7 @@ void replay(const replay_options& options) {
         throw input_error("--json: standard output is taken already");
     const bool is_silent =
         options.prints_json || !options.outputs.events.empty() || options.outputs.is_on_standard_output();
-    event_log log(std::cout);
+    event_log log(std::cout, !options.shows_routine);
     story_lines lines(std::cout, options.shows_routine);
     story told([&](const decision& what) { lines.tell(what, local_time_text(what.real_time_s)); }, start);
     cost counted;
@@ -114,6 +111,7 @@ void replay(const replay_options& options) {
         lines.finish();
     };
     const run_end end = run_trace(course, start, options.constants, {listeners, nullptr});
+    bar.wipe();
     finish_printing();
     const bool has_crashed = end.result.status == run_status::crashed;
     files.keep(has_crashed ? nullptr : &end.image);  // what led to a crash is worth keeping
@@ -136,7 +134,8 @@ void add_replay_command(CLI::App& app) {
     command.add_flag("--log", options->shows_log,
                      "Print every log line, record and write instead of the story");
     command.add_flag("--json", options->prints_json, "Print the result as JSON (docs/formats.md)");
-    command.add_flag("--all", options->shows_routine, "Show routine decisions too");
+    command.add_flag("--all", options->shows_routine,
+                     "Show routine decisions too; in the log, each file not found");
     command.callback([options] { replay(*options); });
 }
 

@@ -125,9 +125,11 @@ run_result simulate(const scenario& plan, const simulate_options& options, std::
     ageing_range ageing;
     if (printer || !options.outputs.report.empty()) wishes.listeners.push_back(&ageing);
     progress_bar bar;
-    if (options.is_silent() || ::isatty(STDOUT_FILENO) == 0) wishes.listeners.push_back(&bar);
+    const bool is_one = options.files.size() == 1;  // of many, whoever waits for them shows how far they are
+    if (is_one && (options.is_silent() || ::isatty(STDOUT_FILENO) == 0)) wishes.listeners.push_back(&bar);
 
     const run_end end = run_scenario(plan, start, options.overrides, wishes);
+    bar.wipe();
     if (printer) printer->finish();
     if (printer && ageing.beyond_s() > 0) out << '\n' << ageing.text() << '\n';
     if (end.result.status == run_status::crashed) {
@@ -158,6 +160,8 @@ void print_failures(const run_result& result) {
 std::vector<run_result> simulate_side_by_side(const std::vector<scenario>& plans,
                                               const simulate_options& options) {
     std::vector<run_result> results(plans.size());
+    progress_bar bar;
+    double done = 0;
     in_order printing([&](std::size_t i, const job_end& end) {
         if (end.is_good) {
             const auto told = nlohmann::ordered_json::parse(end.output);
@@ -179,7 +183,11 @@ std::vector<run_result> simulate_side_by_side(const std::vector<scenario>& plans
             const nlohmann::ordered_json told{{"text", text.str()}, {"run", json_of(result)}};
             return told.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
         },
-        [&](std::size_t i, job_end end) { printing.take(i, std::move(end)); });
+        [&](std::size_t i, job_end end) {
+            bar.wipe();
+            printing.take(i, std::move(end));
+            bar.on_progress(++done / static_cast<double>(plans.size()));
+        });
     return results;
 }
 

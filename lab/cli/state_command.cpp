@@ -1,6 +1,7 @@
 // vorn-lab state: the state files of a device, shown, set and compared.
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <iostream>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -13,6 +14,7 @@
 #include "lab/state/assign.h"
 #include "lab/state/diff.h"
 #include "lab/state/show.h"
+#include "lab/state/values.h"
 
 namespace lab {
 
@@ -32,25 +34,43 @@ std::string json_text(const nlohmann::ordered_json& value) {
     return value.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
 }
 
+// "a: damaged: batt_stress, toc_clients"; empty when all is well.
+std::string damage_in(const stored_state& state) {
+    std::string names;
+    for (const stored_file& each : state.files) {
+        if (is_damaged(each)) names += (names.empty() ? "" : ", ") + std::string(each.kind->name);
+    }
+    if (!names.empty()) return state.source + ": damaged: " + names;
+    const bool has_none = std::ranges::all_of(
+        state.files, [](const stored_file& each) { return each.condition == file_condition::missing; });
+    return has_none ? state.source + ": no state file is here" : "";
+}
+
+void append(std::string& sentences, const std::string& more) {
+    sentences += (sentences.empty() || more.empty() ? "" : "; ") + more;
+}
+
 // Shows all that can be shown before it throws for what could not.
 void show(const state_options& options) {
-    std::string failure;
+    std::string failure, damage;
     auto shown = nlohmann::ordered_json::array();
     for (const std::string& path : options.paths) {
         try {
             const stored_state state = read_stored_state(path);
+            append(damage, damage_in(state));
             if (options.as_json) {
                 shown.push_back(show_as_json(state));
             } else {
                 std::cout << show_as_text(state);
             }
         } catch (const input_error& error) {
-            failure += (failure.empty() ? "" : "; ") + std::string(error.what());
+            append(failure, error.what());
         }
     }
     if (options.as_json) std::cout << json_text(shown);
     std::cout.flush();
     if (!failure.empty()) throw input_error(failure);
+    if (!damage.empty()) throw answer_is_no(damage);
 }
 
 void diff(const state_options& options) {
@@ -61,10 +81,13 @@ void diff(const state_options& options) {
 
 void add_show(CLI::App& state, const std::shared_ptr<state_options>& options) {
     CLI::App& command = *state.add_subcommand("show", "Show state files with units and meaning");
-    command.add_option("PATH", options->paths, "Device root, directory of state files, or state file")
+    command
+        .add_option("PATH", options->paths,
+                    "Device root, directory of state files, or state file; - is standard input")
         ->type_name("")
         ->required();
     command.add_flag("--json", options->as_json, "Print JSON");
+    command.footer("Exit status 1: a file is damaged, or there is none.");
     command.callback([options] { show(*options); });
 }
 
@@ -91,6 +114,7 @@ void add_diff(CLI::App& state, const std::shared_ptr<state_options>& options) {
         ->required();
     command.add_option("B", options->after, "The same, later or elsewhere")->type_name("")->required();
     command.add_flag("--json", options->as_json, "Print JSON");
+    command.footer("Exit status 1: they differ.");
     command.callback([options] { diff(*options); });
 }
 

@@ -3,6 +3,8 @@
 #include <cerrno>
 #include <cstdio>
 #include <fcntl.h>
+#include <filesystem>
+#include <system_error>
 #include <unistd.h>
 
 namespace lab {
@@ -14,6 +16,17 @@ int open_unnamed() {
     const int descriptor = ::fcntl(::fileno(stream), F_DUPFD_CLOEXEC, 0);
     std::fclose(stream);
     return descriptor;
+}
+
+std::string true_name(const std::string& path) {
+    constexpr int MOST_LINKS = 40;  // as Linux follows
+    namespace fs = std::filesystem;
+    std::error_code error;
+    fs::path name(path);
+    for (int i = 0; i < MOST_LINKS && fs::is_symlink(fs::symlink_status(name, error)); ++i)
+        name = name.parent_path() / fs::read_symlink(name, error);
+    const fs::path whole = fs::weakly_canonical(fs::absolute(name, error), error);
+    return error ? path : whole.string();
 }
 
 bool write_all(int descriptor, std::string_view bytes) {

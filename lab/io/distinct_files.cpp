@@ -2,6 +2,7 @@
 
 #include <filesystem>
 
+#include "lab/io/descriptor.h"
 #include "lab/io/error.h"
 
 namespace lab {
@@ -10,8 +11,10 @@ namespace {
 
 bool is_one_file(const std::string& one, const std::string& other) {
     if (one.empty() || other.empty()) return false;
+    if (one == other) return true;
+    if (one == "-" || other == "-") return false;
     std::error_code ignored;  // a file that does not exist yet is told apart by its name
-    return one == other || std::filesystem::equivalent(one, other, ignored);
+    return std::filesystem::equivalent(one, other, ignored) || true_name(one) == true_name(other);
 }
 
 // A pipe or /dev/null may be written by several.

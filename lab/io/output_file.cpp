@@ -1,19 +1,18 @@
 #include "lab/io/output_file.h"
 
-#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
-#include <filesystem>
+#include <iostream>
 #include <sys/stat.h>
-#include <system_error>
 #include <unistd.h>
 #include <utility>
 
 #include "lab/io/descriptor.h"
 #include "lab/io/error.h"
+#include "lab/io/unfinished_files.h"
 
 namespace lab {
 
@@ -38,7 +37,8 @@ void output_file::fail() const {
 
 output_file::output_file(std::string target) : target_(std::move(target)) {
     if (target_ == STANDARD_OUTPUT) {
-        descriptor_ = open_unnamed();
+        std::cout.flush();
+        descriptor_ = ::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0);
         if (descriptor_ < 0) fail();
         return;
     }
@@ -51,13 +51,12 @@ output_file::output_file(std::string target) : target_(std::move(target)) {
     }
     if (exists && ::access(target_.c_str(), W_OK) != 0) fail();
     // Behind a link: the rename must replace the file that it leads to, not the link, and within one file system.
-    std::error_code error;
-    path_ = std::filesystem::weakly_canonical(target_, error).string();
-    if (error) path_ = target_;
+    path_ = true_name(target_);
     std::string name = path_ + ".XXXXXX";
     descriptor_ = ::mkostemp(name.data(), O_CLOEXEC);
     if (descriptor_ < 0) fail();
     aside_ = name;
+    remember_unfinished(aside_);
     // A file system without modes refuses, which does no harm.
     (void)::fchmod(descriptor_, exists ? about.st_mode & 07777 : mode_of_new_file());
 }
@@ -71,7 +70,9 @@ output_file::output_file(output_file&& other) noexcept
 
 output_file::~output_file() {
     if (descriptor_ >= 0) ::close(descriptor_);
-    if (!aside_.empty()) ::unlink(aside_.c_str());
+    if (aside_.empty()) return;
+    ::unlink(aside_.c_str());
+    forget_unfinished(aside_);
 }
 
 void output_file::flush() {
@@ -81,31 +82,17 @@ void output_file::flush() {
 
 void output_file::finish() {
     flush();
-    if (target_ == STANDARD_OUTPUT || descriptor_ < 0) return;
+    if (descriptor_ < 0) return;
     // Closed here and not at the end: some file systems report a full disk only then.
     if (::close(std::exchange(descriptor_, -1)) != 0) fail();
 }
 
 void output_file::commit() {
     if (descriptor_ >= 0) finish();
-    if (target_ == STANDARD_OUTPUT) copy_to_standard_output();
     if (aside_.empty()) return;
     if (std::rename(aside_.c_str(), path_.c_str()) != 0) fail();
+    forget_unfinished(aside_);
     aside_.clear();
-}
-
-void output_file::copy_to_standard_output() {
-    std::fflush(stdout);
-    std::array<char, BUFFER_SIZE> piece;
-    off_t offset = 0;
-    for (;;) {
-        const ssize_t count = ::pread(descriptor_, piece.data(), piece.size(), offset);
-        if (count == 0) return;
-        if (count < 0 && errno == EINTR) continue;
-        if (count < 0) fail();
-        if (!write_all(STDOUT_FILENO, {piece.data(), static_cast<std::size_t>(count)})) fail();
-        offset += count;
-    }
 }
 
 }  // namespace lab

@@ -7,9 +7,8 @@
 namespace lab {
 
 // What is written goes to a file aside, which takes the target's place at commit(); without a commit the
-// target stays as it was. A target that is no regular file (a pipe, /dev/null) is written directly. "-" is
-// standard output, which gets everything at commit(). Every function throws input_error that names the
-// target. Move only.
+// target stays as it was. What is no regular file (a pipe, /dev/null, "-" for standard output) is written
+// directly, as it comes. Every function throws input_error that names the target. Move only.
 class output_file {
   public:
     // Creates the file aside, so that a target that cannot be written is found out before the work is done.
@@ -40,7 +39,6 @@ class output_file {
     static constexpr std::size_t BUFFER_SIZE = 65536;
 
     void flush();
-    void copy_to_standard_output();
     [[noreturn]] void fail() const;
 
     std::string target_;

@@ -100,6 +100,10 @@ std::optional<std::int64_t> parse_integer(std::string_view text) {
     return value;
 }
 
+std::string counted(std::uint64_t number, std::string_view noun) {
+    return std::to_string(number) + " " + std::string(noun) + (number == 1 ? "" : "s");
+}
+
 void append_integer(std::string& out, std::int64_t value) {
     std::array<char, 20> digits;
     const auto written = std::to_chars(digits.data(), digits.data() + digits.size(), value);

@@ -12,6 +12,9 @@ namespace lab {
 // else or does not fit.
 std::optional<std::int64_t> parse_integer(std::string_view text);
 
+// "1 record", "2 records".
+std::string counted(std::uint64_t number, std::string_view noun);
+
 void append_integer(std::string& out, std::int64_t value);
 
 // Lower-case hexadecimal digits, two a byte.

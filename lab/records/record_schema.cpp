@@ -1,6 +1,8 @@
 #include "lab/records/record_schema.h"
 
 #include <algorithm>
+#include <cctype>
+#include <string>
 
 #include "util/record_index.h"
 
@@ -87,6 +89,19 @@ const record_schema* find_schema_by_name(std::string_view name) {
     const auto found = std::ranges::find_if(
         all_schemas, [&](const record_schema& each) { return each.name == name || each.words == name; });
     return found == std::end(all_schemas) ? nullptr : found;
+}
+
+std::vector<const record_schema*> find_schemas_by_name(std::string_view name) {
+    if (const record_schema* const exact = find_schema(name)) return {exact};
+    std::string key;
+    for (const char c : name)
+        key += c == ' ' || c == '-' ? '_' : static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    std::vector<const record_schema*> begins;
+    for (const record_schema& each : all_schemas) {
+        if (each.name == key) return {&each};
+        if (!key.empty() && each.name.starts_with(key)) begins.push_back(&each);
+    }
+    return begins;
 }
 
 }  // namespace lab

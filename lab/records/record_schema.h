@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <span>
 #include <string_view>
+#include <vector>
 
 #include "lab/records/record_notes.h"
 
@@ -43,5 +44,9 @@ const record_schema* find_schema(std::string_view id);
 
 // By name, with underscores or spaces; null when there is none.
 const record_schema* find_schema_by_name(std::string_view name);
+
+// What a user may call them: by schema id or name, whose words any of " _-" may part and whose letters may be of either case; else all whose name
+// begins so. Empty when there is none.
+std::vector<const record_schema*> find_schemas_by_name(std::string_view name);
 
 }  // namespace lab

@@ -57,7 +57,29 @@ std::string habit_names() {
     return text;
 }
 
+template <typename S>
+void append_names(std::vector<std::string>& names, std::string_view section, std::span<const key<S>> keys) {
+    for (const key<S>& each : keys) names.push_back(std::string(section) + "." + std::string(each.name));
+}
+
 }  // namespace
+
+std::vector<std::string> scenario_key_names() {
+    std::vector<std::string> names{"seed",       "start",        "time_zone",         "title",
+                                   "user.habit", "weather.file", "phone.cell_vendor", "phone.cycle_s"};
+    append_names(names, "phase.*", condition_keys);
+    append_names(names, "weather", weather_keys);
+    append_names(names, "user", user_keys);
+    append_names(names, "phone", power_keys);
+    append_names(names, "phone", age_keys);
+    append_names(names, "boot_loader", boot_loader_keys);
+    append_names(names, "cell", cell_keys);
+    append_names(names, "ageing", ageing_keys);
+    append_names(names, "thermal", thermal_keys);
+    append_names(names, "charger", charger_keys);
+    append_names(names, "gauge", gauge_keys);
+    return names;
+}
 
 std::string scenario_reference() {
     std::string text;

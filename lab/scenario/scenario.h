@@ -178,5 +178,7 @@ scenario parse_scenario(std::string_view text, const std::string& name,
 
 // The reference of all keys as docs/scenarios.md has it, in Markdown.
 std::string scenario_reference();
+// What an override may replace: "cell.soc_pct".
+std::vector<std::string> scenario_key_names();
 
 }  // namespace lab

@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "lab/io/nearest.h"
 #include "lab/io/time_text.h"
 
 // The library's own choice for one translation unit after another: no separate library, exceptions on.
@@ -19,11 +20,6 @@ namespace lab {
 
 // Throws input_error "name:line:column: what" for a place in the text.
 [[noreturn]] void fail_at(const std::string& name, const toml::source_region& place, const std::string& what);
-
-// The known word nearest to `given`, if it is near enough to be meant.
-std::optional<std::string_view> nearest(std::string_view given, std::span<const std::string_view> known);
-// ": did you mean X?", or a list of what there is.
-std::string meant(std::string_view given, std::span<const std::string_view> known);
 
 // "07:00" or "07:00:30" as seconds of the day; nothing when it is no time of day.
 std::optional<std::int32_t> parse_time_of_day(std::string_view text);

@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <iostream>
 #include <signal.h>
 #include <sys/mman.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <system_error>
@@ -54,9 +56,12 @@ class boot_process {
         // What stands in this process's buffers would otherwise be there twice.
         std::cout.flush();
         std::fflush(nullptr);
+        const pid_t parent = ::getpid();
         pid_ = ::fork();
         if (pid_ == 0) {
             ::close(ends[0]);
+            ::prctl(PR_SET_PDEATHSIG, SIGKILL);  // nobody would tell it to stop
+            if (::getppid() != parent) ::_exit(EXIT_FAILURE);
             run_boot(device_course, image, wishes, shared, ends[1]);
         }
         channel_ = ends[0];

@@ -6,6 +6,7 @@
 
 #include "lab/io/error.h"
 #include "lab/io/input_file.h"
+#include "lab/io/nearest.h"
 #include "lab/io/output_file.h"
 #include "lab/io/text.h"
 #include "lab/state/daemon_view.h"
@@ -22,13 +23,23 @@ struct assignment {
     std::string value;  // as set_state_field takes it
 };
 
+std::string probably(const std::string& name) {
+    std::vector<std::string> names;
+    for (const state_place& each : state_places()) {
+        if (each.field->rows == 0) names.push_back(each.name());
+    }
+    const std::vector<std::string_view> known(names.begin(), names.end());
+    const auto word = nearest(name, known);
+    return word ? "; did you mean " + std::string(*word) + "?" : "";
+}
+
 assignment parse_assignment(const std::string& given) {
     const std::size_t equals = given.find('=');
     if (equals == given.npos) throw input_error("not FIELD=VALUE: " + for_message(given));
     const auto place = find_state_place(given.substr(0, equals));
     if (!place) {
-        throw input_error(for_message(given.substr(0, equals)) +
-                          ": no such field (vorn-lab state fields lists them)");
+        throw input_error(for_message(given.substr(0, equals)) + ": no such field" +
+                          probably(given.substr(0, equals)) + " (vorn-lab state fields lists them)");
     }
     const auto value = read_value(*place, given.substr(equals + 1));
     if (!value) throw input_error(for_message(given) + ": not " + words_for_values(*place));
@@ -40,6 +51,11 @@ assignment parse_assignment(const std::string& given) {
 }
 
 stored_state read_or_start_state(const std::string& directory) {
+    const std::filesystem::path path(directory);
+    const std::string name = (path.has_filename() ? path : path.parent_path()).filename().string();
+    const state_file* const meant = find_state_file(name);
+    if (meant != nullptr && meant->name == name && !std::filesystem::is_directory(directory))
+        throw input_error(directory + ": the name of a state file; the directory that holds it is wanted");
     if (std::filesystem::exists(directory)) {
         stored_state state = read_stored_state(directory);
         if (state.files.size() != state_files.size()) throw input_error(directory + ": not a directory");
@@ -141,7 +157,14 @@ void check(const assignment& change, const daemon_view& view) {
 std::string assign_fields(const std::string& directory, const std::vector<std::string>& assignments,
                           bool force) {
     std::vector<assignment> changes;
-    for (const std::string& given : assignments) changes.push_back(parse_assignment(given));
+    for (const std::string& given : assignments) {
+        const assignment& change = changes.emplace_back(parse_assignment(given));
+        const auto same = std::ranges::find(changes, change.place.name(),
+                                            [](const assignment& each) { return each.place.name(); });
+        if (&*same != &change)
+            throw input_error(change.place.name() + ": set twice: " + same->given + " and " +
+                              for_message(given));
+    }
     changed_files files(directory);
     std::string told;
     for (const assignment& change : changes) told += files.set(change);

@@ -49,6 +49,8 @@ void show_field(std::string& out, const stored_file& file, const state_place& pl
     print(out, "  %-28s %s", place.name().c_str(), text.c_str());
     if (!is_in_range(place, *value))
         print(out, "  (out of range: the daemon %s)", std::string(place.field->otherwise).c_str());
+    if (is_in_future(place, *value))
+        print(out, "  (in the future: the daemon %s)", std::string(FUTURE_EFFECT).c_str());
     out += '\n';
 }
 

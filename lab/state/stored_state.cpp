@@ -9,6 +9,8 @@
 #include <unistd.h>
 
 #include "lab/io/error.h"
+#include "lab/io/input_file.h"
+#include "lab/io/text.h"
 #include "platform/virtual/device.h"
 
 namespace lab {
@@ -65,6 +67,34 @@ host_file read_host_file(const fs::path& path, std::size_t most) {
     return file;
 }
 
+// A directory that cannot be looked into would pass for an empty one. None is fine: so far nothing was written.
+void require_readable(const fs::path& directory) {
+    std::error_code error;
+    const fs::directory_iterator first(directory, error);
+    if (error && error != std::errc::no_such_file_or_directory)
+        throw input_error(directory.string() + ": " + error.message());
+}
+
+// One state file that comes through a pipe, which has no name that says which one. Its length does, for most.
+stored_state read_piped(const std::string& path) {
+    const std::string bytes = read_file(path);
+    std::string names;
+    const state_file* only = nullptr;
+    std::size_t count = 0;
+    for (const state_file& kind : state_files) {
+        if (kind.size != bytes.size()) continue;
+        only = &kind;
+        names += (count++ == 0 ? "" : ", ") + std::string(kind.name);
+    }
+    const std::string source = path == "-" ? "standard input" : path;
+    if (count != 1)
+        throw input_error(source + ": " + counted(bytes.size(), "byte") +
+                          (count == 0 ? ", which is no state file" : ", which may be any of " + names) +
+                          "; save it under its name");
+    stored_file file{only, source, false, file_condition::whole, "", bytes.size(), bytes};
+    return {source, {file}, {}};
+}
+
 stored_file read_kind(const state_file& kind, const fs::path& path) {
     host_file found = read_host_file(path, kind.size);
     stored_file file = {&kind, path.string(), false, found.condition, found.error, found.size, {}};
@@ -103,7 +133,10 @@ stored_file read_from_root(const fs::path& root, const state_file& kind) {
 
 stored_state read_directory(const fs::path& directory) {
     stored_state state = {directory.string(), {}, {}};
+    require_readable(directory);
     const bool is_flat = holds_files_itself(directory);
+    for (const std::string_view part : {virtual_device::NVCFG_DIR, virtual_device::DATA_DIR})
+        require_readable(host_path(directory, part));
     for (const state_file& kind : state_files)
         state.files.push_back(is_flat ? read_kind(kind, directory / kind.name)
                                       : read_from_root(directory, kind));
@@ -123,6 +156,7 @@ std::string_view words(file_condition condition) {
 }
 
 stored_state read_stored_state(const std::string& path) {
+    if (path == "-") return read_piped(path);
     std::error_code error;
     const fs::file_status status = fs::status(path, error);
     if (!fs::exists(status)) {
@@ -131,6 +165,7 @@ stored_state read_stored_state(const std::string& path) {
     const std::string name = fs::path(path).filename().string();
     const state_file* const kind = find_state_file(name);
     if (fs::is_directory(status) && (kind == nullptr || kind->name != name)) return read_directory(path);
+    if (kind == nullptr && fs::is_fifo(status)) return read_piped(path);
     if (kind == nullptr) throw input_error(path + ": neither a directory nor named like a state file");
     return {path, {read_kind(*kind, path)}, {}};
 }

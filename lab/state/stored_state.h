@@ -39,7 +39,8 @@ struct stored_state {
 };
 
 // Reads `path`: a device root (docs/formats.md) or a directory that directly holds state files, of which
-// every kind is listed; or one state file, known by its name. Throws input_error when it is none of these.
+// every kind is listed; or one state file, known by its name, or by its length when it comes through a pipe ("-" is
+// standard input). Throws input_error when it is none of these.
 stored_state read_stored_state(const std::string& path);
 
 // Where a directory's file of that kind belongs: for a file that is to be written.

@@ -1,5 +1,6 @@
 #include "lab/state/values.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <ctime>
@@ -80,6 +81,22 @@ std::optional<std::string> utc_text(std::int64_t time_s) {
 
 bool is_time(const state_place& place) {
     return place.file->name == "last_datetime";
+}
+
+bool is_in_future(const state_place& place, std::string_view text) {
+    constexpr std::int64_t CLOCKS_DIFFER_S = 86400;
+    std::int64_t value = 0;
+    std::from_chars(text.data(), text.data() + text.size(), value);
+    return is_time(place) && value > std::time(nullptr) + CLOCKS_DIFFER_S;
+}
+
+bool is_damaged(const stored_file& file) {
+    if (file.condition == file_condition::missing) return false;
+    if (file.condition != file_condition::whole) return true;
+    return std::ranges::any_of(state_places_of(*file.kind), [&](const state_place& place) {
+        const std::string value = value_text(file, place).value_or("");
+        return !is_in_range(place, value) || value.ends_with("nan") || is_in_future(place, value);
+    });
 }
 
 std::string daemon_effect(const stored_file& file, std::int32_t number) {

@@ -19,6 +19,9 @@ bool is_in_range(const state_place& place, std::string_view text);
 // What the daemon does with a NaN in the stress table, a sentence that goes on after "the daemon".
 inline constexpr std::string_view NAN_EFFECT = "lets it pass, and the stress hours read 0 for good";
 
+// What it does with a saved time that has not come yet, likewise.
+inline constexpr std::string_view FUTURE_EFFECT = "counts no time off, and asks again every hour, until then";
+
 // A value as given by a user: a decimal number in the range of the field's type; for last_datetime also
 // "2026-01-01T00:00:00Z". The text that set_state_field() takes, or nothing.
 std::optional<std::string> read_value(const state_place& place, std::string_view text);
@@ -31,6 +34,12 @@ std::optional<std::string> utc_text(std::int64_t time_s);
 
 // Whether the field is a time since 1970.
 bool is_time(const state_place& place);
+
+// Whether it is a time that has not come yet, by this machine's clock. The daemon counts no time off until then.
+bool is_in_future(const state_place& place, std::string_view text);
+
+// Whether the daemon makes something else of the file than what should be in it. A missing file is none.
+bool is_damaged(const stored_file& file);
 
 // What the daemon does with a file that is not whole, a sentence that goes on after "the daemon"; empty for
 // a whole one. `number` is what the daemon reads from a 4-byte file.

@@ -85,8 +85,26 @@ test("bash completes what may follow", () => {
     for (const name of ["some.csv", "some_dir"]) assert.ok(complete("vorn-lab replay some").includes(name));
     assert.deepEqual(complete("vorn-lab replay --root some"), ["some_dir"]);
     assert.deepEqual(complete("vorn-lab metrics --record topoff"), ["topoff_set", "topoff_cleared"]);
+    assert.deepEqual(complete("vorn-lab metrics --record = topoff"), ["topoff_set", "topoff_cleared"]);
+    assert.ok(complete("vorn-lab metrics --record =").includes("topoff_set"));
+    assert.deepEqual(complete("vorn-lab simulate --set phase.*.wake_f"), ["phase.*.wake_for="]);
     assert.deepEqual(complete("vorn-lab state set dir toc"), ["toc_clients="]);
     assert.deepEqual(complete("vorn-lab completion z"), ["zsh"]);
+});
+
+test("fish completes what may follow", { skip: !isThere("fish") && "no fish here" }, () => {
+    put("vorn-lab.fish", labMust("completion", "fish"));
+    put("some_dir/file", "");
+    const complete = (words) => shell("fish", "-c", `source vorn-lab.fish; complete -C '${words}'`).map((line) => line.split("\t")[0]);
+    for (const [words, expected] of [
+        ["vorn-lab sta", ["state"]],
+        ["vorn-lab state ", ["diff", "fields", "set", "show"]],
+        ["vorn-lab state set some_dir toc", ["toc_clients="]],
+        ["vorn-lab replay --root some", ["some_dir/"]],
+        ["vorn-lab metrics --record topoff", ["topoff_cleared", "topoff_set"]],
+    ]) {
+        assert.deepEqual(complete(words), expected, words);
+    }
 });
 
 // In a terminal: what stands there after the tabulator, and what is offered.

@@ -2,8 +2,9 @@
 // node --test files_test.mjs, with VORN_LAB as the program.
 
 import assert from "node:assert/strict";
-import { spawnSync } from "node:child_process";
-import { chmodSync, existsSync, lstatSync, mkdirSync, readdirSync, statSync, symlinkSync } from "node:fs";
+import { spawn, spawnSync } from "node:child_process";
+import { once } from "node:events";
+import { chmodSync, existsSync, lstatSync, mkdirSync, readdirSync, readlinkSync, realpathSync, statSync, symlinkSync } from "node:fs";
 import { test } from "node:test";
 import { inflateSync } from "node:zlib";
 import { at, get, lab, labMust, labRefuses, labWith, put } from "../support/lab.mjs";
@@ -144,4 +145,46 @@ test("when one file of a run cannot be kept, the root is as it was", () => {
         assert.ok(!existsSync(at("s")) && !existsSync(at("root/properties")), words);
         assert.deepEqual(readdirSync(at(`root/${DATA}`)), ["toc_clients"]);
     }
+});
+
+/** Processes of this program that work in the folder. */
+function running() {
+    return readdirSync("/proc").filter((id) => {
+        try {
+            return /^\d+$/.test(id) && readlinkSync(`/proc/${id}/cwd`) === realpathSync(at(".")) && readlinkSync(`/proc/${id}/exe`).endsWith("vorn-lab");
+        } catch {
+            return false; // it ended meanwhile
+        }
+    });
+}
+const until = async (holds, what) => {
+    for (let i = 0; !holds(); ++i) {
+        assert.ok(i < 500, what);
+        await new Promise((done) => setTimeout(done, 20));
+    }
+};
+
+test("who is killed leaves neither files nor children", async () => {
+    put("x.toml", '[[phase]]\nfor = "20 years"\nload_mw = 300\n');
+    const before = readdirSync(at("."));
+    for (const signal of ["SIGINT", "SIGTERM", "SIGHUP", "SIGKILL"]) {
+        const lab = spawn(process.env.VORN_LAB, ["simulate", "x.toml", "--events", "e", "--report", "r"], { cwd: at("."), stdio: "ignore" });
+        const ended = once(lab, "exit");
+        await until(() => running().length === 2 && readdirSync(at(".")).length > 2, "the run is under way");
+        lab.kill(signal);
+        assert.equal((await ended)[1], signal);
+        await until(() => running().length === 0, `${signal} leaves a child`);
+        if (signal !== "SIGKILL") assert.deepEqual(readdirSync(at(".")), before);
+    }
+});
+
+test("what goes to standard output flows while the run goes on", async () => {
+    put("x.toml", '[[phase]]\nfor = "20 years"\nload_mw = 300\n');
+    const lab = spawn(process.env.VORN_LAB, ["simulate", "x.toml", "--series", "-"], { cwd: at("."), stdio: ["ignore", "pipe", "ignore"] });
+    const ended = once(lab, "exit");
+    const [first] = await once(lab.stdout, "data");
+    assert.match(first.toString(), /^boot,elapsed_s,toc_mv,/);
+    assert.equal(lab.exitCode, null, "it runs on");
+    lab.stdout.destroy();
+    assert.notEqual((await ended)[0], 0, "nobody reads it");
 });

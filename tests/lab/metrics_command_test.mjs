@@ -123,7 +123,7 @@ test("tells problems and reads what it can", () => {
     // The name, by words or by schema, does not swallow the files after it.
     for (const name of ["stress start", "stress_start", "8ynv/2/03330401"])
         assert.equal(lines("--record", name, "good.log").length, 1, name);
-    assert.equal(lab("metrics", "bad.log").stderr, "vorn-lab: 1 records, 2 problems\n");
+    assert.equal(lab("metrics", "bad.log").stderr, "vorn-lab: 1 record, 2 problems\n");
     const [first, second] = lines("bad.log").map((line) => JSON.parse(line));
     assert.deepEqual([first.record, first.problem, first.fields, first.text], ["stress start", "cut", { table_valid: -2147483648 }, cut]);
     assert.deepEqual(

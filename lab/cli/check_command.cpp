@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "lab/cli/commands.h"
+#include "lab/cli/evidence_progress.h"
 #include "lab/evidence/evidence_text.h"
 #include "lab/io/error.h"
 #include "lab/io/text.h"
@@ -42,8 +43,7 @@ void explain(const std::string& id) {
 void check_evidence(const check_options& options) {
     if (options.inputs.empty()) throw input_error("check: no evidence");
     const int current_factor = current_factor_of(options.assumed);
-    dossier evidence;
-    for (const std::string& input : options.inputs) read_evidence(input, evidence);
+    const dossier evidence = read_device(options.inputs);
     std::optional<sample_facts> facts;
     if (evidence.trace) {
         trace_reader reader(evidence.trace->file.again(), {}, [](const std::string&) {});

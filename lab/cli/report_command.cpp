@@ -1,13 +1,19 @@
-// vorn-lab report: the page of a run made earlier, from the events and the series that it left.
+// vorn-lab report: the page of a run made earlier, from the events and the series that it left, or of a device, from
+// whatever that left.
 
 #include <CLI/CLI.hpp>
 #include <filesystem>
+#include <iostream>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "lab/cli/commands.h"
+#include "lab/cli/evidence_progress.h"
+#include "lab/evidence/evidence_page.h"
+#include "lab/evidence/evidence_text.h"
 #include "lab/io/distinct_files.h"
 #include "lab/io/error.h"
 #include "lab/recordings/from_files.h"
@@ -20,41 +26,67 @@ namespace lab {
 namespace {
 
 struct report_options {
-    std::string events;
-    std::string series;
+    std::vector<std::string> inputs;
     std::string output;
     std::string title;
+    std::string zone;
 };
 
 void check(const report_options& options) {
-    require_distinct_files({{"EVENTS", options.events}, {"SERIES", options.series}},
-                           {{"--output", options.output}});
-    if (options.events == "-" && options.series == "-")
-        throw input_error("EVENTS and SERIES: both from standard input");
+    std::vector<named_file> inputs;
+    std::size_t piped = 0;
+    for (const std::string& each : options.inputs) {
+        inputs.push_back({"EVIDENCE", each});
+        piped += each == "-" ? 1 : 0;
+    }
+    require_distinct_files(inputs, {{"--output", options.output}});
+    if (piped > 1) throw input_error("EVIDENCE: standard input is there once only");
 }
 
-// The two files are easily given the wrong way round.
-series_reader open_series(const std::string& path) {
-    input_file file = input_file::open(path);
-    char first = 0;
-    if (file.read(0, &first, 1) == 1 && first == '{')
-        throw input_error(file.name() + ": holds events, where the series should be (EVENTS comes first)");
-    return series_reader(std::move(file));
+// The two files of a run, as given, in this order.
+struct run_files {
+    input_file events, series;
+    std::string events_path;
+};
+
+bool begins_with(const input_file& file, std::string_view words) {
+    std::string head(words.size(), '\0');
+    return file.read(0, head.data(), head.size()) == head.size() && head == words;
 }
 
-void write_report(const report_options& options) {
-    check(options);
-    series_reader series = open_series(options.series);
+// A run without a single effect leaves no events.
+bool may_be_events(const input_file& file) {
+    return file.size() == 0 || begins_with(file, "{");
+}
+
+// Given either way round. What else may be in them is for the readers to say.
+std::optional<run_files> as_run(const std::vector<std::string>& inputs) {
+    if (inputs.size() != 2) return std::nullopt;
+    for (const std::string& each : inputs) {
+        if (each != "-" && std::filesystem::is_directory(each)) return std::nullopt;
+    }
+    input_file first = input_file::open(inputs[0]);
+    input_file second = input_file::open(inputs[1]);
+    constexpr std::string_view SERIES = "boot,elapsed_s,toc_mv,";
+    if (may_be_events(first) && begins_with(second, SERIES))
+        return run_files{std::move(first), std::move(second), inputs[0]};
+    if (may_be_events(second) && begins_with(first, SERIES))
+        return run_files{std::move(second), std::move(first), inputs[1]};
+    return std::nullopt;
+}
+
+void write_report_of_run(const report_options& options, run_files files) {
+    series_reader series(std::move(files.series));
     const bool has_samples = series.has_samples();
-    event_reader events(input_file::open(options.events));
+    event_reader events(std::move(files.events));
     const boot_clocks clocks = has_samples ? boot_clocks() : boot_clocks(events);
     const std::string title =
-        options.title.empty() ? std::filesystem::path(options.events).stem().string() : options.title;
+        options.title.empty() ? std::filesystem::path(files.events_path).stem().string() : options.title;
     report::facts facts{title, "files", has_samples, series.truth_names()};
     // A simulated phone always has a clock.
     if (facts.truth_names.empty()) facts.made_up_clock_s = DEFAULT_WALL_CLOCK_S;
-    facts.source = options.events;
-    facts.digest = digest_text(options.events);
+    facts.source = files.events_path;
+    facts.digest = digest_text(files.events_path);
     report_recorder recorder(options.output, std::move(facts), {});
     std::vector<listener*> listeners;
     recorder.listen(listeners);
@@ -63,22 +95,46 @@ void write_report(const report_options& options) {
     recorder.file().commit();
 }
 
+void write_report_of_device(const report_options& options) {
+    const dossier evidence = read_device(options.inputs);
+    const bool has_series_only =
+        evidence.series && !evidence.events && evidence.log.entries().empty() && !evidence.trace;
+    if (has_series_only) throw input_error(evidence.input + ": a series, of which the events are missing");
+    const device_zone zone(evidence, options.zone);
+    (void)write_evidence_page(evidence, zone, options.output, options.title);
+    std::cerr << sources_text(evidence);
+}
+
+void write_report(const report_options& options) {
+    check(options);
+    if (auto run = as_run(options.inputs)) {
+        write_report_of_run(options, std::move(*run));
+    } else {
+        write_report_of_device(options);
+    }
+}
+
 }  // namespace
 
 void add_report_command(CLI::App& app) {
     const auto options = std::make_shared<report_options>();
-    CLI::App& command =
-        *app.add_subcommand("report", "Make the page of a run from its events and its series");
-    command.add_option("EVENTS", options->events, "Events as JSON Lines, from --events; - is standard input")
-        ->required();
+    CLI::App& command = *app.add_subcommand(
+        "report", "Make the page of a run from its events and series, or of a device from what it left");
     command
-        .add_option("SERIES", options->series, "Series as CSV, from --series, with --samples for all charts")
+        .add_option(
+            "EVIDENCE", options->inputs,
+            "A run's --events and --series (with --samples for all charts), or what story takes; - is "
+            "standard input")
+        ->type_name("")
         ->required();
     command.add_option("-o,--output", options->output, "The page; - is standard output")
         ->type_name("FILE")
         ->required();
-    command.add_option("--title", options->title, "Its title; without, the name of the events' file")
+    command.add_option("--title", options->title, "Its title; without, the name of the input")
         ->type_name("TEXT");
+    command.add_option("--timezone", options->zone, "The device's zone, over the one of its properties")
+        ->type_name("ZONE");
+    command.footer("For example\n  vorn-lab report bugreport.zip -o page.html");
     command.callback([options] { write_report(*options); });
 }
 

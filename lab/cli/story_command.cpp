@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "lab/cli/commands.h"
+#include "lab/cli/evidence_progress.h"
 #include "lab/evidence/evidence_text.h"
 #include "lab/io/error.h"
 #include "lab/io/time_text.h"
@@ -38,13 +39,7 @@ bool are_devices(const std::vector<dossier>& inputs) {
 
 std::vector<dossier> read_devices(const story_options& options) {
     std::vector<dossier> devices;
-    for (const std::string& input : options.inputs) {
-        read_evidence(input, devices.emplace_back());
-        if (devices.back().is_empty())
-            throw input_error(
-                (input == "-" ? "standard input" : input) +
-                ": nothing of the daemon in it: neither its log lines nor its files, properties or samples");
-    }
+    for (const std::string& input : options.inputs) read_shown(input, devices.emplace_back());
     if (devices.size() < 2 || options.each_by_itself || are_devices(devices)) return devices;
     for (std::size_t i = 1; i < devices.size(); ++i) absorb_evidence(devices.front(), std::move(devices[i]));
     devices.resize(1);

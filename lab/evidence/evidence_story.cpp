@@ -148,26 +148,30 @@ void tell_trace(const dossier& of, const std::vector<listener*>& listeners) {
 }  // namespace
 
 evidence_story tell_evidence(const dossier& of, const log_timeline& timeline, const device_zone& zone,
-                             const std::vector<listener*>& further) {
+                             const story_audience& audience) {
     evidence_story told;
     told.has_year = timeline.has_year;
     told.clock = zone.words();
-    const bool has_log = !timeline.lines.empty();
+    told.proof = prove_by_replay(of, timeline);
+    const bool goes_by_trace = audience.has_curves && told.proof && told.proof->first_difference.empty();
+    const bool has_log = !timeline.lines.empty() && !goes_by_trace;
     story teller(
         [&](const decision& what) {
-            told.decisions.push_back({what, has_log ? place_of(of, timeline, what) : std::nullopt});
+            told.decisions.push_back(
+                {what, timeline.lines.empty() ? std::nullopt : place_of(of, timeline, what)});
             if (has_log) note_age_of_buckets(told.decisions.back().what);
+            if (audience.on_decision) audience.on_decision(told.decisions.back());
         },
-        has_log     ? image_before_log(of, timeline)
-        : of.events ? device_image()
-                    : of.image);
-    std::vector<listener*> listeners = further;
+        has_log                       ? image_before_log(of, timeline)
+        : of.events && !goes_by_trace ? device_image()
+                                      : of.image);
+    std::vector<listener*> listeners = audience.listeners;
     listeners.push_back(&teller);
     if (has_log) {
         told.origin = "log";
         told.clock = (timeline.clock_words.empty() ? "" : timeline.clock_words + "; ") + zone.words();
         tell_log(of, timeline, listeners);
-    } else if (of.events) {
+    } else if (of.events && !goes_by_trace) {
         told.origin = "events";
         tell_tables(of, listeners);
     } else if (of.trace) {
@@ -175,7 +179,6 @@ evidence_story tell_evidence(const dossier& of, const log_timeline& timeline, co
         tell_trace(of, listeners);
     }
     teller.finish();
-    told.proof = prove_by_replay(of, timeline);
     tell_missing(of, told);
     tell_contradictions(of, timeline, told);
     return told;

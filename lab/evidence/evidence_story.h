@@ -1,6 +1,7 @@
 // The story of a device, from whatever it left.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -28,10 +29,17 @@ struct evidence_story {
     std::optional<replay_proof> proof;  // where there are a log and a trace
 };
 
-// Tells it, with `zone` in force, also to the further listeners. Of a log, or of events, or by running the daemon over
-// the trace, in this order. Throws input_error for a table that is damaged.
+// Who hears the story besides.
+struct story_audience {
+    std::vector<listener*> listeners;
+    std::function<void(const told_decision&)> on_decision;  // at once, when the listeners have come as far
+    bool has_curves = false;  // they want samples: a trace goes before a log that it agrees with
+};
+
+// Tells it, with `zone` in force. Of a log, or of events, or by running the daemon over the trace, in this order. Throws
+// input_error for a table that is damaged.
 evidence_story tell_evidence(const dossier& evidence, const log_timeline& timeline, const device_zone& zone,
-                             const std::vector<listener*>& further = {});
+                             const story_audience& audience = {});
 
 // A moment of the story as a person reads it; "day unknown" where it is.
 std::string moment_text(const evidence_story& evidence, std::int64_t real_time_s);

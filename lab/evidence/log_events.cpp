@@ -1,5 +1,6 @@
 #include "lab/evidence/log_events.h"
 
+#include <algorithm>
 #include <charconv>
 #include <optional>
 #include <string>
@@ -70,6 +71,15 @@ class log_teller {
         over.boot = last.boot;
         over.elapsed_s = last.elapsed_s;
         over.real_time_s = last.utc_s;
+        const auto set = [&over](column which, std::int32_t value) {
+            over.daemon[static_cast<std::size_t>(which)] = value;
+        };
+        set(column::toc_mv, toc_mv_);
+        set(column::perm_step, perm_step_);
+        set(column::temp_step, temp_step_);
+        set(column::charge_timer_flag, timer_ ? 1 : 0);
+        set(column::thermal_flag, thermal_ ? 1 : 0);
+        set(column::precharge_flag, precharge_ ? 1 : 0);
         for (listener* each : listeners_) each->on_cycle(over);
         const bool goes_on = end < timeline_.lines.size() && timeline_.lines[end].boot == last.boot;
         if (goes_on) tell_silence(over, timeline_.lines[end].elapsed_s);
@@ -133,10 +143,13 @@ class log_teller {
     }
 
     void take_log(const event& what, std::string_view text) {
-        if (const auto toc_mv = number_after(text, "CHG_MGR New ToC setting: v="))
+        if (const auto toc_mv = number_after(text, "CHG_MGR New ToC setting: v=")) {
+            toc_mv_ = static_cast<std::int32_t>(std::clamp<std::int64_t>(*toc_mv, 0, INT32_MAX));
             return tell_property(what, TOC_PROPERTY, std::to_string(*toc_mv));
+        }
         if (const auto step = number_after(text, "CHG_MGR New ToC request: step=")) {
             const bool is_permanent = text.find("perm_id=") != text.npos;
+            (is_permanent ? perm_step_ : temp_step_) = static_cast<std::int32_t>(*step);
             return tell_property(what, is_permanent ? STRESS_PROPERTY : PULLDOWN_PROPERTY,
                                  voltage_of_step(*step));
         }
@@ -164,6 +177,8 @@ class log_teller {
         if (schema == record::thermal_event_id) thermal_ = true;
         if (schema == record::thermal_released_id) thermal_ = false;
         if (schema == record::precharge_flag_raised_id) precharge_ = true;
+        if (schema == record::stress_start_id)
+            perm_step_ = static_cast<std::int32_t>(record_integer(text, "stress_trip"));
         if (schema == record::stress_start_id && record_integer(text, "set_prop") == 0)
             tell_property(what, STRESS_PROPERTY, voltage_of_step(record_integer(text, "stress_trip")));
     }
@@ -172,6 +187,8 @@ class log_teller {
     const log_timeline& timeline_;
     const std::vector<listener*>& listeners_;
     std::size_t begin_ = 0, end_ = 0;  // lines of the step
+    std::int32_t toc_mv_ = 0;          // as last told; 0: not yet
+    std::int32_t perm_step_ = 0, temp_step_ = 0;
     bool was_flagged_before_ = false;
     bool timer_ = false, thermal_ = false,
          precharge_ = false;  // the daemon's flags, as its records tell them

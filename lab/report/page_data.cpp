@@ -219,7 +219,7 @@ json about_json(const report::facts& about) {
     return {{"version", program_version},
             {"commit", program_commit},
             {"date", date_text()},
-            {"command", command_text()},
+            {"command", about.command.empty() ? command_text() : about.command},
             {"source", about.source},
             {"sha256", about.digest},  // of the source; empty: it could be read only once
             {"seed", about.seed ? json(*about.seed) : json()},

@@ -63,7 +63,8 @@ void put_seen(channel_values& values, const sample& seen) {
 }
 
 void put_daemon(channel_values& values, const cycle& after) {
-    put(values, channel::toc_mv, after[column::toc_mv]);
+    if (after[column::toc_mv] > 0)
+        put(values, channel::toc_mv, after[column::toc_mv]);  // 0: nothing tells it yet
     if (after[column::dyn_soc_state] != ESTIMATOR_RUNNING) return;
     put(values, channel::soc_estimated_cpct, after[column::soc_raw] / 10);
     put(values, channel::soc_displayed_pct, after[column::soc_ui]);

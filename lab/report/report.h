@@ -47,6 +47,7 @@ class report : public listener {
         std::int64_t made_up_clock_s = 0;  // a wall clock that begins exactly there was read nowhere
         std::string source = {};           // the file it was made from
         std::string digest = {};           // of that file (digest_text)
+        std::string command = {};          // that made it; empty: this process's own (command_text)
         std::optional<std::uint64_t> seed = {};
         std::string vendor = {};                 // of the cell; empty: not known
         std::vector<happening> happenings = {};  // in order; placed by the truth column "sim_s"

@@ -6,6 +6,7 @@ import { execFileSync } from "node:child_process";
 import { readFileSync } from "node:fs";
 import { test } from "node:test";
 import { fileURLToPath } from "node:url";
+import { inflateSync } from "node:zlib";
 import { at, get, lab, labMust, labRefuses, labWith, put } from "../support/lab.mjs";
 
 const here = (name) => fileURLToPath(new URL(name, import.meta.url));
@@ -150,6 +151,30 @@ test("lists several devices, the worst first", () => {
             .map((each) => JSON.parse(each).device),
         ["a", "b"],
     );
+});
+
+// What the page holds of the run is packed into it.
+test("makes the page of a device, which says from where it knows", () => {
+    makeReport("stress_trip", "--others", "3");
+    const page = (...words) => {
+        labMust("report", ...words, "-o", "p.html");
+        const [, packed] = get("p.html").match(/<script id="run" type="text\/plain">([^<]+)/);
+        return JSON.parse(inflateSync(Buffer.from(packed, "base64")));
+    };
+    const told = page("br/report.zip", "--title", "A phone");
+    assert.equal(told.about.title ?? told.title, "A phone");
+    const lowered = told.story.decisions.find(({ sentence }) =>
+        sentence.startsWith("Lowered the top-of-charge voltage from 4450 to 4350 mV"),
+    );
+    assert.equal(lowered.numbers.filter(([name]) => / °C$/.test(name)).length, 5, "the buckets of the trip");
+    assert.match(Object.fromEntries(lowered.numbers).source, /^FS\/data\/misc\/logd\/logcat\.\d+:\d+$/);
+    for (const part of [/of the daemon and none of the \d+ of others/, /Not there: no samples: curves are missing/, /Europe\/Berlin/]) {
+        assert.match(JSON.stringify(told), part);
+    }
+    // With the samples and the state, the curves too; a log that they agree with is proven.
+    labMust("simulate", "--quiet", here("../../scenarios/stress_trip.toml"), "--trace", "t.csv");
+    assert.match(JSON.stringify(page("br/report.txt", "t.csv", "t.csv.root")), /Proof by replay: (\d+) of \1 decisions as logged/);
+    assert.match(labRefuses("report", "br/report.zip", "-o", "br/report.zip"), /the same file/);
 });
 
 // The daemon that ships, over the samples of a device, against what the device's log says.

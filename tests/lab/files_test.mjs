@@ -151,7 +151,11 @@ test("when one file of a run cannot be kept, the root is as it was", () => {
 function running() {
     return readdirSync("/proc").filter((id) => {
         try {
-            return /^\d+$/.test(id) && readlinkSync(`/proc/${id}/cwd`) === realpathSync(at(".")) && readlinkSync(`/proc/${id}/exe`).endsWith("vorn-lab");
+            return (
+                /^\d+$/.test(id) &&
+                readlinkSync(`/proc/${id}/cwd`) === realpathSync(at(".")) &&
+                readlinkSync(`/proc/${id}/exe`).endsWith("vorn-lab")
+            );
         } catch {
             return false; // it ended meanwhile
         }
@@ -168,7 +172,10 @@ test("who is killed leaves neither files nor children", async () => {
     put("x.toml", '[[phase]]\nfor = "20 years"\nload_mw = 300\n');
     const before = readdirSync(at("."));
     for (const signal of ["SIGINT", "SIGTERM", "SIGHUP", "SIGKILL"]) {
-        const lab = spawn(process.env.VORN_LAB, ["simulate", "x.toml", "--events", "e", "--report", "r"], { cwd: at("."), stdio: "ignore" });
+        const lab = spawn(process.env.VORN_LAB, ["simulate", "x.toml", "--events", "e", "--report", "r"], {
+            cwd: at("."),
+            stdio: "ignore",
+        });
         const ended = once(lab, "exit");
         await until(() => running().length === 2 && readdirSync(at(".")).length > 2, "the run is under way");
         lab.kill(signal);

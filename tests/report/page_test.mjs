@@ -360,7 +360,8 @@ test("the page of a decade is small, opens fast, and took a bounded memory to ma
     assert.match(await text("log-left-out"), /lines are left out/);
 });
 
-test("the page of an empty run says what there is not", async () => {
+test("the page of an empty run is small and says what there is not", async () => {
+    assert.ok(statSync(pages.empty).size < 160e3, `${statSync(pages.empty).size} bytes`);
     await openWide(pages.empty);
     for (const id of ["charts", "story", "histogram", "worth", "cost", "log", "sessions"]) {
         assert.match(await text(id), /No |no |Nothing|Only/, id);

@@ -8,7 +8,7 @@ import { make } from "./dom.js";
 import { duration, number } from "./format.js";
 import { FLAGS, STACKS } from "./panels.js";
 import { patternFill } from "./patterns.js";
-import { AXIS_HEIGHT, FONT, RIGHT_EDGE, TimePlot } from "./plot.js";
+import { AXIS_HEIGHT, FONT, GUTTER, RIGHT_EDGE, TimePlot } from "./plot.js";
 
 const LABEL_HEIGHT = 16;
 const BAR_HEIGHT = 14;
@@ -112,33 +112,37 @@ export class Bands extends TimePlot {
     }
   }
 
+  /** Each state in one go, since to change what fills is dear; on top of the states before it. */
   #drawStack(u, top, height, states) {
+    const { ctx, bbox } = u;
     const full = height * devicePixelRatio;
-    const fills = states.map(({ pattern }) => patternFill(u.ctx, pattern));
     const { known } = this.shares;
-    for (let x = 0; x < known.length; ++x) {
-      if (known[x] === 0) continue;
-      let y = top;
-      states.forEach(({ name }, s) => {
-        const part = this.shares[name][x];
-        if (part === 0) return;
-        const bar = Math.min(Math.max((part / known[x]) * full, devicePixelRatio), top + full - y);
-        u.ctx.fillStyle = fills[s];
-        u.ctx.fillRect(u.bbox.left + x, y, 1, bar);
-        y += bar;
-      });
+    const filled = new Float32Array(known.length);
+    for (const { name, pattern } of states) {
+      const share = this.shares[name];
+      ctx.fillStyle = patternFill(ctx, pattern);
+      ctx.beginPath();
+      for (let x = 0; x < known.length; ++x) {
+        if (share[x] === 0) continue;
+        const bar = Math.min(Math.max((share[x] / known[x]) * full, devicePixelRatio), full - filled[x]);
+        ctx.rect(bbox.left + x, top + filled[x], 1, bar);
+        filled[x] += bar;
+      }
+      ctx.fill();
     }
   }
 
-  #drawFlag(u, top, { name, colour }) {
+  #drawFlag({ ctx, bbox }, top, { name, colour }) {
     const full = BAR_HEIGHT * devicePixelRatio;
     const share = this.shares[name];
-    u.ctx.fillStyle = css(colour);
+    ctx.fillStyle = css(colour);
+    ctx.beginPath();
     for (let x = 0; x < share.length; ++x) {
       if (share[x] === 0) continue;
       const height = Math.max((share[x] / this.shares.known[x]) * full, LEAST_BAR * devicePixelRatio);
-      u.ctx.fillRect(u.bbox.left + x, top + full - height, 1, height);
+      ctx.rect(bbox.left + x, top + full - height, 1, height);
     }
+    ctx.fill();
   }
 
   /** A bar from one moment to another, two pixels wide at least, as far as it is in view. */
@@ -199,7 +203,7 @@ export class Bands extends TimePlot {
   }
 
   #reach() {
-    return (this.axis.span / this.plot.bbox.width) * devicePixelRatio * REACH;
+    return (this.axis.span / (this.width - GUTTER - RIGHT_EDGE)) * REACH;
   }
 
   /** In words, what row i says, what lies at t instead, and what the scenario did there. */

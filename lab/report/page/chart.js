@@ -56,8 +56,9 @@ function valueRange({ least, greatest }, { leastSpan, floor = -Infinity }) {
 const scaled = (row, scale) => row.map((value) => (value === null || value === undefined ? value : value * scale));
 
 export class Chart extends TimePlot {
-  constructor(panel, samples, axis, clock) {
+  constructor(panel, samples, axis, clock, canCompare) {
     super(axis, clock, false);
+    this.canCompare = canCompare; // a second run may come beside the first
     this.panel = panel;
     this.samples = samples;
     this.channels = panel.channels.filter((channel) => samples.has(channel.name));
@@ -85,7 +86,7 @@ export class Chart extends TimePlot {
         values: (u, values) => values.map((v) => number(v, decimals(values))),
       },
       yScale: { range: () => valueRange(this.extent, panel) },
-      series: [{}, ...this.channels.flatMap(seriesOf), ...this.channels.map(otherSeries)],
+      series: [{}, ...this.channels.flatMap(seriesOf), ...(this.canCompare ? this.channels.map(otherSeries) : [])],
       bands: this.channels.map(bandOf),
     };
   }
@@ -121,25 +122,20 @@ export class Chart extends TimePlot {
 
   data(width) {
     const pixels = Math.max(width - GUTTER - RIGHT_EDGE, 50);
-    const data = this.samples.envelopes(
-      this.channels.map(({ name }) => name),
-      this.axis.min,
-      this.axis.max,
-      pixels,
+    const points = this.samples.points(this.axis.min, this.axis.max, pixels);
+    const none = points.moments.map(() => null);
+    const isShown = (name) => !this.hidden.has(name);
+    const envelopes = this.channels.map(({ name, scale }) =>
+      isShown(name) ? this.samples.envelope(name, scale, points) : [none, none, none],
     );
-    const none = data[0].map(() => null);
-    this.channels.forEach(({ name, scale }, c) => {
-      for (let row = SERIES * c + 1; row <= SERIES * (c + 1); ++row) data[row] = this.hidden.has(name) ? none : scaled(data[row], scale);
-    });
-    this.ranges = this.channels.map((channel, c) => extent(data.slice(SERIES * c + 2, SERIES * c + 4), this.panel.sane));
-    for (const { name, scale } of this.channels) {
-      const isDrawn = this.other?.has(name) && !this.hidden.has(name);
-      data.push(isDrawn ? scaled(this.other.meansAt(name, data[0]), scale) : none);
-    }
-    this.extent = extent(data.slice(1), this.panel.sane);
+    this.ranges = envelopes.map(([, greatest, least]) => extent([greatest, least], this.panel.sane));
+    const othersOf = ({ name, scale }) =>
+      this.other?.has(name) && isShown(name) ? scaled(this.other.meansAt(name, points.moments), scale) : none;
+    const others = this.canCompare ? this.channels.map(othersOf) : [];
+    this.extent = extent([...envelopes.flat(), ...others], this.panel.sane);
     this.offNote.hidden = !this.extent.isOff;
     this.#describe();
-    return data;
+    return [points.moments, ...envelopes.flat(), ...others];
   }
 
   /** The chart in a sentence, for who cannot see it. */

@@ -8,6 +8,7 @@ import { duration } from "./format.js";
 import { startGestures } from "./gestures.js";
 import { PANELS } from "./panels.js";
 import { GUTTER, RIGHT_EDGE, Ruler } from "./plot.js";
+import { breathe } from "./start.js";
 
 const KEY_STEP = 1 / 100; // of the axis, for each key that moves the read-out
 const LATER_MS = 60; // charts out of sight follow so long after those in sight
@@ -19,18 +20,22 @@ export class Charts {
     this.clock = clock;
     this.axis = new Axis(run.span_s, (t) => samples.leastSpan(t));
     const panels = PANELS.filter(({ channels }) => channels.some(({ name }) => samples.has(name)));
-    this.charts = panels.map((panel) => new Chart(panel, samples, this.axis, clock));
+    this.charts = panels.map((panel) => new Chart(panel, samples, this.axis, clock, run.other !== null));
     for (const { panel, unit } of this.charts) if (panel.title.startsWith("Error")) unit.textContent = ` ${panel.unit} ${errorsAgainst}`;
     this.bands = new Bands({ samples, run, axis: this.axis, clock });
     this.ruler = new Ruler(this.axis, clock);
-    this.all = [this.ruler, ...this.charts, this.bands];
+    /** @type {import("./plot.js").TimePlot[]} */
+    this.all = []; // that are open
     this.cursor = null; // where the pointer is
     this.chosen = null; // a moment that was chosen and stays marked
     this.onDecision = (decision) => void decision;
     this.onView = () => {}; // the axis or the chosen moment has changed
-    this.seen = new Set(this.all);
+    this.seen = new Set();
     /** @type {IntersectionObserver|null} */
     this.observer = null;
+    this.width = 0; // of every chart: to measure is dear once one of them was drawn
+    /** @type {import("./plot.js").TimePlot[]} */
+    this.closed = []; // still to be opened
     this.#place(samples.count > 0);
     this.#listen();
   }
@@ -40,18 +45,39 @@ export class Charts {
       $("charts").append(make("p", { className: "empty" }, "No cycle of the daemon is in this run, so there is nothing to draw."));
       $("charts").removeAttribute("tabindex");
       $("zoom").hidden = $("ruler").hidden = true;
-      this.all = [];
       return;
     }
     $("ruler").append(this.ruler.holder);
     $("charts").append(...this.charts.map(({ element }) => element), this.bands.element);
-    for (const each of this.all) each.open();
+    const plots = [this.ruler, ...this.charts, this.bands];
+    for (const each of plots) each.reserve();
+    const isInSight = plots.map(({ holder }) => holder.getBoundingClientRect().top < innerHeight);
+    this.width = this.ruler.holder.clientWidth;
+    this.closed = plots.filter((each, i) => !isInSight[i]);
+    for (const each of plots.filter((each, i) => isInSight[i])) this.#open(each);
+  }
+
+  #open(each) {
+    each.open(this.width);
+    each.mark = this.chosen;
+    this.all.push(each);
+    this.seen.add(each);
+    this.#listenTo(each);
+  }
+
+  /** The charts further down, one after the other. */
+  async openRest() {
+    for (const each of this.closed) {
+      await breathe();
+      this.#open(each);
+    }
+    this.closed = [];
+    this.point(null);
   }
 
   #listen() {
     this.axis.listen(() => this.refresh());
-    for (const each of this.all) this.#listenTo(each);
-    this.bands.plot?.over.addEventListener("click", () => {
+    this.bands.holder.addEventListener("click", () => {
       const decision = this.cursor === null ? null : this.bands.decisionNear(this.cursor);
       if (decision) this.onDecision(decision);
     });
@@ -65,7 +91,6 @@ export class Charts {
     for (const [name, move] of Object.entries(moves)) document.querySelector(`[data-axis=${name}]`).addEventListener("click", move);
     $("charts").addEventListener("keydown", (event) => this.#key(event));
     startGestures($("charts"), this.axis, GUTTER, RIGHT_EDGE);
-    this.width = $("charts").clientWidth;
     new ResizeObserver(() => this.#fit()).observe($("charts"));
     this.point(null);
   }
@@ -93,7 +118,7 @@ export class Charts {
 
   /** Only a change of width matters; the heights follow from what is shown. */
   #fit() {
-    const width = $("charts").clientWidth;
+    const width = this.ruler.holder.clientWidth;
     if (width === this.width) return;
     this.width = width;
     this.refresh();
@@ -172,13 +197,12 @@ export class Charts {
 
   /** All at once and now, for paper. */
   refreshNow() {
+    this.width = this.ruler.holder.clientWidth;
     this.#refreshThose(() => true);
   }
 
-  /** All are as wide, and measuring is dear once one of them was drawn. */
   #refreshThose(isWanted) {
-    const width = this.ruler.holder.clientWidth;
-    for (const each of this.all) if (isWanted(each)) each.refresh(width);
+    for (const each of this.all) if (isWanted(each)) each.refresh(this.width);
   }
 
   redraw() {

@@ -36,6 +36,10 @@ export function readColumns(bytes, names, count) {
     let last = 0;
     for (let i = 0; i < count; ++i) {
       let byte = bytes[at++];
+      if (byte < 0x80) {
+        values[i] = last += byte & 1 ? -((byte + 1) >> 1) : byte >> 1;
+        continue;
+      }
       let zigzag = byte & 0x7f;
       let shift = 7;
       for (; byte >= 0x80 && shift < FEW_BITS; shift += 7) {
@@ -46,8 +50,7 @@ export function readColumns(bytes, names, count) {
         byte = bytes[at++];
         zigzag += (byte & 0x7f) * scale;
       }
-      last += zigzag % 2 ? -(zigzag + 1) / 2 : zigzag / 2;
-      values[i] = last;
+      values[i] = last += zigzag % 2 ? -(zigzag + 1) / 2 : zigzag / 2;
     }
   }
   return columns;

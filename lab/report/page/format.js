@@ -6,8 +6,12 @@ export const HOUR = 3600;
 export const DAY = 86400;
 export const YEAR = 365.25 * DAY;
 
+/** @type {Intl.NumberFormat[]} */
+const formats = []; // by digits; making one takes longer than using it a hundred times
+
 export function number(value, digits = 0) {
-  return value.toLocaleString("en", { minimumFractionDigits: digits, maximumFractionDigits: digits });
+  formats[digits] ??= new Intl.NumberFormat("en", { minimumFractionDigits: digits, maximumFractionDigits: digits });
+  return formats[digits].format(value);
 }
 
 /** Three significant figures at least, for cells with little room: 0.02, 3.4, 128, 4.4k. */

@@ -78,13 +78,13 @@ export class TimePlot {
     this.holder = make("div", { className: "plot" });
     /** @type {any} */
     this.plot = null;
+    this.width = Infinity; // until it is open
   }
 
   /** @returns {any} what uPlot is told */
   #options({ yAxis = NO_AXIS, yScale = { range: [0, 1] }, series = [{}, {}], draw = (u) => void u, ...own }) {
     const { axis } = this;
     return {
-      width: Math.max(this.holder.clientWidth, 1),
       scales: { x: { time: false, range: () => [axis.min, axis.max] }, y: yScale },
       axes: [timeAxis(axis, this.clock, this.withLabels), yAxis],
       series,
@@ -125,14 +125,20 @@ export class TimePlot {
     ];
   }
 
-  /** Makes the chart once its place has a width. */
-  open() {
-    const options = this.#options(this.own());
-    this.plot = new uPlot(options, this.data(options.width), this.holder);
+  /** Keeps the room that the chart will take. */
+  reserve() {
+    this.holder.style.minHeight = `${this.own().height}px`;
+  }
+
+  /** Makes the chart, `width` pixels wide. */
+  open(width) {
+    this.width = width;
+    this.plot = new uPlot(this.#options({ ...this.own(), width }), this.data(width), this.holder);
   }
 
   /** Draws what the axis now shows, in this width. */
   refresh(width = this.holder.clientWidth) {
+    this.width = width;
     if (width !== this.plot.width) this.plot.setSize({ width, height: this.plot.height });
     this.plot.setData(this.data(width), false);
     this.plot.setScale("x", { min: this.axis.min, max: this.axis.max });

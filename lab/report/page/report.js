@@ -75,6 +75,7 @@ class Page {
   /** What is further down, once what is in sight stands. */
   async fillRest() {
     const { run, samples, clock } = this;
+    await this.charts.openRest();
     this.drawMap = fillHistogram($("histogram-body"), run.stress, samples, clock);
     fillSessions($("sessions-body"), run.sessions, clock, (t, span) => this.show(t, span));
     fillWorth($("worth-body"), run);

@@ -55,6 +55,9 @@ export class Samples {
     this.first = columns.first_t;
     this.end = columns.first_t.map((t, i) => t + columns.length_s[i]);
     this.after = columns.after;
+    this.pointsKey = "";
+    /** @type {Points|null} */
+    this.lastPoints = null;
     /** @type {Record<string, Channel>} */
     this.channels = {};
     /** @type {Record<string, Float64Array>} */
@@ -139,23 +142,53 @@ export class Samples {
   }
 
   /**
-   * What a chart draws: [moments, mean, greatest, least, mean ...], three for each channel, at most some points a
-   * pixel. null where nothing was sampled, undefined where only this channel was not.
-   * @param {string[]} names
+   * The points that charts of so many pixels draw, about one a pixel: for each its moment, the rows first to end - 1 that it
+   * stands for (none, -1, in a gap), and until when those last. The same for all charts, and so kept for the next.
    */
-  envelopes(names, min, max, pixels) {
-    const [from, to] = this.visible(min, max);
-    const out = new Envelopes(
-      names.map((name) => this.channels[name]),
-      (max - min) / pixels,
-      min,
-      this.longestUsual,
-    );
-    for (let i = from; i < to; ++i) {
-      if (this.after[i] && i > from) out.gap(this.end[i - 1], this.first[i]);
-      out.add(i, this.first[i], this.end[i]);
+  points(min, max, pixels) {
+    const key = `${min} ${max} ${pixels}`;
+    if (key !== this.pointsKey) {
+      const gathered = new Points((max - min) / pixels, min);
+      const [from, to] = this.visible(min, max);
+      for (let i = from; i < to; ++i) {
+        if (this.after[i] && i > from) gathered.gap(this.end[i - 1], this.first[i]);
+        gathered.add(i, this.first[i], this.end[i]);
+      }
+      this.pointsKey = key;
+      this.lastPoints = gathered.done();
     }
-    return out.done();
+    return this.lastPoints;
+  }
+
+  /** What a chart draws of a channel at the points: [mean, greatest, least]; null in a gap, undefined where only this channel was not sampled. */
+  envelope(name, scale, points) {
+    const { has, mean, greatest, least } = this.channels[name];
+    const { moments, first, end, until } = points;
+    const count = moments.length;
+    const [means, highs, lows] = [new Array(count), new Array(count), new Array(count)];
+    let lastSeen = NaN;
+    for (let p = 0; p < count; ++p) {
+      if (first[p] < 0) {
+        means[p] = highs[p] = lows[p] = null;
+        continue;
+      }
+      let [known, sum, high, low] = [0, 0, -Infinity, Infinity];
+      for (let i = first[p]; i < end[p]; ++i) {
+        if (!has[i]) continue;
+        ++known;
+        sum += mean[i];
+        if (greatest[i] > high) high = greatest[i];
+        if (least[i] < low) low = least[i];
+      }
+      if (!known) continue;
+      // Not a moment's silence but a reading that was missing for long: the line ends.
+      if (moments[p] - lastSeen > this.longestUsual && means[p - 1] === undefined) means[p - 1] = highs[p - 1] = lows[p - 1] = null;
+      lastSeen = Math.max(moments[p], until[p]);
+      means[p] = (sum / known) * scale;
+      highs[p] = high * scale;
+      lows[p] = low * scale;
+    }
+    return [means, highs, lows];
   }
 
   /** A channel's mean at each of some moments in order: null in gaps. */
@@ -191,44 +224,30 @@ export class Samples {
 }
 
 /** Gathers rows into points, one a pixel; a row wider than a pixel gives its two ends. */
-class Envelopes {
-  constructor(channels, perPixel, min, longestUsual) {
-    this.channels = channels;
+class Points {
+  constructor(perPixel, min) {
     this.perPixel = perPixel;
     this.min = min;
-    this.longestUsual = longestUsual;
     this.moments = [];
-    this.rows = channels.flatMap(() => [[], [], []]);
-    this.sums = new Float64Array(channels.length);
-    this.counts = new Float64Array(channels.length);
-    this.least = new Float64Array(channels.length);
-    this.greatest = new Float64Array(channels.length);
-    this.lastSeen = new Float64Array(channels.length).fill(NaN);
-    this.pixel = NaN;
-    this.begin = this.last = 0;
-    this.isAlone = true; // the point before the open one is behind a gap
+    this.first = [];
+    this.end = [];
+    this.until = [];
+    this.pixel = NaN; // of the rows gathered
+    this.from = this.to = 0; // those rows
+    this.begin = this.last = 0; // and their time
   }
 
   add(i, first, end) {
     const pixel = Math.floor((first - this.min) / this.perPixel);
-    if (pixel !== this.pixel) this.#flush();
-    if (Number.isNaN(this.pixel)) {
-      this.begin = first;
+    if (pixel !== this.pixel) {
+      this.#flush();
       this.pixel = pixel;
-      this.counts.fill(0);
-      this.sums.fill(0);
+      this.from = i;
+      this.begin = first;
     }
-    for (let c = 0; c < this.channels.length; ++c) this.#take(c, this.channels[c], i);
+    this.to = i + 1;
     this.last = end;
     if (end - first > this.perPixel) this.#flush();
-  }
-
-  #take(c, { has, least, greatest, mean }, i) {
-    if (!has[i]) return;
-    if (!this.counts[c] || least[i] < this.least[c]) this.least[c] = least[i];
-    if (!this.counts[c] || greatest[i] > this.greatest[c]) this.greatest[c] = greatest[i];
-    this.sums[c] += mean[i];
-    ++this.counts[c];
   }
 
   #flush() {
@@ -238,22 +257,11 @@ class Envelopes {
     this.pixel = NaN;
   }
 
-  #push(t) {
+  #push(t, from = this.from) {
     this.moments.push(t);
-    for (let c = 0; c < this.channels.length; ++c) {
-      const isKnown = this.counts[c] > 0;
-      // Not a moment's silence but a reading that was missing for long: the line ends.
-      if (isKnown && t - this.lastSeen[c] > this.longestUsual) this.#cut(c);
-      if (isKnown) this.lastSeen[c] = Math.max(t, this.last);
-      this.rows[3 * c].push(isKnown ? this.sums[c] / this.counts[c] : undefined);
-      this.rows[3 * c + 1].push(isKnown ? this.greatest[c] : undefined);
-      this.rows[3 * c + 2].push(isKnown ? this.least[c] : undefined);
-    }
-  }
-
-  #cut(c) {
-    const before = this.moments.length - 2;
-    for (const row of this.rows.slice(3 * c, 3 * c + 3)) if (before >= 0 && row[before] === undefined) row[before] = null;
+    this.first.push(from);
+    this.end.push(this.to);
+    this.until.push(this.last);
   }
 
   /** Nothing was sampled from one moment to another; what is narrower than a pixel cannot be shown. */
@@ -262,19 +270,12 @@ class Envelopes {
     this.#flush();
     const count = this.moments.length;
     // A point between two gaps is a line of a pixel's width.
-    if (count === 1 || (count > 1 && this.rows.every((row) => row[count - 2] === null))) this.#repeat(this.perPixel);
-    this.moments.push(from + (to - from) / 2);
-    for (const row of this.rows) row.push(null);
-  }
-
-  #repeat(later) {
-    const last = this.moments.length - 1;
-    this.moments.push(this.moments[last] + later);
-    for (const row of this.rows) row.push(row[last]);
+    if (count === 1 || (count > 1 && this.first[count - 2] < 0)) this.#push(this.moments[count - 1] + this.perPixel);
+    this.#push(from + (to - from) / 2, -1);
   }
 
   done() {
     this.#flush();
-    return [this.moments, ...this.rows];
+    return this;
   }
 }

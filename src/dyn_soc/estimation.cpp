@@ -76,7 +76,7 @@ void update_soc_estimate(dyn_soc_record& curr, soc_delta& delta) {
     if (is_long_gap || !is_same_status) vorn_queue__init(&s.ocv_queue, OCV_SAMPLES);
     curr.ocv = estimate_ocv(curr, dt, dsoc_counted);
     curr.ocv_avg = (curr.ocv + s.ocv_queue.sum) / (static_cast<std::int32_t>(s.ocv_queue.count) + 1);
-    curr.soc_v = std::max(soc_from_curves(curr.ocv_avg, curr.temp), wrap32{0});
+    curr.soc_v = std::max(soc_from_curves(curr.ocv_avg, curr.temp, s.place_of_ocv), wrap32{0});
 
     if (curr.chg_sts == STATUS_FULL || is_long_gap || s.dyn_soc_state == STATE_FIRST_CYCLE) {
         curr.soc_c = {0, curr.soc_v.value, prev.soc_c.base};

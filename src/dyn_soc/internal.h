@@ -114,6 +114,14 @@ struct tocboc_lookup {
     wrap32 temp;     // 0.1 °C
 };
 
+// Where a look-up ended: the segment of the temperatures and of the two curves beside it. It saves the search, and
+// the result is the same from any.
+struct curve_place {
+    std::int32_t temperature;
+    std::int32_t warmer;
+    std::int32_t colder;
+};
+
 // Changes since the last cycle, handed from the estimate to the learning of the capacity.
 struct soc_delta {
     wrap32 dt_s;
@@ -150,6 +158,11 @@ struct module_state {
     bool smoother_jump;             // the smoother must start anew from what is shown
     wrap32 toc_slope;               // m% per 10 mV, 100 mV below the top of charge
     wrap32 toc_slope_temp;          // 0.1 °C, where it was taken
+    curve_place place_of_ocv;       // of the look-ups at `ocv_avg`,
+    curve_place place_above;        //     100 mV above `ocv`,
+    curve_place place_below;        //     100 mV below it,
+    curve_place place_of_toc;       //     at the top and
+    curve_place place_of_boc;       //     at the bottom of charge
 };
 
 extern module_state s;
@@ -183,8 +196,8 @@ bool adapt_qmax_estimate(const soc_delta& delta, dyn_soc_record& curr);
 void update_soc_estimate(dyn_soc_record& curr, soc_delta& delta);
 
 // State of charge, m%, at an open-circuit voltage and a temperature. Below 0 and above 100000 outside the
-// curves.
-wrap32 soc_from_curves(wrap32 ocv, wrap32 temp);
+// curves. The search begins at `near` and leaves there where it ended.
+wrap32 soc_from_curves(wrap32 ocv, wrap32 temp, curve_place& near);
 
 // Its slope there, over 100 mV to either side, m% per 10 mV.
 wrap32 calc_soc_vs_ocv(wrap32 ocv, wrap32 temp);

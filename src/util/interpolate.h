@@ -1,4 +1,6 @@
 // interpolate_for_index: where a value lies in a descending table.
+//
+// A value that changes little from one look-up to the next lies near where it lay, so the search walks from there.
 #pragma once
 
 #include <cstdint>
@@ -9,3 +11,7 @@
 // division truncates toward zero and gives 0 between equal entries.
 std::int32_t interpolate_for_index(const std::int32_t* table, std::int32_t stride, std::int32_t count,
                                    std::int32_t x, std::int32_t scale);
+
+// The same; the search begins at segment `near` (0 to count - 2, whichever is likely) and leaves there the one found.
+std::int32_t interpolate_for_index(const std::int32_t* table, std::int32_t stride, std::int32_t count,
+                                   std::int32_t x, std::int32_t scale, std::int32_t& near);

@@ -7,6 +7,17 @@ namespace virtual_device {
 
 namespace {
 
+// The linker's: where the program begins, and where what it can write begins, behind its code and constants.
+extern "C" const char __executable_start;
+extern "C" const char __data_start;
+
+// Whether a text never changes. One on the stack may be another one at the next call.
+bool is_constant(const char* text) {
+    const auto at = reinterpret_cast<std::uintptr_t>(text);
+    return at >= reinterpret_cast<std::uintptr_t>(&__executable_start) &&
+           at < reinterpret_cast<std::uintptr_t>(&__data_start);
+}
+
 bool is_state_path(std::string_view path) {
     return path.starts_with(DATA_DIR) || path.starts_with(NVCFG_DIR);
 }
@@ -73,7 +84,13 @@ void device::forget_volatile_properties() {
     std::erase_if(properties, [](const auto& entry) { return !entry.first.starts_with(PERSISTENT_PREFIX); });
 }
 
-int device::open(file& target, bool may_create) {
+file& device::find_address(const char* path, known_path& known) {
+    file& found = at(path);
+    if (is_constant(path)) known = {path, &found};
+    return found;
+}
+
+int device::open_otherwise(file& target, bool may_create) {
     if (target.open_fails || decide(operation::open, target.path, 0) == FAIL) {
         errno = EIO;
         return -1;

@@ -100,13 +100,17 @@ class device {
     interceptor outcome;
 
     // Used by the platform functions.
-    int open(file& target, bool may_create);
-    // As at(), but a path at an address seen before is only compared, not looked for.
+    int open(file& target, bool may_create) {
+        if (!target.exists || target.open_fails || outcome.decide != nullptr)
+            return open_otherwise(target, may_create);
+        ++open_count_;
+        return target.descriptor;
+    }
+    // As at(), but a constant's address that was seen before is not looked for.
     file& at_address(const char* path) {
         known_path& known =
             known_paths_[(reinterpret_cast<std::uintptr_t>(path) / CONSTANTS_APART) % known_paths_.size()];
-        if (known.address != path || known.target->path != path) known = {path, &at(path)};
-        return *known.target;
+        return known.address == path ? *known.target : find_address(path, known);
     }
     file* opened(int descriptor) { return by_descriptor_[static_cast<std::size_t>(descriptor)]; }
     void close(int /*descriptor*/) { --open_count_; }
@@ -122,6 +126,8 @@ class device {
         const char* address = nullptr;
         file* target = nullptr;
     };
+    file& find_address(const char* path, known_path& known);
+    int open_otherwise(file& target, bool may_create);
     std::array<known_path, 64> known_paths_;
     std::unordered_map<std::string_view, std::unique_ptr<file>> files_;
     std::vector<file*> by_descriptor_;

@@ -86,7 +86,7 @@ std::ptrdiff_t read(int descriptor, void* buffer, std::size_t size) {
     auto& device = the_device();
     const auto* source = device.opened(descriptor);
     const std::ptrdiff_t allowed = device.decide(operation::read, source->path, size);
-    if (source->read_fails || allowed == FAIL) {
+    if (source->read_fails || allowed == FAIL) [[unlikely]] {
         errno = EIO;
         return -1;
     }

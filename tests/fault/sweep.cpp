@@ -6,15 +6,18 @@
 //
 // A number after the first two runs that operation only.
 //
-// Every run is a process of its own. After it these hold: it did not crash or hang; all that watch.h promises;
+// The runs follow each other in one process, which a run that crashes or hangs takes down; the next one is then the
+// first of another. After each run these hold: it did not crash or hang; all that watch.h promises;
 // once the fault is over, the next cycle is whole, within an hour every file is, and after the next start
 // everything published is what it would have been without the fault. What the state files then hold less of is
 // counted; nothing is lost but what KNOWN_COSTS names, or where all operations of a kind fail from then on.
 
 #include <cmath>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <map>
 #include <string>
 #include <sys/mman.h>
 #include <sys/wait.h>
@@ -34,14 +37,15 @@ using namespace fault;
 using kind = virtual_device::operation;
 
 constexpr unsigned RUN_LIMIT_S = 20;  // a run takes some milliseconds
-constexpr int WORKERS = 2;
+constexpr std::size_t WORKERS = 2;
 constexpr int REPORTED_RUNS = 20;  // more than this many broken runs are only counted
 
 struct cost {
     int runs;
     long most_tenths;
 };
-struct counts {  // shared by all processes
+struct counts {               // shared by all processes
+    std::size_t at[WORKERS];  // the run that each of them is at
     int runs;
     int broken;
     long cycles;
@@ -65,6 +69,11 @@ std::string describe(const mishap& what, const operation& where) {
     return std::string(what.cuts_power ? "power cut: " : "") + NAMES[static_cast<int>(where.kind)] + " " +
            where.target + " (operation " + std::to_string(what.nth) + ") " + how + ", " +
            lasts[static_cast<int>(what.lasts)];
+}
+
+void report(const mishap& what, const operation& where, const std::string& broken, const counts& total) {
+    if (__atomic_load_n(&total.broken, __ATOMIC_RELAXED) < REPORTED_RUNS)
+        fprintf(stderr, "%s:\n  %s\n", describe(what, where).c_str(), broken.c_str());
 }
 
 void count(cost& into, double amount) {
@@ -103,10 +112,11 @@ void print_losses(const counts& total) {
            total.costs[KNOWN_COSTS.size()].runs);
 }
 
-// The run itself, in the process that it may take down.
-int run_here(const road& along, const mishap& what, const operation& where, const outcome& due,
-             counts& total) {
+// Whether it went well.
+bool run_here(const road& along, const mishap& what, const operation& where, const outcome& due,
+              counts& total) {
     alarm(RUN_LIMIT_S);
+    virtual_device::reset_device();
     journey run(along);
     run.sweeps_calm = what.cuts_power;
     const bool is_short_read = where.kind == kind::read && what.allowed != virtual_device::FAIL;
@@ -120,34 +130,55 @@ int run_here(const road& along, const mishap& what, const operation& where, cons
     weigh_losses(run, what, where, due.holds, total);
     if (journey::published() != due.publishes) run.seen.note("in the end publishes\n" + journey::published());
     __atomic_add_fetch(&total.cycles, static_cast<long>(run.cycles), __ATOMIC_RELAXED);
-    for (const std::string& each : run.seen.broken()) {
-        fprintf(stderr, "%s:\n  %s\n", describe(what, where).c_str(), each.c_str());
-    }
-    return run.seen.broken().empty() ? 0 : 1;
+    for (const std::string& each : run.seen.broken()) report(what, where, each, total);
+    return run.seen.broken().empty();
 }
 
-void run_in_child(const road& along, const mishap& what, const operation& where, const outcome& due,
-                  counts& total) {
-    const pid_t child = fork();
-    if (child < 0) {
-        perror("fork");
-        exit(2);
+// All that can go wrong, on the way by which it does.
+struct sweep {
+    const road& along;
+    const std::vector<operation>& operations;
+    const std::vector<mishap>& mishaps;
+    const outcome& due;
+    counts& total;
+
+    void count_run(bool is_well) const {
+        __atomic_add_fetch(&total.runs, 1, __ATOMIC_RELAXED);
+        if (!is_well) __atomic_add_fetch(&total.broken, 1, __ATOMIC_RELAXED);
     }
-    if (child == 0) {
-        if (__atomic_load_n(&total.broken, __ATOMIC_RELAXED) >= REPORTED_RUNS)
-            (void)!freopen("/dev/null", "w", stderr);
-        _exit(run_here(along, what, where, due, total));
+
+    // Every WORKERS-th run from `first` on, in a process of their own.
+    pid_t start_worker(std::size_t worker, std::size_t first) const {
+        const pid_t child = fork();
+        if (child < 0) {
+            perror("fork");
+            exit(2);
+        }
+        if (child > 0) return child;
+        for (std::size_t i = first; i < mishaps.size(); i += WORKERS) {
+            total.at[worker] = i;
+            count_run(run_here(along, mishaps[i], operations[mishaps[i].nth], due, total));
+        }
+        _exit(0);
     }
-    int status = 0;
-    waitpid(child, &status, 0);
-    __atomic_add_fetch(&total.runs, 1, __ATOMIC_RELAXED);
-    if (status == 0) return;
-    __atomic_add_fetch(&total.broken, 1, __ATOMIC_RELAXED);
-    if (WIFSIGNALED(status)) {
-        fprintf(stderr, "%s:\n  %s\n", describe(what, where).c_str(),
-                WTERMSIG(status) == SIGALRM ? "hangs" : strsignal(WTERMSIG(status)));
+
+    void run() const {
+        std::map<pid_t, std::size_t> workers;
+        for (std::size_t w = 0; w < WORKERS; ++w) workers[start_worker(w, w)] = w;
+        for (int status = 0; !workers.empty();) {
+            const pid_t ended = wait(&status);
+            const std::size_t worker = workers.at(ended);
+            workers.erase(ended);
+            if (status == 0) continue;
+            const mishap& fatal = mishaps[total.at[worker]];
+            const bool hangs = WIFSIGNALED(status) && WTERMSIG(status) == SIGALRM;
+            const char* const how = WIFSIGNALED(status) ? strsignal(WTERMSIG(status)) : "ends the process";
+            report(fatal, operations[fatal.nth], hangs ? "hangs" : how, total);
+            count_run(false);
+            workers[start_worker(worker, total.at[worker] + WORKERS)] = worker;
+        }
     }
-}
+};
 
 std::vector<std::ptrdiff_t> ways_to_fail(const operation& where) {
     using virtual_device::FAIL;
@@ -261,15 +292,7 @@ int main(int count, char** arguments) {
     auto* total = static_cast<counts*>(
         mmap(nullptr, sizeof(counts), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
     fflush(stdout);
-    for (int worker = 0; worker < WORKERS; ++worker) {
-        if (fork() != 0) continue;
-        for (std::size_t i = static_cast<std::size_t>(worker); i < all.size(); i += WORKERS) {
-            run_in_child(along, all[i], operations[all[i].nth], due, *total);
-        }
-        _exit(0);
-    }
-    while (wait(nullptr) > 0) {
-    }
+    sweep{along, operations, all, due, *total}.run();
     print_losses(*total);
     printf("%s: %d of %zu runs over %zu operations, %ld cycles; %d broken\n", what.c_str(), total->runs,
            all.size(), operations.size(), total->cycles, total->broken);

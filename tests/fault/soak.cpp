@@ -1,7 +1,7 @@
 // vorn_soak [DAYS [SEED]]: a year of a phone's life in virtual time, with random faults, restarts and power cuts. The
 // seed, a new one unless it is given, draws how often each of them comes, some of them never.
 //
-// The phone charges most nights, obeys what the daemon publishes and sleeps now and then. Once in a while a
+// The lab's phone charges most nights, obeys what the daemon publishes and sleeps now and then. Once in a while a
 // single operation fails, or for some minutes a third of them do; the daemon is killed, the power goes after a
 // write, the wall clock jumps. All along the promises of watch.h hold; the cycle after a fault is whole; memory
 // does not grow. It ends with a start and an hour without faults, after which every state file is whole.
@@ -16,8 +16,9 @@
 #include <string>
 
 #include "core/daemon.h"
-#include "core/sys_properties.h"
-#include "lab/phone/chance.h"
+#include "lab/phone/phone.h"
+#include "lab/simulation/daemon_orders.h"
+#include "lab/simulation/sensor_nodes.h"
 #include "restart.h"
 #include "road.h"
 #include "util/record_index.h"
@@ -52,64 +53,69 @@ class dice {
     std::int64_t count_ = 0;
 };
 
-std::string published(const char* name) {
-    const auto found = the_device().properties.find(name);
-    return found == the_device().properties.end() ? "" : found->second;
-}
-
-// Enough of a phone for every feature to have something to do.
-class phone {
+// The lab's phone in the hands of somebody with a stand for it.
+class phone_in_use {
   public:
-    explicit phone(dice& luck) : luck_(luck) {}
-
-    fault::stop live(std::int64_t now_s, std::int64_t passed_s) {
-        plug(now_s);
-        const std::int32_t toc_mv = std::atoi(published(TOC_PROPERTY).c_str());
-        const bool may_charge = is_plugged_ && published(DISABLE_PROPERTY) == "0";
-        const bool is_charging = may_charge && voltage_mv() < toc_mv;
-        const std::int64_t drawn_ma = is_plugged_ ? 0 : 250 + luck_.between(0, 500);
-        const auto current_ma = static_cast<std::int32_t>(is_charging ? 1800 : -drawn_ma);
-        charge_pct_ =
-            std::clamp(charge_pct_ + current_ma * static_cast<double>(passed_s) / 3600 / 75, 0.0, 100.0);
-        warm_up(is_charging);
-        const char* const status = is_charging ? "Charging" : may_charge ? "Full" : "Not charging";
-        fault::stop now;
-        now.voltage_mv = voltage_mv() + static_cast<std::int32_t>(luck_.between(-3, 3));
-        now.current_ma = current_ma;
-        now.temperature_decic = temperature_decic_;
-        now.capacity_pct = static_cast<std::int32_t>(charge_pct_);
-        now.status = is_plugged_ ? status : "Discharging";
-        return now;
+    phone_in_use(dice& luck, std::uint64_t seed) : luck_(luck), model_({}, 23, {seed, 0}) {
+        around_.load_w = 0.6;
+        around_.burst_w = 4;
+        around_.burst_pct = 15;
     }
-    bool is_plugged() const { return is_plugged_; }
+
+    // Off for so long, then charged until it can start; the seconds that took.
+    std::int64_t stay_off(std::int64_t least_s) {
+        std::int64_t off_s = 0;
+        for (; off_s < least_s || !model_.can_boot(); off_s += STEP_S) {
+            if (off_s >= least_s) around_.charger = lab::phone::charger_kind::wall;
+            model_.advance_off(STEP_S, around_);
+        }
+        nodes_.find(the_device());
+        orders_.forget();
+        return off_s;
+    }
+
+    // The seconds before `now_s`, and what the nodes say then.
+    void live(std::int64_t now_s, std::int64_t passed_s) {
+        plug(now_s);
+        if (luck_.once_in(20000)) heated_until_s_ = now_s + 1800;
+        around_.heater_w = now_s < heated_until_s_ ? 8 : 0;
+        orders_.read(the_device());
+        for (std::int64_t left_s = passed_s; left_s > 0; left_s -= STEP_S)
+            model_.advance(now_s - left_s, static_cast<double>(std::min(left_s, STEP_S)), around_,
+                           orders_.given());
+        nodes_.show(model_.look(now_s, around_), "ATL", {});
+    }
+
+    bool is_plugged() const { return around_.charger != lab::phone::charger_kind::none; }
+    bool goes_off() const { return model_.is_empty() || orders_.asks_for_reboot(); }
 
   private:
-    std::int32_t voltage_mv() const { return 3400 + static_cast<std::int32_t>(charge_pct_ * 10.5); }
-
     // Nights on the charger, half an hour now and then, and each month a week on a stand.
     void plug(std::int64_t now_s) {
+        using lab::phone::charger_kind;
         const std::int64_t hour = now_s % DAY_S / 3600;
         const bool is_on_stand = now_s / DAY_S % 30 < 8;
         if (now_s < plugged_until_s_) return;
-        is_plugged_ = is_on_stand || hour >= 23 || hour < 6 || luck_.once_in(1000);
-        plugged_until_s_ = now_s + (is_plugged_ ? 1800 : 60);
-    }
-    void warm_up(bool is_charging) {
-        const std::int32_t goal = is_charging ? 330 : 240;
-        temperature_decic_ += temperature_decic_ < goal ? 1 : -1;
-        if (luck_.once_in(20000)) temperature_decic_ += 90;
+        const bool is_low = model_.shown_pct() < 10;
+        const bool plugs = is_on_stand || hour >= 23 || hour < 6 || is_low || luck_.once_in(1000);
+        around_.charger = plugs ? charger_kind::wall : charger_kind::none;
+        plugged_until_s_ = now_s + (plugs ? 1800 : 60);
     }
 
+    static constexpr std::int64_t STEP_S = 60;
+
     dice& luck_;
-    double charge_pct_ = 60;
-    std::int32_t temperature_decic_ = 250;
-    bool is_plugged_ = false;
+    lab::phone::model model_;
+    lab::phone::surroundings around_;
+    lab::daemon_orders orders_;
+    lab::sensor_nodes nodes_;
     std::int64_t plugged_until_s_ = 0;
+    std::int64_t heated_until_s_ = 0;
 };
 
 class year {
   public:
-    explicit year(std::uint64_t seed) : seed_(seed), luck_(seed), owner_(luck_) {
+    explicit year(std::uint64_t seed) : seed_(seed), luck_(seed), phone_(luck_, seed) {
         the_device().outcome = {this, decide};
         seen_.on_write_context = this;
         seen_.on_write = after_write;
@@ -145,9 +151,9 @@ class year {
     void run_boot(std::int64_t end_s) {
         auto& device = the_device();
         ++boots_;
-        boot_start_s_ = now_s_ += luck_.between(30, luck_.once_in(4) ? 5 * DAY_S : 600);
         clock_error_s_ = !is_calm_ && luck_.once_in(clock_error_) ? -luck_.between(0, 30 * DAY_S) : 0;
         device.forget_volatile_properties();
+        boot_start_s_ = now_s_ += phone_.stay_off(luck_.between(30, luck_.once_in(4) ? 5 * DAY_S : 600));
         if (setjmp(power_cut_) != 0) {
             fault::lose_power();
             return;
@@ -158,7 +164,7 @@ class year {
         seen_.after_cycle();
         for (bool is_running = true; is_running && now_s_ < end_s && seen_.broken().empty();) {
             cycle();
-            is_running = !luck_.once_in(100000) && published(POWER_PROPERTY) != "reboot";
+            is_running = !luck_.once_in(100000) && !phone_.goes_off();
         }
     }
 
@@ -184,7 +190,7 @@ class year {
         } else if (!is_calm_ && luck_.once_in(spell_)) {
             bad_cycles_ = luck_.between(1, 60);
         }
-        const bool sleeps = !owner_.is_plugged() && luck_.once_in(20);
+        const bool sleeps = !phone_.is_plugged() && luck_.once_in(20);
         const std::int64_t passed_s = sleeps ? luck_.between(CYCLE_S, 3000) : CYCLE_S;
         now_s_ += passed_s;
         if (clock_error_s_ != 0 && luck_.once_in(500)) clock_error_s_ = 0;  // the network tells the time
@@ -201,10 +207,9 @@ class year {
     }
 
     void sense(std::int64_t passed_s) {
-        fault::stop now = owner_.live(now_s_, passed_s);
-        now.elapsed_s = now_s_;
-        now.real_time_s = now_s_ + clock_error_s_;
-        fault::arrive(the_device(), now, boot_start_s_);
+        the_device().elapsed_s = now_s_ - boot_start_s_;
+        the_device().real_time_s = now_s_ + clock_error_s_;
+        phone_.live(now_s_, passed_s);
     }
 
     static std::size_t heap() { return mallinfo2().uordblks; }
@@ -230,7 +235,7 @@ class year {
     double single_fault_ = luck_.around(1e6), cut_ = luck_.around(300), clock_error_ = luck_.around(10),
            bad_start_ = luck_.around(5), spell_ = luck_.around(5000);
     bool is_calm_ = false;
-    phone owner_;
+    phone_in_use phone_;
     fault::watch seen_;
     std::jmp_buf power_cut_ = {};
     std::int64_t now_s_ = START_S;

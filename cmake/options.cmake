@@ -58,10 +58,3 @@ if(VORN_SANITIZE_DAEMON)
     target_compile_options(vorn_daemon_options INTERFACE
         -fsanitize=${VORN_SANITIZE_DAEMON} -fno-sanitize-recover=all)
 endif()
-
-# Which branches of the daemon run (script/check coverage).
-option(VORN_COVERAGE "Count how often each branch of the daemon runs" OFF)
-if(VORN_COVERAGE)
-    target_compile_options(vorn_daemon_options INTERFACE --coverage -O0)
-    target_link_options(vorn_options INTERFACE --coverage)
-endif()

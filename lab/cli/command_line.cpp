@@ -31,7 +31,8 @@ constexpr int TROUBLE = 2;
 constexpr int PROGRAM_FAULT = 3;
 
 int report(std::string_view message, int exit_status) {
-    if (!message.empty()) std::cerr << "vorn-lab: " << message << '\n';
+    // A path in it may hold a line end.
+    if (!message.empty()) std::cerr << "vorn-lab: " << on_one_line(message) << '\n';
     return exit_status;
 }
 

@@ -3,7 +3,6 @@
 #include <CLI/CLI.hpp>
 #include <cerrno>
 #include <cstring>
-#include <fcntl.h>
 #include <iostream>
 #include <memory>
 #include <string>
@@ -13,6 +12,7 @@
 #include "lab/cli/commands.h"
 #include "lab/cli/reference.h"
 #include "lab/io/error.h"
+#include "lab/io/input_file.h"
 #include "lab/io/nearest.h"
 #include "lab/io/text.h"
 #include "lab/records/log_scanner.h"
@@ -65,11 +65,9 @@ void scan(int descriptor, const std::string& name, log_scanner& scanner) {
 }
 
 void scan_log(const std::string& log, log_scanner& scanner) {
-    if (log == "-") return scan(STDIN_FILENO, "standard input", scanner);
-    const int descriptor = ::open(log.c_str(), O_RDONLY | O_CLOEXEC);
-    if (descriptor < 0) throw input_error(log + ": " + std::strerror(errno));
+    const int descriptor = open_to_read(log);
     try {
-        scan(descriptor, log, scanner);
+        scan(descriptor, input_name(log), scanner);
     } catch (...) {
         ::close(descriptor);
         throw;

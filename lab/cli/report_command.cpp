@@ -56,7 +56,8 @@ bool begins_with(const input_file& file, std::string_view words) {
 
 // A run without a single effect leaves no events.
 bool may_be_events(const input_file& file) {
-    return file.size() == 0 || begins_with(file, "{");
+    char first = 0;
+    return file.read(0, &first, 1) == 0 || first == '{';
 }
 
 // Given either way round. What else may be in them is for the readers to say.

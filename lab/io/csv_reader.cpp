@@ -153,6 +153,9 @@ void csv_reader::feed_line() {
     if (has_surplus_) fail(field_count(), "a carriage return outside quotes");
     at_ += piece.size();
     next_.offset += static_cast<std::int64_t>(piece.size());
+    if (row_has_begun_ && next_.offset - row_.offset > std::int64_t{LONGEST_LINE})
+        throw input_error(place(file_.name(), row_.line, 1) + "a row longer than " +
+                          std::to_string(LONGEST_LINE) + " bytes");
     if (line_end != ahead.npos) ++next_.line;
 }
 

@@ -12,6 +12,7 @@
 
 #include "lab/io/descriptor.h"
 #include "lab/io/error.h"
+#include "lab/io/text.h"
 #include "lab/io/unfinished_files.h"
 
 namespace lab {
@@ -76,6 +77,8 @@ output_file::~output_file() {
 }
 
 void output_file::flush() {
+    // The writers append whole lines, so no character is cut here.
+    if (aside_.empty() && ::isatty(descriptor_) != 0) buffer_ = harmless(buffer_);
     if (!write_all(descriptor_, buffer_)) fail();
     buffer_.clear();
 }

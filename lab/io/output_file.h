@@ -8,7 +8,8 @@ namespace lab {
 
 // What is written goes to a file aside, which takes the target's place at commit(); without a commit the
 // target stays as it was. What is no regular file (a pipe, /dev/null, "-" for standard output) is written
-// directly, as it comes. Every function throws input_error that names the target. Move only.
+// directly, as it comes; a terminal gets nothing that it would obey (text.h). Every function throws input_error that
+// names the target. Move only.
 class output_file {
   public:
     // Creates the file aside, so that a target that cannot be written is found out before the work is done.

@@ -21,6 +21,8 @@ namespace {
 
 constexpr std::string_view FILE_DIRS[] = {virtual_device::DATA_DIR, virtual_device::NVCFG_DIR};
 constexpr std::string_view PROPERTIES_FILE = "properties";
+constexpr std::size_t MOST_FILES = 1000;                    // in one of the two
+constexpr std::size_t MOST_BYTES = 4 * LARGEST_WHOLE_FILE;  // of all files
 
 [[noreturn]] void fail(const fs::path& path, const std::error_code& why) {
     throw input_error(path.string() + ": " + why.message());
@@ -73,6 +75,9 @@ std::vector<fs::path> files_in(const fs::path& directory) {
     for (; each != fs::directory_iterator(); each.increment(error)) {
         if (fs::is_directory(status_of(each->path()))) continue;
         require_regular_file(each->path());
+        if (found.size() == MOST_FILES)
+            throw input_error(directory.string() + ": more than " + std::to_string(MOST_FILES) +
+                              " files, the most that a device root may hold there");
         found.push_back(each->path());
     }
     if (error) fail(directory, error);
@@ -145,10 +150,18 @@ device_image load_device_root(const std::string& directory) {
     const fs::path root(directory);
     require_device_root(root);
     device_image image;
+    std::size_t size = 0;
     for (const std::string_view device_dir : FILE_DIRS) {
         require_plain_way(root, device_dir);
-        for (const fs::path& path : files_in(host_path(root, device_dir)))
-            image.files[std::string(device_dir) + path.filename().string()] = read_file(path.string());
+        for (const fs::path& path : files_in(host_path(root, device_dir))) {
+            std::string& bytes = image.files[std::string(device_dir) + path.filename().string()];
+            bytes = read_file(path.string());
+            size += bytes.size();
+            if (size > MOST_BYTES)
+                throw input_error(directory + ": its files are larger than " +
+                                  std::to_string(MOST_BYTES >> 20U) +
+                                  " MiB, the most that a device root may hold");
+        }
     }
     const fs::path properties = root / PROPERTIES_FILE;
     if (fs::exists(status_of(properties))) {

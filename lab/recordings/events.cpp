@@ -186,6 +186,9 @@ bool event_reader::next_line(std::string& line) {
             return true;
         }
         line.append(buffer_, at_);
+        if (line.size() > LONGEST_LINE)
+            throw input_error(file_.name() + ":" + std::to_string(line_ + 1) + ":1: a line longer than " +
+                              std::to_string(LONGEST_LINE) + " bytes");
         at_ = 0;
         buffer_.resize(READ_SIZE);
         buffer_.resize(file_.read(offset_, buffer_.data(), READ_SIZE));

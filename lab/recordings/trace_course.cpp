@@ -177,8 +177,9 @@ void trace_course::load(const std::string& bytes) {
 }
 
 double trace_course::progress() const {
-    const auto size = static_cast<double>(reader_.file().size());
-    return size == 0 ? 1 : static_cast<double>(row_.position.offset) / size;
+    const auto size = reader_.file().size();
+    if (!size) return -1;
+    return *size == 0 ? 1 : static_cast<double>(row_.position.offset) / static_cast<double>(*size);
 }
 
 }  // namespace lab

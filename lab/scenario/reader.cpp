@@ -20,6 +20,8 @@ namespace lab {
 namespace {
 
 constexpr std::int64_t LONGEST_S = 100LL * 365 * 86400;
+constexpr std::size_t MOST_PHASES = 1'000'000;
+constexpr std::size_t MOST_HOURS = 100 * 8784;  // of the air, as long as a scenario may last
 constexpr std::array<std::string_view, 9> DAY_NAMES{"sun", "mon", "tue",      "wed",    "thu",
                                                     "fri", "sat", "weekdays", "weekend"};
 constexpr std::uint8_t DAY_BITS[] = {1, 2, 4, 8, 16, 32, 64, 0x3E, 0x41};
@@ -114,6 +116,8 @@ std::vector<double> read_hours(const toml_section& from, const std::string& name
         const bool is_number = wrong == std::errc() && end == text.data() + text.size();
         if (!is_number || celsius < -100 || celsius > 100)
             rows.fail(column, "not a temperature of the air in °C");
+        if (hours.size() == MOST_HOURS)
+            rows.fail(column, "more than " + std::to_string(MOST_HOURS) + " hours, the most that are read");
         hours.push_back(celsius);
     }
     if (hours.empty()) rows.fail(0, "no hours");
@@ -201,7 +205,7 @@ scenario read_table(const toml::table& table, const std::string& name) {
 
 std::vector<phase> read_phases(toml_section& top, std::int64_t start_utc_s) {
     std::vector<phase> phases;
-    for (toml_section& each : top.tables("phase")) {
+    for (toml_section& each : top.tables("phase", MOST_PHASES)) {
         const std::int64_t begin_s = phases.empty() ? 0 : phases.back().end_s;
         phases.push_back(read_phase(each, begin_s, start_utc_s));
     }

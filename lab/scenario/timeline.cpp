@@ -36,10 +36,8 @@ bool is_on(const daily_entry& entry, int weekday) {
 }  // namespace
 
 const phase& timeline::phase_at(std::int64_t at_s) const {
-    for (const phase& each : scenario_.phases) {
-        if (at_s < each.end_s) return each;
-    }
-    return scenario_.phases.back();
+    const auto found = std::ranges::upper_bound(scenario_.phases, at_s, {}, &phase::end_s);
+    return found == scenario_.phases.end() ? scenario_.phases.back() : *found;
 }
 
 // The latest entry whose time has come: today's, or one of the days before, even before the phase began.

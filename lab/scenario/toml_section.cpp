@@ -173,13 +173,17 @@ std::optional<std::int64_t> toml_section::moment(std::string_view key, std::int6
     return value;
 }
 
-std::vector<toml_section> toml_section::tables(std::string_view key) {
+std::vector<toml_section> toml_section::tables(std::string_view key, std::size_t most) {
     const toml::node* const node = take(key);
     std::vector<toml_section> found;
     if (node == nullptr) return found;
     const toml::array* const list = node->as_array();
     if (list == nullptr)
         fail(*node, std::string(key) + " must be a list of tables: [[" + std::string(key) + "]]");
+    if (list->size() > most) {
+        fail(*list->get(most), "more than " + std::to_string(most) + " tables, the most that [[" +
+                                   std::string(key) + "]] may have");
+    }
     for (const toml::node& each : *list) {
         if (!each.is_table()) fail(each, std::string(key) + " must hold tables only");
         found.emplace_back(file_, *each.as_table(), "[[" + std::string(key) + "]]");

@@ -47,7 +47,8 @@ class toml_section {
     std::optional<std::int32_t> time_of_day(std::string_view key);
     // A duration since the start, or a local date and time after it.
     std::optional<std::int64_t> moment(std::string_view key, std::int64_t start_utc_s);
-    std::vector<toml_section> tables(std::string_view key);
+    // `most`, as each may be looked at in every cycle.
+    std::vector<toml_section> tables(std::string_view key, std::size_t most = 10'000);
     std::optional<toml_section> table(std::string_view key);
 
     // Complains about a key that nobody has taken.

@@ -3,7 +3,8 @@
 # one if it is told to, and tells of each state file that the daemon writes, until the power goes.
 #
 # From the kernel's command line: START, the time in seconds since 1970; FORMER, "new" for a phone without state
-# files, "earlier" for one with those of the earlier layout, empty to go on; CUT, seconds after the daemon's start.
+# files, "earlier" for one with those of the earlier layout, empty to go on; CUT, seconds after the daemon's start;
+# OTHERS, "yes" where other programs have the disk flushed, as on a phone they do every few seconds.
 
 /bin/busybox --install -s /bin
 export PATH=/bin
@@ -54,6 +55,8 @@ for file in $FILES; do tell found "$file"; done
 start
 if [ -n "$FORMER" ]; then
     kill -9 $daemon
+    look_at_clock
+    echo "making $up $FORMER"
     rm -rf $STATE/* /data/vendor/vorn/* /var/lib/vorn
     [ "$FORMER" = earlier ] && cp /earlier/* /data/vendor/vorn/
     sync
@@ -71,6 +74,7 @@ while look_at_clock && now=$((up - begin)) && [ $now -lt "$CUT" ]; do
     [ $step -gt $((CUT - now)) ] && step=$((CUT - now))
     sleep $step
     tell_changes
+    [ "$OTHERS" = yes ] && fsync /dev/vda
 done
 kill -0 $daemon || echo "trouble: the daemon is gone"
 echo "cut $up"

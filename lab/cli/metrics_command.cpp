@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <cerrno>
 #include <cstring>
+#include <functional>
 #include <iostream>
 #include <memory>
 #include <string>
@@ -14,6 +15,7 @@
 #include "lab/io/error.h"
 #include "lab/io/input_file.h"
 #include "lab/io/nearest.h"
+#include "lab/io/patient_reader.h"
 #include "lab/io/text.h"
 #include "lab/records/log_scanner.h"
 #include "lab/records/record_writer.h"
@@ -48,26 +50,33 @@ std::vector<const record_schema*> wanted_records(const std::vector<std::string>&
     return wanted;
 }
 
-void scan(int descriptor, const std::string& name, log_scanner& scanner) {
+// `told` is called whenever all that came has been scanned: in a log that goes on, for each new line.
+struct scanning {
+    log_scanner& scanner;
+    patient_reader reader;
+    std::function<void()> told;
+};
+
+void scan(int descriptor, const std::string& name, const scanning& by) {
+    log_scanner& scanner = by.scanner;
     for (;;) {
-        const auto space = scanner.space();
-        const ssize_t count = ::read(descriptor, space.data(), space.size());
+        const ssize_t count = by.reader.read(descriptor, scanner.space());
         if (count == 0) break;
-        if (count < 0 && errno == EINTR) continue;
         if (count < 0) {
             const std::string why = std::strerror(errno);
             scanner.finish();  // what was read is told all the same
             throw input_error(name + ": " + why);
         }
         scanner.filled(static_cast<std::size_t>(count));
+        by.told();
     }
     scanner.finish();
 }
 
-void scan_log(const std::string& log, log_scanner& scanner) {
+void scan_log(const std::string& log, const scanning& by) {
     const int descriptor = open_to_read(log);
     try {
-        scan(descriptor, input_name(log), scanner);
+        scan(descriptor, input_name(log), by);
     } catch (...) {
         ::close(descriptor);
         throw;
@@ -87,10 +96,14 @@ void print_metrics(const metrics_options& options) {
     log_scanner scanner([&](const found_record& found) { writer.write(found); });
     const std::vector<std::string> logs = options.logs.empty() ? std::vector<std::string>{"-"} : options.logs;
     std::string failure;
+    const scanning by{scanner, {}, [&] {
+                          writer.finish();
+                          std::cout.flush();
+                      }};
     for (const std::string& log : logs) {
         writer.begin_log(logs.size() > 1 ? log : "");
         try {
-            scan_log(log, scanner);
+            scan_log(log, by);
         } catch (const input_error& error) {
             failure += (failure.empty() ? "" : "; ") + std::string(error.what());
         }

@@ -2,6 +2,8 @@
 // node --test metrics_command_test.mjs, with VORN_LAB as the program.
 
 import assert from "node:assert/strict";
+import { spawn } from "node:child_process";
+import { once } from "node:events";
 import { test } from "node:test";
 import { fileURLToPath } from "node:url";
 import { lab, labMust, labRefuses, put } from "../support/lab.mjs";
@@ -136,4 +138,21 @@ test("tells problems and reads what it can", () => {
     assert.equal(some.stderr, "vorn-lab: nowhere: No such file or directory; .: Is a directory\n");
     assert.equal(some.stdout.trimEnd().split("\n").length, 4);
     assert.match(labRefuses("metrics", "--record", "nothing", "good.log"), /no record is called nothing.*--list/);
+});
+
+test("tells each record of a log that goes on, and all of it when the user has seen enough", async () => {
+    const { text } = sampleRecords()[0];
+    const lab = spawn(process.env.VORN_LAB, ["metrics"]);
+    const ended = once(lab, "close");
+    let said = "";
+    lab.stderr.on("data", (more) => (said += more));
+    for (let i = 0; i < 3; ++i) {
+        lab.stdin.write(`${text}\n`);
+        assert.equal(JSON.parse(String((await once(lab.stdout, "data"))[0])).line, i + 1);
+    }
+    lab.stdin.write(text); // no line end yet
+    lab.kill("SIGINT");
+    assert.equal(JSON.parse(String((await once(lab.stdout, "data"))[0])).line, 4);
+    assert.deepEqual(await ended, [null, "SIGINT"]);
+    assert.equal(said, "vorn-lab: 4 records, 0 problems\n");
 });

@@ -10,6 +10,7 @@
 
 #include "lab/cli/commands.h"
 #include "lab/cli/evidence_progress.h"
+#include "lab/cli/explanation.h"
 #include "lab/evidence/evidence_text.h"
 #include "lab/io/error.h"
 #include "lab/io/text.h"
@@ -31,13 +32,6 @@ int current_factor_of(const std::string& assumed) {
     if (assumed.empty() || assumed == "sign=+") return 1;
     if (assumed == "sign=-") return -1;
     throw input_error("--assume: neither sign=+ nor sign=-: " + for_message(assumed));
-}
-
-void explain(const std::string& id) {
-    const check_entry* const entry = find_check(id);
-    if (entry == nullptr)
-        throw input_error("--explain: no check is called " + for_message(id) + " (see --list)");
-    std::cout << explain_check(*entry);
 }
 
 void check_evidence(const check_options& options) {
@@ -74,7 +68,8 @@ void add_check_command(CLI::App& app) {
     command
         .add_option("--assume", options->assumed, "Look at the samples as if: sign=- turns the current round")
         ->type_name("WHAT");
-    command.add_option("--explain", options->explained, "Tell what a check means, and end")->type_name("ID");
+    command.add_option("--explain", options->explained, "Tell what a check or a log line means, and end")
+        ->type_name("ID");
     command.add_flag("--list", options->lists, "Print the table of all checks, and end");
     command.add_flag("--json", options->as_json, "Print JSON");
     command.footer(
@@ -83,7 +78,7 @@ void add_check_command(CLI::App& app) {
         if (options->lists) {
             std::cout << checks_reference();
         } else if (!options->explained.empty()) {
-            explain(options->explained);
+            std::cout << explanation_of(options->explained);
         } else {
             check_evidence(*options);
         }

@@ -10,9 +10,11 @@
 
 #include "lab/cli/commands.h"
 #include "lab/cli/evidence_progress.h"
+#include "lab/cli/explanation.h"
 #include "lab/evidence/evidence_text.h"
 #include "lab/io/error.h"
 #include "lab/io/time_text.h"
+#include "lab/story/log_table.h"
 
 namespace lab {
 
@@ -26,6 +28,8 @@ struct story_options {
     bool shows_places = false;
     bool as_json = false;
     bool is_strict = false;
+    std::string explained;
+    bool lists = false;
 };
 
 // Two inputs that each hold a device of their own are two devices; otherwise all are parts of one.
@@ -91,8 +95,7 @@ void add_story_command(CLI::App& app) {
             "EVIDENCE", options->inputs,
             "Bug report (zip, tar, gz, text), log, pulled folder, getprop output, trace, events; - is "
             "standard input")
-        ->type_name("")
-        ->required();
+        ->type_name("");
     command.add_option("--timezone", options->zone, "The device's zone, over the one of its properties")
         ->type_name("ZONE");
     command.add_flag("--each", options->each_by_itself, "Every input is a device of its own");
@@ -100,8 +103,23 @@ void add_story_command(CLI::App& app) {
     command.add_flag("--where", options->shows_places, "Name the line that shows each decision");
     command.add_flag("--json", options->as_json, "Print one JSON object per device");
     command.add_flag("--strict", options->is_strict, "Exit 1 when a source was not read whole");
+    command
+        .add_option("--explain", options->explained,
+                    "Tell what a log line means (its id, or itself), and end")
+        ->type_name("LINE");
+    command.add_flag("--list", options->lists, "Print the table of the daemon's log lines, and end");
     command.footer("For example\n  adb bugreport report.zip && vorn-lab story report.zip");
-    command.callback([options] { tell_stories(*options); });
+    command.callback([options] {
+        if (options->lists) {
+            std::cout << log_lines_reference();
+        } else if (!options->explained.empty()) {
+            std::cout << explanation_of(options->explained);
+        } else if (options->inputs.empty()) {
+            throw input_error("story: no evidence");
+        } else {
+            tell_stories(*options);
+        }
+    });
 }
 
 }  // namespace lab

@@ -75,7 +75,7 @@ evidence_story write_evidence_page(const dossier& of, const device_zone& zone, c
     story_audience audience{{&page, &counted_cost}, {}, true};
     audience.on_decision = [&](const told_decision& each) {
         decision what = each.what;
-        if (each.at) what.numbers.push_back({"source", place_text(of, *each.at)});
+        if (each.at) what.numbers.push_back({"source", source_text(of, each)});
         page.on_decision(what);
     };
     evidence_story told = tell_evidence(of, timeline, zone, audience);

@@ -11,6 +11,7 @@
 #include "lab/recordings/from_files.h"
 #include "lab/recordings/trace_course.h"
 #include "lab/session/session.h"
+#include "lab/story/log_table.h"
 #include "lab/story/story.h"
 
 namespace lab {
@@ -33,7 +34,7 @@ constexpr clue CLUES[] = {
 };
 
 // The line of the decision's moment that shows it, or the first of that moment.
-std::optional<place> place_of(const dossier& of, const log_timeline& timeline, const decision& what) {
+const log_entry* entry_of(const dossier& of, const log_timeline& timeline, const decision& what) {
     std::string_view words;
     for (const clue& each : CLUES) {
         if (words.empty() && what.sentence.find(each.sentence) != std::string::npos) words = each.line;
@@ -45,11 +46,11 @@ std::optional<place> place_of(const dossier& of, const log_timeline& timeline, c
     const auto is_then = [&](auto line) {
         return line != timeline.lines.end() && line->boot == what.boot && line->elapsed_s == what.elapsed_s;
     };
-    std::optional<place> found;
+    const log_entry* found = nullptr;
     for (auto line = first; is_then(line); ++line) {
-        if (!found) found = line->entry->at;
+        if (found == nullptr) found = line->entry;
         if (!words.empty() && of.log.text(line->entry->text).find(words) != std::string::npos)
-            return line->entry->at;
+            return line->entry;
     }
     return found;
 }
@@ -157,8 +158,12 @@ evidence_story tell_evidence(const dossier& of, const log_timeline& timeline, co
     const bool has_log = !timeline.lines.empty() && !goes_by_trace;
     story teller(
         [&](const decision& what) {
-            told.decisions.push_back(
-                {what, timeline.lines.empty() ? std::nullopt : place_of(of, timeline, what)});
+            told.decisions.push_back({what, {}, {}});
+            if (const log_entry* const shows = entry_of(of, timeline, what)) {
+                told.decisions.back().at = shows->at;
+                const log_line* const known = log_line_of(of.log.text(shows->text));
+                if (known != nullptr) told.decisions.back().line_id = known->id;
+            }
             if (has_log) note_age_of_buckets(told.decisions.back().what);
             if (audience.on_decision) audience.on_decision(told.decisions.back());
         },

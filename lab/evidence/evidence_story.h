@@ -16,6 +16,8 @@ namespace lab {
 struct told_decision {
     decision what;
     std::optional<place> at;  // the line that shows it
+    std::string_view
+        line_id;  // of that line (log_table.h); empty: it is none of the daemon's own, as a record
 };
 
 struct evidence_story {

@@ -99,6 +99,11 @@ std::string place_text(const dossier& evidence, place at) {
     return at.line == 0 ? name : name + ":" + std::to_string(at.line);
 }
 
+std::string source_text(const dossier& evidence, const told_decision& of) {
+    const std::string where = place_text(evidence, of.at.value_or(place{}));
+    return of.line_id.empty() ? where : where + " (" + std::string(of.line_id) + ")";
+}
+
 void print_evidence(std::ostream& out, const dossier& evidence, const evidence_story& told, story_words how) {
     for (const auto& [origin, words] : ORIGINS) {
         if (told.origin == origin) out << "Told from " << words << ".\n";
@@ -115,7 +120,7 @@ void print_evidence(std::ostream& out, const dossier& evidence, const evidence_s
         lines.tell(what, moment_text(told, what.real_time_s));
         const bool is_shown = how.shows_routine || what.weight != importance::routine;
         if (how.shows_places && each.at && is_shown)
-            out << std::string(INDENT, ' ') << "at " << place_text(evidence, *each.at) << '\n';
+            out << std::string(INDENT, ' ') << "at " << source_text(evidence, each) << '\n';
     }
     lines.finish();
     if (told.proof) out << "\nProof by replay: " << with_moments(told, proof_text(*told.proof)) << ".\n";
@@ -164,6 +169,7 @@ json evidence_json(const dossier& evidence, const evidence_story& told) {
                     {"sentence", with_moments(told, each.what.sentence)},
                     {"numbers", number_json(each.what.numbers)}};
         if (each.at) one["at"] = place_text(evidence, *each.at);
+        if (!each.line_id.empty()) one["line"] = each.line_id;
         decisions.push_back(one);
     }
     const held_state held = held_by(evidence);

@@ -32,5 +32,7 @@ device_state state_at_end(const dossier& evidence, const evidence_story& told);
 
 // "main.txt:123".
 std::string place_text(const dossier& evidence, place at);
+// The same of what shows a decision, with the line's name in docs/log.md: "main.txt:123 (toc.published)".
+std::string source_text(const dossier& evidence, const told_decision& of);
 
 }  // namespace lab

@@ -11,6 +11,7 @@ const document = (name) => readFileSync(new URL(`../../docs/${name}.md`, import.
 for (const [name, marker, words] of [
     ["metrics", "<!-- made by: vorn-lab metrics --list -->\n", ["metrics", "--list"]],
     ["state-files", "<!-- made by: vorn-lab state fields -->\n", ["state", "fields"]],
+    ["log", "<!-- made by: vorn-lab story --list -->\n", ["story", "--list"]],
     ["check", "<!-- made by: vorn-lab check --list -->\n", ["check", "--list"]],
     ["scenarios", undefined, ["simulate", "--keys"]],
 ]) {

@@ -175,5 +175,20 @@ class Includes(unittest.TestCase):
             self.assertLess(path.read_text().count('\n'), 400, path)
 
 
+class LogLines(unittest.TestCase):
+    """A line that the daemon can write and docs/log.md does not explain, or the other way round."""
+
+    def test_each_is_explained(self):
+        call = re.compile(r'\bLOG_(?:INFO|ERROR|ERROR_BARE)\(\s*((?:"(?:[^"\\]|\\.)*"\s*)+)')
+        written = set()
+        for path in (PROJECT / 'src').rglob('*.cpp'):
+            for format in call.findall(path.read_text()):
+                text = ''.join(re.findall(r'"((?:[^"\\]|\\.)*)"', format))
+                written.add(text.replace('\\n', '').replace('\\"', '"').rstrip(' -'))
+        rows = re.findall(r'^\| <a id="[^"]+"></a>`[^`]+` \| `([^`]+)`', (PROJECT / 'docs/log.md').read_text(), re.MULTILINE)
+        self.assertGreater(len(written), 80)
+        self.assertEqual(sorted(written), sorted(rows))
+
+
 if __name__ == '__main__':
     unittest.main()

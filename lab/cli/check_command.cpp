@@ -14,6 +14,7 @@
 #include "lab/evidence/evidence_text.h"
 #include "lab/io/error.h"
 #include "lab/io/text.h"
+#include "lab/report/provenance.h"
 #include "lab/wiring/wiring_checks.h"
 
 namespace lab {
@@ -47,7 +48,10 @@ void check_evidence(const check_options& options) {
     }
     const std::vector<finding> found = check_wiring(evidence, facts ? &*facts : nullptr);
     if (options.as_json) {
-        std::cout << nlohmann::ordered_json{{"assumed", options.assumed}, {"findings", findings_json(found)}}
+        std::cout << nlohmann::ordered_json{{"program",
+                                             {{"version", program_version}, {"commit", program_commit}}},
+                                            {"assumed", options.assumed},
+                                            {"findings", findings_json(found)}}
                          .dump(2, ' ', false, nlohmann::json::error_handler_t::replace)
                   << '\n';
     } else {

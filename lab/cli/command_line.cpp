@@ -20,6 +20,7 @@
 #include "lab/io/nearest.h"
 #include "lab/io/text.h"
 #include "lab/io/unfinished_files.h"
+#include "lab/report/provenance.h"
 #include "lab/session/session.h"
 
 namespace lab {
@@ -94,7 +95,8 @@ std::string usage_message(const CLI::App& app, const CLI::ParseError& error) {
 // For a person, and for a comparison that wants to know what two builds have in common.
 std::string version_text() {
     const build_identity& build = this_build();
-    return "vorn-lab " VORN_VERSION "\ndaemon " + build.daemon + "\nlab " + build.lab;
+    const std::string commit = program_commit.empty() ? "" : " (commit " + std::string(program_commit) + ")";
+    return "vorn-lab " VORN_VERSION + commit + "\ndaemon " + build.daemon + "\nlab " + build.lab;
 }
 
 int run(CLI::App& app, int argc, const char* const* argv) {

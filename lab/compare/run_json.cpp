@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "lab/io/error.h"
+#include "lab/report/provenance.h"
 
 namespace lab {
 
@@ -217,7 +218,8 @@ ordered_json json_of(const run_result& result) {
 }
 
 ordered_json json_of(const build_identity& build) {
-    return {{"version", build.version}, {"daemon", build.daemon}, {"lab", build.lab}};
+    return {
+        {"version", build.version}, {"commit", program_commit}, {"daemon", build.daemon}, {"lab", build.lab}};
 }
 
 std::string run_document(const std::vector<ordered_json>& runs) {

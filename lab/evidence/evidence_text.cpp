@@ -6,6 +6,7 @@
 
 #include "core/sys_properties.h"
 #include "lab/io/time_text.h"
+#include "lab/report/provenance.h"
 #include "lab/state/daemon_view.h"
 #include "lab/state/stress_table.h"
 #include "lab/story/story_lines.h"
@@ -180,7 +181,8 @@ json evidence_json(const dossier& evidence, const evidence_story& told) {
                  {"first_difference", told.proof->first_difference},
                  {"likely_reasons", told.proof->likely_reasons}};
     }
-    return {{"proof", proof},
+    return {{"program", {{"version", program_version}, {"commit", program_commit}}},
+            {"proof", proof},
             {"origin", told.origin},
             {"clock", told.clock},
             {"missing", told.missing},

@@ -84,7 +84,7 @@ constexpr log_line TABLE[] = {
      "the hour of the night could not be told, so the reboot is at once",
      "look at the device's time zone data"},
     {"reboot.scheduled", "Scheduled reboot at %lu sec, now=%lu",
-     "a reboot is due at 3 at night, in seconds since the start", ""},
+     "a reboot is due at 02:00 local time, in seconds since the start", ""},
     {"vendor.not_read", "error: cannot read cell vendor name", "the vendor's node is missing",
      "look at the path of cell_vendor_name and its label"},
     {"node.not_read", "file read error %s", "a node of the battery or charger is missing or fails to be read",

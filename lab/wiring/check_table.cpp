@@ -7,8 +7,7 @@ namespace lab {
 namespace {
 
 constexpr check_entry TABLE[] = {
-    {"node.present", "Could every node be read in every sample?",
-     "leaves out what needs the node: no current or voltage, no stress hours, no timer, no estimate",
+    {"node.present", "Could every node be read in every sample?", "leaves out what needs the node",
      "look at the path, its label (genfs_contexts) and its mode; docs/integration.md lists them"},
     {"unit.voltage", "Is the voltage in µV?",
      "takes it a thousand times too small: every hour is of the lowest band, and nothing ever trips",
@@ -60,7 +59,31 @@ constexpr check_entry TABLE[] = {
      "vorn-lab state show tells which field"},
 };
 
+struct node_effect {
+    std::string_view node, effect;
+};
+constexpr node_effect WITHOUT_NODE[] = {
+    {"voltage_now", "counts no stress hours, looks for no short and estimates nothing in those cycles"},
+    {"temp",
+     "counts no stress hours and looks for no short in those cycles; the thermal zone may do for the "
+     "estimate"},
+    {"current_now", "estimates nothing and looks for no short in those cycles"},
+    {"capacity", "times no charge and looks for no end of one in those cycles"},
+    {"status", "takes it for Unknown: no charge is timed"},
+    {"cell_vendor_name", "uses the curves of another cell"},
+    {"thermal_zone6_temp", "has nothing to stand in for the battery's temperature"},
+    {"gm30_ui_soc", "only notes in its records that the level shown is not known"},
+    {"charge_counter", "only logs that it cannot read it"},
+    {"cycle_count", "only logs that it cannot read it"},
+    {"vbus", "only logs that it cannot read it"},
+};
+
 }  // namespace
+
+std::string_view effect_without_node(std::string_view name) {
+    const auto* const found = std::ranges::find(WITHOUT_NODE, name, &node_effect::node);
+    return found == std::end(WITHOUT_NODE) ? "leaves out what needs the node" : found->effect;
+}
 
 std::span<const check_entry> check_table() {
     return TABLE;

@@ -16,6 +16,9 @@ struct check_entry {
 
 std::span<const check_entry> check_table();
 
+// What the daemon does in a cycle without the node, as `effect` has it.
+std::string_view effect_without_node(std::string_view name);
+
 // Null for an id that is none.
 const check_entry* find_check(std::string_view id);
 

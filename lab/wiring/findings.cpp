@@ -8,6 +8,14 @@
 
 namespace lab {
 
+namespace {
+
+std::string effect_of(const finding& of) {
+    return of.effect.empty() ? std::string(of.check->effect) : of.effect;
+}
+
+}  // namespace
+
 std::string_view verdict_words(wiring_verdict of) {
     constexpr std::string_view all[] = {"ok", "wrong", "doubtful", "cannot say", "not there"};
     return all[static_cast<std::size_t>(of)];
@@ -26,8 +34,7 @@ std::string findings_text(const std::vector<finding>& all) {
     for (const finding& each : all) {
         print(out, "%-11s%-16s %s\n", std::string(verdict_words(each.result)).c_str(),
               std::string(each.check->id).c_str(), each.what.c_str());
-        if (is_trouble(each))
-            print(out, "%-27s the daemon %s\n", "", std::string(each.check->effect).c_str());
+        if (is_trouble(each)) print(out, "%-27s the daemon %s\n", "", effect_of(each).c_str());
     }
     return out;
 }
@@ -40,7 +47,7 @@ nlohmann::ordered_json findings_json(const std::vector<finding>& all) {
                         {"what", each.what},
                         {"raw", each.raw},
                         {"count", each.count}});
-        if (is_trouble(each)) list.back()["effect"] = each.check->effect;
+        if (is_trouble(each)) list.back()["effect"] = effect_of(each);
     }
     return list;
 }

@@ -2,11 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdarg>
-#include <cstdio>
 #include <cstdlib>
 
 #include "battery/vendor_table.h"
+#include "lab/io/print.h"
 #include "lab/io/text.h"
 #include "lab/io/time_text.h"
 #include "lab/state/values.h"
@@ -28,22 +27,13 @@ constexpr std::int64_t LATE_S = 45;                   // four cycles
 constexpr std::int64_t SPACING_S = 60;
 constexpr std::int64_t DELTA_DECIC = 50;  // that cell and board may differ by
 
-[[gnu::format(printf, 1, 2)]] std::string text(const char* format, ...) {
-    char buffer[256];
-    va_list values;
-    va_start(values, format);
-    std::vsnprintf(buffer, sizeof buffer, format, values);
-    va_end(values);
-    return buffer;
-}
-
 class checker {
   public:
     checker(const dossier& of, const sample_facts* facts) : of_(of), facts_(facts) {}
 
     std::vector<finding> all() {
         for (const check_entry& each : check_table())
-            found_.push_back({&each, wiring_verdict::not_there, "no samples", "", 0});
+            found_.push_back({&each, wiring_verdict::not_there, "no samples", "", 0, {}});
         if (facts_ != nullptr && facts_->rows > 0) check_samples();
         check_files();
         return std::move(found_);
@@ -52,9 +42,17 @@ class checker {
   private:
     void say(std::string_view id, wiring_verdict result, std::string what, std::string raw = "",
              std::uint64_t count = 0) {
-        const auto each = std::ranges::find(found_, id, [](const finding& of) { return of.check->id; });
-        *each = {each->check, result, std::move(what), std::move(raw),
-                 count == 0 && facts_ != nullptr ? facts_->rows : count};
+        finding& each = at(id);
+        each = {each.check,
+                result,
+                std::move(what),
+                std::move(raw),
+                count == 0 && facts_ != nullptr ? facts_->rows : count,
+                {}};
+    }
+
+    finding& at(std::string_view id) {
+        return *std::ranges::find(found_, id, [](const finding& of) { return of.check->id; });
     }
 
     const value_range& values(std::string_view node) const { return facts_->node(node).values; }
@@ -74,7 +72,7 @@ class checker {
     }
 
     void check_presence() {
-        std::string absent, gaps;
+        std::string absent, gaps, effects;
         std::uint64_t missing = 0;
         for (std::size_t i = 0; i < DEVICE_NODES.size(); ++i) {
             const node_facts& node = facts_->nodes[i];
@@ -83,11 +81,16 @@ class checker {
             if (node.has_column && node.missing > 0) {
                 gaps += (gaps.empty() ? "" : " ") + name;
                 missing += node.missing;
+                const std::string effect(effect_without_node(name));
+                if (effects.find(effect) == std::string::npos)
+                    effects += (effects.empty() ? "" : "; ") + effect;
             }
         }
-        if (!gaps.empty())
-            return say("node.present", wiring_verdict::doubtful, "in some samples without: " + gaps, "",
-                       missing);
+        if (!gaps.empty()) {
+            say("node.present", wiring_verdict::doubtful, "in some samples without: " + gaps, "", missing);
+            at("node.present").effect = effects;
+            return;
+        }
         if (!absent.empty())
             return say("node.present", wiring_verdict::not_there, "the recording has none of: " + absent);
         say("node.present", wiring_verdict::ok, "every node in every sample");
@@ -110,8 +113,8 @@ class checker {
         const std::int64_t middle = values("voltage_now").quantile(0.5);
         const std::string raw = std::to_string(middle);
         if (middle >= 2'000'000 && middle <= 5'000'000)
-            return say("unit.voltage", wiring_verdict::ok, text("%.3f V", static_cast<double>(middle) / 1e6),
-                       raw);
+            return say("unit.voltage", wiring_verdict::ok,
+                       text_of("%.3f V", static_cast<double>(middle) / 1e6), raw);
         const char* guess = middle >= 2'000 && middle <= 5'000 ? "mV"
                             : middle >= 2 && middle <= 5       ? "V"
                                                                : nullptr;
@@ -125,7 +128,7 @@ class checker {
         if (!has_node("unit.current", "current_now")) return;
         const std::int64_t high = values("current_now").magnitude(0.95);
         const std::string raw = std::to_string(high);
-        const std::string about = text("up to %.0f mA", static_cast<double>(high) / 1e3);
+        const std::string about = text_of("up to %.0f mA", static_cast<double>(high) / 1e3);
         if (high > 20'000'000)
             return say("unit.current", wiring_verdict::wrong,
                        "reads " + raw + ": more than 20 A; another node's value?", raw);
@@ -139,7 +142,7 @@ class checker {
         const double cell_mah = charge.moved_uah / charge.level_pct / 10;
         if (high > 0 && cell_mah < LEAST_CELL_MAH)
             return say("unit.current", wiring_verdict::wrong,
-                       text("by it the cell has %.1f mAh: that is mA", cell_mah), raw);
+                       text_of("by it the cell has %.1f mAh: that is mA", cell_mah), raw);
         say("unit.current", wiring_verdict::ok, about, raw);
     }
 
@@ -153,7 +156,7 @@ class checker {
                 "unit.temp", wiring_verdict::wrong,
                 "reads " + raw + (std::abs(middle) < 100'000 ? ": that is m°C" : ": another node's value?"),
                 raw);
-        const std::string about = text("%.1f °C", static_cast<double>(middle) / 10);
+        const std::string about = text_of("%.1f °C", static_cast<double>(middle) / 10);
         if (has("thermal_zone6_temp")) {
             const std::int64_t zone_decic = values("thermal_zone6_temp").quantile(0.5) / 100;
             const std::int64_t as_is = std::abs(middle - zone_decic);
@@ -161,8 +164,8 @@ class checker {
             if (as_degrees + DELTA_DECIC < as_is)
                 return say("unit.temp", wiring_verdict::wrong,
                            "reads " + raw +
-                               text(" where the thermal zone has %.1f °C: that is °C",
-                                    static_cast<double>(zone_decic) / 10),
+                               text_of(" where the thermal zone has %.1f °C: that is °C",
+                                       static_cast<double>(zone_decic) / 10),
                            raw);
             return say("unit.temp", wiring_verdict::ok, about, raw);
         }
@@ -184,8 +187,8 @@ class checker {
         const double resistance_ohm = charge.jump_squared > 0 ? charge.jump_product / charge.jump_squared : 0;
         const bool by_jumps = charge.jumps >= LEAST_JUMPS && std::abs(resistance_ohm) > 0.005;
         const std::string figures =
-            text("%.0f %% of the charge goes with the level; %.0f mΩ by %llu jumps of the current",
-                 100 * agreement, 1000 * resistance_ohm, static_cast<unsigned long long>(charge.jumps));
+            text_of("%.0f %% of the charge goes with the level; %.0f mΩ by %llu jumps of the current",
+                    100 * agreement, 1000 * resistance_ohm, static_cast<unsigned long long>(charge.jumps));
         if (!by_level && !by_jumps) {
             say("sign.current", wiring_verdict::cannot_say, "neither level nor current moved enough");
         } else if (by_level && by_jumps && (agreement > 0) != (resistance_ohm > 0)) {
@@ -203,26 +206,26 @@ class checker {
             return say("scale.current", wiring_verdict::cannot_say,
                        "the level did not move enough with the current");
         const double cell_mah = charge.moved_uah / charge.level_pct / 10;
-        const std::string about = text("%.0f mAh for the whole range", cell_mah);
-        const std::string raw = text("%.0f", cell_mah);
+        const std::string about = text_of("%.0f mAh for the whole range", cell_mah);
+        const std::string raw = text_of("%.0f", cell_mah);
         const bool has_counter = charge.per_mille_of_counter.count() >= 3;
         const double factor = std::abs(static_cast<double>(charge.per_mille_of_counter.quantile(0.5))) / 1000;
         const bool is_far = has_counter && (factor < 0.8 || factor > 1.25);
         const bool is_twice = factor < 0.55 || factor > 1.8;
         if (is_far)
             return say("scale.current", is_twice ? wiring_verdict::wrong : wiring_verdict::doubtful,
-                       text("counts %.2f of what charge_counter says; ", factor) + about, raw);
+                       text_of("counts %.2f of what charge_counter says; ", factor) + about, raw);
         const double share = cell_mah / CAPACITY_MAH;
         const bool is_other = share < 0.65 || share > 1.5;
         say("scale.current", is_other ? wiring_verdict::doubtful : wiring_verdict::ok,
-            is_other ? about + text(", and the daemon counts with %.0f", CAPACITY_MAH) : about, raw);
+            is_other ? about + text_of(", and the daemon counts with %.0f", CAPACITY_MAH) : about, raw);
     }
 
     void check_level() {
         if (!has_node("range.capacity", "capacity")) return;
         const value_range& level = values("capacity");
-        const std::string about = text("%lld to %lld", static_cast<long long>(level.least()),
-                                       static_cast<long long>(level.greatest()));
+        const std::string about = text_of("%lld to %lld", static_cast<long long>(level.least()),
+                                          static_cast<long long>(level.greatest()));
         const std::string raw = std::to_string(level.greatest());
         const bool is_far = level.least() < 0 || level.greatest() > 100;
         if (is_far)
@@ -359,7 +362,7 @@ class checker {
                 whole += 1;
             else
                 broken += (broken.empty() ? "" : ", ") + std::string(kind.name) +
-                          text(" has %zu bytes, not %zu", bytes.size(), kind.size);
+                          text_of(" has %zu bytes, not %zu", bytes.size(), kind.size);
             for (const state_place& each : state_places_of(kind)) {
                 const auto value = state_field_text(each, bytes);
                 if (!value) continue;

@@ -27,6 +27,7 @@ struct finding {
     std::string what;         // for a person: "reads 4123 (4.123 V in mV)"
     std::string raw;          // a value as the node has it; empty when there is none
     std::uint64_t count = 0;  // samples or files that it rests on
+    std::string effect;       // what the daemon does, where that is more special than what the table says
 };
 
 // `facts` null: there are no samples.

@@ -36,7 +36,7 @@ test("every packing of a bug report gives byte for byte the same story", () => {
     }
     assert.equal([...whole.matchAll(/^ {41}(>|\d+-)\d+ mV.*stress hours/gm)].length, 5, "the buckets of the trip");
     // Each fact has its line, in the member that has it.
-    const [, member, number] = labMust("story", "--where", "br/folder").match(/Lowered the[^]*?\n +at (FS[^\n:]+):(\d+)\n/);
+    const [, member, number] = labMust("story", "--where", "br/folder").match(/Lowered the[^]*?\n +at (FS[^\n:]+):(\d+) \(toc\.published\)\n/);
     assert.match(get(`br/folder/${member}`).split("\n")[number - 1], /CHG_MGR New ToC setting: v=4350/);
     // One that was cut off costs only what it lost.
     const cut = lab("story", "--strict", "br/cut.tar.gz");
@@ -167,7 +167,7 @@ test("makes the page of a device, which says from where it knows", () => {
         sentence.startsWith("Lowered the top-of-charge voltage from 4450 to 4350 mV"),
     );
     assert.equal(lowered.numbers.filter(([name]) => / °C$/.test(name)).length, 5, "the buckets of the trip");
-    assert.match(Object.fromEntries(lowered.numbers).source, /^FS\/data\/misc\/logd\/logcat\.\d+:\d+$/);
+    assert.match(Object.fromEntries(lowered.numbers).source, /^FS\/data\/misc\/logd\/logcat\.\d+:\d+ \(toc\.published\)$/);
     for (const part of [/of the daemon and none of the \d+ of others/, /Not there: no samples: curves are missing/, /Europe\/Berlin/]) {
         assert.match(JSON.stringify(told), part);
     }

@@ -16,7 +16,8 @@ TEST(LogTable, KnowsEachLineByWhatItSays) {
     EXPECT_EQ(id_of("error setting property str \"a\" to \"b\", result=-1 ---"), "property.not_set");
     EXPECT_EQ(id_of("--- vorn vorn running on platform X\n"), "start.done");
     EXPECT_EQ(id_of("CHG_MGR New ToC setting: v=4350 mV"), "toc.published");
-    for (const auto* none : {"", "%s", "CHG_MGR New ToC setting: w=1", "stress trip is 2"}) EXPECT_EQ(id_of(none), "");
+    for (const auto* none : {"", "%s", "CHG_MGR New ToC setting: w=1", "stress trip is 2"})
+        EXPECT_EQ(id_of(none), "");
     auto ids = lab::log_line_ids();
     std::ranges::sort(ids);
     EXPECT_EQ(std::ranges::adjacent_find(ids), ids.end());

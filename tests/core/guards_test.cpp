@@ -98,6 +98,21 @@ TEST(Guards, StressTripOnlyRisesAndIsRequestedAgainAfterARefusal) {
     EXPECT_EQ(push_vorn_data(10, 4000, INVALID_VALUE, 0, 0, 0, 0), RESULT_REFUSED);
 }
 
+TEST(Guards, StressAsksTwiceForItsTable) {
+    static int asked = 0;
+    for (const auto& [failures, valid] : {std::pair{0, "1"}, {1, "1"}, {2, "0"}}) {
+        asked = -failures;
+        test::start_charge_mgr();
+        test::effects told;
+        EXPECT_EQ(stress_feature_init([](void*, std::int32_t) { return asked++ < 0 ? 1 : 0; },
+                                      [](const void*, std::int32_t) { return 0; }, accept,
+                                      [] { return 0.0F; }, 4000, 25000, 0),
+                  0);
+        EXPECT_THAT(told.take("record stress_start"),
+                    ElementsAre(HasSubstr(std::string("table_valid=") + valid)));
+    }
+}
+
 TEST(Guards, PrechargeTakesNoHoursAndRatesThatAreNone) {
     static float off_hours = 0;
     constexpr float NOT_A_NUMBER = std::numeric_limits<float>::quiet_NaN();

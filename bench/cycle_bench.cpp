@@ -36,21 +36,11 @@ namespace {
 using virtual_device::device;
 using virtual_device::file;
 
-#define BATTERY "/sys/class/power_supply/battery/"
-constexpr std::array<std::pair<const char*, const char*>, 11> NODES = {{
-    {BATTERY "voltage_now", "4000000\n"},
-    {BATTERY "temp", "250\n"},
-    {BATTERY "charge_counter", "3750000\n"},
-    {BATTERY "cycle_count", "12\n"},
-    {BATTERY "capacity", "50\n"},
-    {BATTERY "device/gm30_ui_soc", "50\n"},
-    {BATTERY "current_now", "-300000\n"},
-    {BATTERY "status", "Discharging\n"},
-    {BATTERY "device/cell_vendor_name", "ATL\n"},
-    {"/sys/class/thermal/thermal_zone6/temp", "25000\n"},
-    {"/sys/devices/platform/charger/vbus", "0\n"},
-}};
-#undef BATTERY
+constexpr std::pair<const char*, const char*> NODES[] = {
+#define VORN_NODE(path, text) {path, text "\n"},
+#include "tests/support/ordinary_device.def"
+#undef VORN_NODE
+};
 
 // The wall clock is set and the stress property as the daemon leaves it, so that no reboot is asked for.
 device& ordinary_device() {
@@ -68,7 +58,7 @@ constexpr std::int64_t WARM_UP_S = 3 * 86400;
 void daemon_cycle_on_virtual_device(benchmark::State& state) {
     device& on = ordinary_device();
     file& voltage = on.at(NODES[0].first);
-    file& current = on.at(NODES[6].first);
+    file& current = on.at(NODES[8].first);
     std::array<std::string, 512> voltages;
     std::array<std::string, 512> currents;
     for (std::size_t i = 0; i < voltages.size(); ++i) {

@@ -100,23 +100,14 @@ int property_set(const char*, const char*) {
 
 namespace {
 
-#define BATTERY "/sys/class/power_supply/battery/"
-constexpr std::array<std::pair<const char*, const char*>, 12> FILES = {{
-    {BATTERY "voltage_now", "4000000\n"},
-    {BATTERY "temp", "250\n"},
-    {BATTERY "charge_counter", "3750000\n"},
-    {BATTERY "cycle_count", "12\n"},
-    {BATTERY "capacity", "50\n"},
-    {BATTERY "device/gm30_ui_soc", "50\n"},
-    {"/sys/class/thermal/thermal_zone6/temp", "25000\n"},
-    {"/sys/devices/platform/charger/vbus", "0\n"},
-    {BATTERY "current_now", "-300000\n"},
+// What it reads in a cycle, and the vendor, which it reads at start-up only, last.
+constexpr std::pair<const char*, const char*> FILES[] = {
     {"/data/vendor/vorn/mock_n_day_threshold_sec", ""},
-    {BATTERY "status", "Discharging\n"},
-    {BATTERY "device/cell_vendor_name", "ATL\n"},  // read at start-up only
-}};
-#undef BATTERY
-constexpr std::size_t FILES_PER_CYCLE = FILES.size() - 1;
+#define VORN_NODE(path, text) {path, text "\n"},
+#include "tests/support/ordinary_device.def"
+#undef VORN_NODE
+};
+constexpr std::size_t FILES_PER_CYCLE = std::size(FILES) - 1;
 
 // The temporary directory with the files, as `root`; removed at the end.
 class file_tree {

@@ -45,7 +45,7 @@ class Box:
         return Process(outer, program)
 
     def _shell(self, text, *arguments):
-        command = ['sh', '-c', f'PROGRAM_DIR="$0"; . {HERE}/sandbox.sh; {text}', self.programs, self.root, *arguments]
+        command = ['sh', '-c', f'PROGRAM_DIR="$0"; E2E={HERE}; . {HERE}/sandbox.sh; {text}', self.programs, self.root, *arguments]
         return subprocess.Popen(command, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True, errors='replace')
 
 

@@ -2,7 +2,8 @@
 # The real daemon as a process: start-up and two cycles, kill -9, restart. Usage: real_process.sh PATH/TO/vorn
 set -eu
 PROGRAM_DIR=$(cd "$(dirname "$1")" && pwd)
-. "$(dirname "$0")/sandbox.sh"
+E2E=$(dirname "$0")
+. "$E2E/sandbox.sh"
 box=$(mktemp -d)
 trap 'kill -9 $daemon 2>/dev/null || :; rm -rf "$box"' EXIT
 umask 022

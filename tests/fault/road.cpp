@@ -142,17 +142,16 @@ void arrive(virtual_device::device& device, const stop& at, std::int64_t start_s
     constexpr std::int64_t uv_per_mv = 1000;
     device.elapsed_s = at.elapsed_s - start_s;
     device.real_time_s = at.real_time_s;
+#define VORN_NODE(path, text) device.at(path).put(text "\n");
+#include "tests/support/ordinary_device.def"
+#undef VORN_NODE
     put_number(device, "/sys/class/power_supply/battery/voltage_now", at.voltage_mv * uv_per_mv);
     put_number(device, "/sys/class/power_supply/battery/current_now", at.current_ma * uv_per_mv);
     put_number(device, "/sys/class/power_supply/battery/temp", at.temperature_decic);
     put_number(device, "/sys/class/power_supply/battery/capacity", at.capacity_pct);
-    put_number(device, "/sys/class/power_supply/battery/charge_counter", 3000000);
-    put_number(device, "/sys/class/power_supply/battery/cycle_count", 150);
     put_number(device, "/sys/class/power_supply/battery/device/gm30_ui_soc", at.capacity_pct * 100);
     put_number(device, "/sys/class/thermal/thermal_zone6/temp", at.temperature_decic * 100);
-    put_number(device, "/sys/devices/platform/charger/vbus", 5000);
     device.at("/sys/class/power_supply/battery/status").put(std::string(at.status) + "\n");
-    device.at("/sys/class/power_supply/battery/device/cell_vendor_name").put("ATL\n");
     if (!at.mock_threshold_s.empty()) {
         device.at(DATA + "mock_n_day_threshold_sec").put(at.mock_threshold_s + "\n");
     }

@@ -1,31 +1,34 @@
 #include "tests/support/replay.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <ctime>
 
 #include "lab/recordings/trace_course.h"
+#include "lab/session/device_files.h"
 
 namespace test {
 
+namespace {
+
+std::string name_of_node(std::string_view path) {
+    const auto* found = std::ranges::find(lab::DEVICE_NODES, path, &lab::device_file::path);
+    return std::string(found->name);
+}
+
+}  // namespace
+
 trace_rows::trace_rows()
-    : now_{{"voltage_now", "4000000"},
-           {"temp", "250"},
-           {"charge_counter", "3750000"},
-           {"cycle_count", "12"},
-           {"capacity", "50"},
-           {"gm30_ui_soc", "5000"},  // hundredths of a percent
-           {"thermal_zone6_temp", "25000"},
-           {"vbus", "0"},
-           {"current_now", "-300000"},
-           {"status", "Discharging"},
-           {"cell_vendor_name", "ATL"},
-           {"realtime_s", ""},
+    : now_{{"realtime_s", ""},
            {"mock_n_day_threshold_sec", ""},
            {"mock_batt_stress_offset", ""},
            {"batt_precharge_uboottimer", ""},
            {"batt_precharge_ubootflag", ""},
            {"faults", ""}},
       csv_("boot,elapsed_s") {
+#define VORN_NODE(path, text) now_.emplace(name_of_node(path), text);
+#include "tests/support/ordinary_device.def"
+#undef VORN_NODE
     for (const auto& [column, value] : now_) csv_ += "," + column;
     csv_ += "\n";
 }

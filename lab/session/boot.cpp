@@ -99,6 +99,13 @@ void send_number(wire::sender& to, wire::kind what, auto number) {
     to.end();
 }
 
+void send_clocks(wire::sender& to, const device& on) {
+    to.begin(wire::kind::clocks, sizeof on.elapsed_s + sizeof on.real_time_s);
+    to.put_number(on.elapsed_s);
+    to.put_number(on.real_time_s);
+    to.end();
+}
+
 void run_cycles(course& device_course, device& on, boot_wishes wishes, wire::sender& to,
                 wire::shared_state& shared) {
     sampler nodes(on);
@@ -110,7 +117,7 @@ void run_cycles(course& device_course, device& on, boot_wishes wishes, wire::sen
         shared.elapsed_s = on.elapsed_s;
         shared.source_line = device_course.source_line();
         daemon_cycle();
-        if (wishes.cycles) {
+        if (wishes.state || wishes.samples) {
             after.elapsed_s = on.elapsed_s;
             after.real_time_s = on.real_time_s;
             after.daemon = read_daemon_columns();
@@ -118,6 +125,8 @@ void run_cycles(course& device_course, device& on, boot_wishes wishes, wire::sen
             if (wishes.samples) after.seen = nodes.read();
             device_course.truth(after.truth);
             wire::send_cycle(to, after);
+        } else if (wishes.cycles) {
+            send_clocks(to, on);
         }
         if (--until_progress == 0) {
             until_progress = CYCLES_PER_PROGRESS;

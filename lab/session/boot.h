@@ -11,6 +11,7 @@ struct boot_wishes {
     bool events = true;
     bool cycles = true;
     bool samples = true;  // in the cycles
+    bool state = true;    // in the cycles: all that is no sample, but the clocks
 };
 
 // Sets up the device of this process from `image`, runs the daemon until the course ends the boot, and sends

@@ -19,6 +19,8 @@ class listener {
     virtual bool wants_events() const { return true; }
     virtual bool wants_cycles() const { return true; }
     virtual bool wants_samples() const { return wants_cycles(); }  // cycle::seen
+    // More of a cycle than its boot and its clocks.
+    virtual bool wants_state() const { return wants_cycles(); }
 };
 
 }  // namespace lab

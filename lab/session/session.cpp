@@ -128,7 +128,8 @@ class dispatcher {
 
     boot_wishes wishes() const {
         const bool samples = std::ranges::any_of(to_hear_cycles_, &listener::wants_samples);
-        return {!to_hear_events_.empty(), !to_hear_cycles_.empty(), samples};
+        const bool state = std::ranges::any_of(to_hear_cycles_, &listener::wants_state);
+        return {!to_hear_events_.empty(), !to_hear_cycles_.empty(), samples, state};
     }
 
     void take(wire::kind what, std::string_view content) {
@@ -144,6 +145,11 @@ class dispatcher {
                 break;
             case wire::kind::cycle:
                 wire::receive_cycle(body, cycle_);
+                for (listener* each : to_hear_cycles_) each->on_cycle(cycle_);
+                break;
+            case wire::kind::clocks:
+                cycle_.elapsed_s = body.number<std::int64_t>();
+                cycle_.real_time_s = body.number<std::int64_t>();
                 for (listener* each : to_hear_cycles_) each->on_cycle(cycle_);
                 break;
             case wire::kind::progress: {

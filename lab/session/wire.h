@@ -22,9 +22,10 @@
 namespace lab::wire {
 
 enum class kind : std::uint32_t {
-    boot,       // the number of the boot, 64 bits
-    event,      // one effect
-    cycle,      // one cycle is over
+    boot,   // the number of the boot, 64 bits
+    event,  // one effect
+    cycle,  // one cycle is over
+    clocks,  // one cycle is over, of which nobody wants to hear more: its elapsed and its real time, 64 bits each
     progress,   // share of the course, a double
     boot_over,  // the boot ended as the course wanted; what goes to the next one
     failure,    // the course threw; a text

@@ -21,6 +21,7 @@ class cost : public listener {
     void on_event(const event& what) override;
     void on_cycle(const cycle& after) override;
     bool wants_samples() const override { return false; }
+    bool wants_state() const override { return false; }
 
     std::int64_t boots = 0;
     std::int64_t cycles = 0;

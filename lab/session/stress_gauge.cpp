@@ -18,17 +18,29 @@ std::int32_t note_table(const void* table, std::int32_t /*size*/) {
     return 0;
 }
 
-double hours_of(const std::array<float, TEMP_BANDS>& entries, std::int32_t row) {
+}  // namespace
+
+stress_gauge::stress_gauge() {
+    for (std::int32_t i = 0; i < VOLT_BANDS; ++i) {
+        for (std::int32_t k = 0; k < TEMP_BANDS; ++k) {
+            weights_[static_cast<std::size_t>(i)][static_cast<std::size_t>(k)] =
+                volt_stress_factor(i) * temp_stress_factor(k);
+        }
+    }
+}
+
+// Each bucket as stress_contribution() has it, but for its two exponentials, which need more time than all the rest.
+double stress_gauge::hours_of(std::size_t row_index) const {
+    const auto entries = std::bit_cast<row>(seen_[row_index]);
     double sum = 0;
-    for (std::int32_t column = 0; column < TEMP_BANDS; ++column) {
-        const float hours = entries[static_cast<std::size_t>(column)];
+    for (std::size_t column = 0; column < entries.size(); ++column) {
+        const float hours = entries[column];
         if (hours > 0.0F && hours <= STRESS_ENTRY_MAX_H)
-            sum += static_cast<double>(stress_contribution(row, column, hours));
+            sum += static_cast<double>(
+                static_cast<float>(weights_[row_index][column] * static_cast<double>(hours)));
     }
     return sum;
 }
-
-}  // namespace
 
 // A cycle changes one bucket, so eight of nine rows are as they were.
 double stress_gauge::read() {
@@ -38,7 +50,7 @@ double stress_gauge::read() {
         const char* const now = table_in_memory + i * sizeof(row);
         if (std::memcmp(seen_[i].data(), now, sizeof(row)) == 0) continue;
         std::memcpy(seen_[i].data(), now, sizeof(row));
-        row_h_[i] = hours_of(std::bit_cast<row>(seen_[i]), static_cast<std::int32_t>(i));
+        row_h_[i] = hours_of(i);
     }
     return std::round(std::accumulate(row_h_.begin(), row_h_.end(), 0.0) * 1000) / 1000;
 }

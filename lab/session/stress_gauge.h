@@ -11,6 +11,8 @@ namespace lab {
 
 class stress_gauge {
   public:
+    stress_gauge();
+
     // To three decimals, without the offset that a test may set. Entries that the daemon would reject bring nothing.
     double read();
 
@@ -18,8 +20,11 @@ class stress_gauge {
     using row = std::array<float, TEMP_BANDS>;
     using row_bytes = std::array<char, sizeof(row)>;  // by which an entry that is no number is as it was, too
 
-    std::array<row_bytes, VOLT_BANDS> seen_{};  // the table as it was last read
-    std::array<double, VOLT_BANDS> row_h_{};    // what each row of it brings
+    double hours_of(std::size_t row_index) const;
+
+    std::array<std::array<double, TEMP_BANDS>, VOLT_BANDS> weights_{};  // of an hour in each bucket
+    std::array<row_bytes, VOLT_BANDS> seen_{};                          // the table as it was last read
+    std::array<double, VOLT_BANDS> row_h_{};                            // what each row of it brings
 };
 
 }  // namespace lab

@@ -1,6 +1,7 @@
 #include "lab/simulation/simulated_course.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <type_traits>
 
@@ -213,18 +214,20 @@ void simulated_course::truth(std::vector<double>& values) const {
     const auto rounded = [](double value) {
         return static_cast<double>(static_cast<std::int64_t>(value * 1000 + (value < 0 ? -0.5 : 0.5))) / 1000;
     };
-    values = {static_cast<double>(state_.now_s),
-              rounded(phone.cell.soc * 100),
-              rounded(phone.terminal_v * 1000),
-              rounded(phone.flow.current_a * 1000),
-              rounded(phone.heat.battery_c),
-              rounded(phone.ageing.health.capacity * 100),
-              rounded(phone.ageing.health.resistance * 100),
-              static_cast<double>(world_.around().charger),
-              static_cast<double>(world_.now().screen),
-              rounded(level_.pct(model_.battery(), phone.cell.soc, model_.temperature_c(),
-                                 charge_mgr__get_bot_of_charge_mv(), charge_mgr__get_top_of_charge_mv())),
-              rounded(phone.throughput_mah / 2 / scenario_.phone.cell.capacity_mah)};
+    const std::array<double, truth_column_names.size()> now{
+        static_cast<double>(state_.now_s),
+        rounded(phone.cell.soc * 100),
+        rounded(phone.terminal_v * 1000),
+        rounded(phone.flow.current_a * 1000),
+        rounded(phone.heat.battery_c),
+        rounded(phone.ageing.health.capacity * 100),
+        rounded(phone.ageing.health.resistance * 100),
+        static_cast<double>(world_.around().charger),
+        static_cast<double>(world_.now().screen),
+        rounded(level_.pct(model_.battery(), phone.cell.soc, model_.temperature_c(),
+                           charge_mgr__get_bot_of_charge_mv(), charge_mgr__get_top_of_charge_mv())),
+        rounded(phone.throughput_mah / 2 / scenario_.phone.cell.capacity_mah)};
+    values.assign(now.begin(), now.end());
 }
 
 std::string simulated_course::save() const {

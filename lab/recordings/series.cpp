@@ -18,6 +18,22 @@ constexpr std::string_view BOOT_COLUMN = "boot";
 constexpr std::string_view ELAPSED_COLUMN = "elapsed_s";
 constexpr std::size_t NO_FIELD = SIZE_MAX;
 
+// What follows the whole part of a number with so many thousandths, without zeros at the end.
+struct decimals {
+    std::array<char, 4> text;
+    std::uint8_t size;
+};
+constexpr auto DECIMALS = [] {
+    std::array<decimals, 1000> all{};
+    for (std::size_t i = 0; i < all.size(); ++i) {
+        const auto digit = [](std::size_t value) { return static_cast<char>('0' + value % 10); };
+        all[i] = {{'.', digit(i / 100), digit(i / 10), digit(i)}, 4};
+        while (all[i].size > 0 && all[i].text[all[i].size - 1U] == '0') --all[i].size;
+        if (all[i].size == 1) all[i].size = 0;  // nor the point alone
+    }
+    return all;
+}();
+
 // Each writes the text of a number and gives its end.
 template <typename T>
 char* put_shortest(char* at, T value) {
@@ -30,18 +46,6 @@ char* put_number(char* at, std::int64_t value) {
     return small == value ? put_shortest(at, small) : put_shortest(at, value);
 }
 
-// Without zeros at the end, nor the point alone.
-char* put_decimals(char* at, int thousandths) {
-    const char text[] = {'.', static_cast<char>('0' + thousandths / 100),
-                         static_cast<char>('0' + thousandths / 10 % 10),
-                         static_cast<char>('0' + thousandths % 10)};
-    if (thousandths == 0) return at;
-    std::size_t size = sizeof text;
-    while (text[size - 1] == '0') --size;
-    std::memcpy(at, text, sizeof text);
-    return at + size;
-}
-
 // To three decimals, as the phone's own columns have them. Written from an integer, which is several times
 // faster than to find the shortest text of a double.
 char* put_number(char* at, double value) {
@@ -51,7 +55,9 @@ char* put_number(char* at, double value) {
     if (thousandths < 0) *at++ = '-';
     const std::int64_t positive = std::abs(thousandths);
     at = put_number(at, positive / 1000);
-    return put_decimals(at, static_cast<int>(positive % 1000));
+    const decimals& rest = DECIMALS[static_cast<std::size_t>(positive % 1000)];
+    std::memcpy(at, rest.text.data(), rest.text.size());
+    return at + rest.size;
 }
 
 }  // namespace

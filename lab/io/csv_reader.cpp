@@ -26,6 +26,14 @@ std::string place(const std::string& name, std::int64_t line, std::int64_t colum
     return name + ":" + std::to_string(line) + ":" + std::to_string(column) + ": ";
 }
 
+// A whole line whose commas alone say where its fields are, without its end; empty for any other one.
+std::string_view plain_row(std::string_view line) {
+    if (!line.ends_with('\n')) return {};
+    line.remove_suffix(line.ends_with("\r\n") ? 2 : 1);
+    const bool is_plain = line.find('"') == line.npos && line.find('\r') == line.npos;
+    return is_plain ? line : std::string_view();
+}
+
 // Walks over the bytes of one row, counting lines, columns (in characters) and fields.
 struct row_walk {
     std::int64_t line = 1;
@@ -92,7 +100,7 @@ csv_reader::csv_reader(csv_reader&& other) noexcept
       row_(other.row_),
       next_(other.next_),
       text_(std::move(other.text_)),
-      ends_(std::move(other.ends_)),
+      fields_(std::move(other.fields_)),
       row_has_begun_(other.row_has_begun_),
       row_is_complete_(other.row_is_complete_),
       has_surplus_(other.has_surplus_) {}
@@ -119,7 +127,7 @@ void csv_reader::seek(const csv_position& row) {
 
 bool csv_reader::next() {
     text_.clear();
-    ends_.clear();
+    fields_.clear();
     row_has_begun_ = row_is_complete_ = has_surplus_ = false;
     while (!row_is_complete_) {
         if (at_ < buffer_.size() || fill()) {
@@ -132,14 +140,29 @@ bool csv_reader::next() {
     return row_is_complete_;
 }
 
-// Hands the parser the present line, as far as it has been read.
+// Takes the present line, as far as it has been read. Most need no parser.
 void csv_reader::feed_line() {
     const std::string_view ahead = std::string_view(buffer_).substr(at_);
     const std::size_t line_end = ahead.find('\n');
     const std::string_view piece = ahead.substr(0, line_end == ahead.npos ? ahead.npos : line_end + 1);
     if (!row_has_begun_) row_ = next_;
+    const std::string_view plain = row_has_begun_ ? std::string_view() : plain_row(piece);
     row_has_begun_ = row_has_begun_ || piece.find_first_not_of("\r\n") != piece.npos;
 
+    if (plain.empty()) {
+        parse(piece);
+    } else {
+        take_plain_row(plain);
+    }
+    at_ += piece.size();
+    next_.offset += static_cast<std::int64_t>(piece.size());
+    if (row_has_begun_ && next_.offset - row_.offset > std::int64_t{LONGEST_LINE})
+        throw input_error(place(file_.name(), row_.line, 1) + "a row longer than " +
+                          std::to_string(LONGEST_LINE) + " bytes");
+    if (line_end != ahead.npos) ++next_.line;
+}
+
+void csv_reader::parse(std::string_view piece) {
     const std::size_t parsed = csv_parse(
         &parser_, piece.data(), piece.size(),
         [](void* text, std::size_t size, void* self) {
@@ -151,12 +174,6 @@ void csv_reader::feed_line() {
         fail_at(next_.offset + static_cast<std::int64_t>(parsed), "a quote out of place");
     }
     if (has_surplus_) fail(field_count(), "a carriage return outside quotes");
-    at_ += piece.size();
-    next_.offset += static_cast<std::int64_t>(piece.size());
-    if (row_has_begun_ && next_.offset - row_.offset > std::int64_t{LONGEST_LINE})
-        throw input_error(place(file_.name(), row_.line, 1) + "a row longer than " +
-                          std::to_string(LONGEST_LINE) + " bytes");
-    if (line_end != ahead.npos) ++next_.line;
 }
 
 // The last row may lack its line end.
@@ -181,8 +198,20 @@ void csv_reader::take_field(std::string_view text) {
         has_surplus_ = true;
         return;
     }
+    fields_.push_back({text_.size(), text.size()});
     text_.append(text);
-    ends_.push_back(text_.size());
+}
+
+void csv_reader::take_plain_row(std::string_view row) {
+    text_.assign(row);
+    std::size_t begin = 0;
+    for (std::size_t i = 0; i < row.size(); ++i) {
+        if (row[i] != ',') continue;
+        fields_.push_back({begin, i - begin});
+        begin = i + 1;
+    }
+    fields_.push_back({begin, row.size() - begin});
+    row_is_complete_ = true;
 }
 
 void csv_reader::fail(std::size_t field, const std::string& what) const {

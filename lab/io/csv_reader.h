@@ -32,10 +32,9 @@ class csv_reader {
     bool next();
 
     // Of the row last read. A field stays good until the next row is read.
-    std::size_t field_count() const { return ends_.size(); }
+    std::size_t field_count() const { return fields_.size(); }
     std::string_view field(std::size_t index) const {
-        const std::size_t begin = index == 0 ? 0 : ends_[index - 1];
-        return std::string_view(text_).substr(begin, ends_[index] - begin);
+        return {text_.data() + fields_[index].begin, fields_[index].size};
     }
     const csv_position& position() const { return row_; }
 
@@ -51,8 +50,10 @@ class csv_reader {
   private:
     bool fill();
     void feed_line();
+    void parse(std::string_view piece);
     void end_file();
     void take_field(std::string_view text);
+    void take_plain_row(std::string_view row);
     [[noreturn]] void fail_at(std::int64_t offset, const std::string& what) const;
 
     input_file file_;
@@ -62,8 +63,12 @@ class csv_reader {
     std::int64_t buffer_offset_ = 0;  // of buffer_ in the file
     csv_position row_;                // of the row last read, or being read
     csv_position next_;               // of what is parsed next
-    std::string text_;                // the fields, one after the other
-    std::vector<std::size_t> ends_;   // of each field in text_
+    struct field_place {
+        std::size_t begin;
+        std::size_t size;
+    };
+    std::string text_;                 // the fields, one after the other
+    std::vector<field_place> fields_;  // where each stands in text_
     bool row_has_begun_ = false;
     bool row_is_complete_ = false;
     bool has_surplus_ = false;  // more fields came after the end of the row, on its line

@@ -29,7 +29,7 @@ namespace {
 
 constexpr int NO = 1;
 constexpr int TROUBLE = 2;
-constexpr int PROGRAM_FAULT = 3;
+constexpr int NO_ANSWER = 3;
 
 int report(std::string_view message, int exit_status) {
     // A path in it may hold a line end.
@@ -116,6 +116,9 @@ int run(CLI::App& app, int argc, const char* const* argv) {
     } catch (const answer_is_no& answer) {
         std::cout.flush();
         return report(answer.what(), NO);
+    } catch (const no_answer& nothing) {
+        std::cout.flush();
+        return report(std::string("no answer: ") + nothing.what(), NO_ANSWER);
     } catch (const input_error& trouble) {
         return report(trouble.what(), TROUBLE);
     } catch (const std::system_error& refused) {
@@ -123,7 +126,7 @@ int run(CLI::App& app, int argc, const char* const* argv) {
     } catch (const std::bad_alloc&) {
         return report("this machine has not enough memory", TROUBLE);
     } catch (const std::exception& fault) {
-        return report(std::string("a fault of vorn-lab itself: ") + fault.what(), PROGRAM_FAULT);
+        return report(std::string("a fault of vorn-lab itself: ") + fault.what(), NO_ANSWER);
     }
 }
 

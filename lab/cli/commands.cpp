@@ -12,6 +12,7 @@ void add_commands(CLI::App& app) {
     app.require_subcommand(1);
     add_replay_command(app);
     add_simulate_command(app);
+    add_diff_command(app);
     add_report_command(app);
     add_story_command(app);
     add_check_command(app);

@@ -53,16 +53,17 @@ no progress is shown.
 Done, and the answer is yes.
 .It 1
 The answer is no: an expectation did not hold, the daemon crashed,
-two states differ, a state file is damaged, a log has problems,
+two states or two builds differ, a state file is damaged, a log has problems,
 a device is not wired as the daemon expects.
 .It 2
 Trouble with what was given: bad usage, input that cannot be read,
 output that cannot be written;
 one line on standard error says what and where.
 .It 3
-A fault of
+There is no answer: a run that was to be compared did not come about,
+or a fault of
 .Nm
-itself; the line says in which boot and when.
+itself; the line says which, and of a fault in which boot and when.
 .El
 .Sh EXAMPLES
 The records of a device's log:

@@ -41,6 +41,10 @@ template <typename T>
 void take(const ordered_json& from, const char* key, T& into) {
     if (from.contains(key) && !from.at(key).is_null()) from.at(key).get_to(into);
 }
+// JSON has no word for what is no number.
+void take(const ordered_json& from, const char* key, double& into) {
+    if (from.contains(key)) into = from.at(key).is_null() ? NAN : from.at(key).get<double>();
+}
 
 const ordered_json& list_in(const ordered_json& from, const char* key) {
     static const ordered_json NONE = ordered_json::array();

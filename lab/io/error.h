@@ -20,6 +20,11 @@ class expectation_failed : public answer_is_no {
     using answer_is_no::answer_is_no;
 };
 
+// There is no answer (3): something that had to run for it did not. what() is one line.
+class no_answer : public std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
 // A fault of this program (3). what() says what, and where in a run.
 class program_fault : public std::logic_error {
     using std::logic_error::logic_error;

@@ -13,6 +13,7 @@ for (const [name, marker, words] of [
     ["state-files", "<!-- made by: vorn-lab state fields -->\n", ["state", "fields"]],
     ["log", "<!-- made by: vorn-lab story --list -->\n", ["story", "--list"]],
     ["check", "<!-- made by: vorn-lab check --list -->\n", ["check", "--list"]],
+    ["compare", "<!-- made by: vorn-lab diff --classes -->\n", ["diff", "--classes"]],
     ["scenarios", undefined, ["simulate", "--keys"]],
 ]) {
     test(`docs/${name}.md ends in what vorn-lab ${words.join(" ")} says`, () => {

@@ -47,12 +47,12 @@ def read_list(known):
     return listed
 
 
-def program_with(fault, source, program, aside):
-    """The path of the program with the fault in it; None when it does not compile."""
+def program_with(fault, source, program, aside, others=()):
+    """The path of the program with the fault in it, and others of its objects; None when it does not compile."""
     changed = Path(aside) / fault.path
     changed.parent.mkdir(parents=True)
     changed.write_text(source[:fault.start] + fault.text + source[fault.end:])
-    objects = {}
+    objects = dict(others)
     for number, out in enumerate(program.users_of(fault.path.__eq__)):
         objects[out] = Path(aside) / f'{number}.o'
         is_source = fault.path.endswith('.cpp')

@@ -1,4 +1,5 @@
-"""The test program of a build directory, linked anew with some of its objects compiled in another way.
+"""A program of a build directory, the tests' if not another one, linked anew with some of its objects compiled in
+another way.
 
 Nothing of the build directory or of the checkout is touched.
 """
@@ -25,20 +26,20 @@ def fail(message):
 
 
 class TestProgram:
-    def __init__(self, directory):
+    def __init__(self, directory, name=NAME):
         self.directory = Path(directory).resolve()
-        self.path = self.directory / NAME
+        self.path = self.directory / name
         if not self.path.exists():
-            fail(f'{directory}/{NAME} is not there')
+            fail(f'{directory}/{name} is not there')
         self._commands = {}  # object -> how it is compiled
         for entry in json.loads((self.directory / 'compile_commands.json').read_text()):
             words = shlex.split(entry['command'])
             self._commands[words[words.index('-o') + 1]] = words
-        link = shlex.split(self._ninja('-t', 'commands', NAME).strip().split('\n')[-1])
+        link = shlex.split(self._ninja('-t', 'commands', name).strip().split('\n')[-1])
         link = link[link.index('&&') + 1:]
         self._link = link[:link.index('&&')]
         self._files = {}  # object of the program -> what it is compiled from
-        in_program = set(self._ninja('-t', 'inputs', NAME).split())
+        in_program = set(self._ninja('-t', 'inputs', name).split())
         for block in self._ninja('-t', 'deps').split('\n\n'):
             head, *files = block.split('\n')
             out = head.split(':')[0]

@@ -1,4 +1,5 @@
-// Runs vorn-lab, the program in VORN_LAB, as a user would: each test in a folder of its own.
+// Runs vorn-lab, the program in VORN_LAB, as a user would: each test in a folder of its own. A test that fails tells
+// its last command with all that came out of it, and leaves its folder.
 
 import assert from "node:assert/strict";
 import { spawnSync } from "node:child_process";
@@ -8,8 +9,16 @@ import { dirname, join } from "node:path";
 import { afterEach, beforeEach } from "node:test";
 
 let folder;
-beforeEach(() => (folder = mkdtempSync(join(tmpdir(), "vorn-lab-"))));
-afterEach(() => rmSync(folder, { recursive: true }));
+let last; // command of the test
+beforeEach(() => {
+    folder = mkdtempSync(join(tmpdir(), "vorn-lab-"));
+    last = undefined;
+});
+afterEach((ended) => {
+    if (ended?.passed !== false) return rmSync(folder, { recursive: true });
+    console.error(`${ended.name}: its files are in ${folder}`);
+    if (last) console.error(`$ vorn-lab ${last.words.join(" ")}\n${last.stdout}  ! ${last.stderr}\n  ? ${last.status ?? last.signal}`);
+});
 
 export const at = (name) => join(folder, name);
 export const get = (name) => readFileSync(at(name), "latin1");
@@ -22,7 +31,14 @@ export function put(name, content) {
 
 /** {status, stdout, stderr} of the command; labWith gives it a standard input. */
 export function labWith(input, ...words) {
-    return spawnSync(process.env.VORN_LAB, words, { input, cwd: folder, encoding: "utf8", env: { ...process.env, TZ: "Europe/Berlin" } });
+    const done = spawnSync(process.env.VORN_LAB, words, {
+        input,
+        cwd: folder,
+        encoding: "utf8",
+        env: { ...process.env, TZ: "Europe/Berlin" },
+    });
+    last = { words, ...done };
+    return done;
 }
 export const lab = (...words) => labWith("", ...words);
 

@@ -2,6 +2,7 @@
 // whatever that left.
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <filesystem>
 #include <iostream>
 #include <memory>
@@ -27,6 +28,7 @@ namespace {
 
 struct report_options {
     std::vector<std::string> inputs;
+    std::vector<std::string> beside;  // the two files of a second run
     std::string output;
     std::string title;
     std::string zone;
@@ -35,10 +37,12 @@ struct report_options {
 void check(const report_options& options) {
     std::vector<named_file> inputs;
     std::size_t piped = 0;
-    for (const std::string& each : options.inputs) {
-        inputs.push_back({"EVIDENCE", each});
-        piped += each == "-" ? 1 : 0;
-    }
+    const auto note = [&](const std::string& role, const std::vector<std::string>& paths) {
+        for (const std::string& each : paths) inputs.push_back({role, each});
+        piped += static_cast<std::size_t>(std::count(paths.begin(), paths.end(), "-"));
+    };
+    note("EVIDENCE", options.inputs);
+    note("--beside", options.beside);
     require_distinct_files(inputs, {{"--output", options.output}});
     if (piped > 1) throw input_error("EVIDENCE: standard input is there once only");
 }
@@ -76,23 +80,49 @@ std::optional<run_files> as_run(const std::vector<std::string>& inputs) {
     return std::nullopt;
 }
 
-void write_report_of_run(const report_options& options, run_files files) {
-    series_reader series(std::move(files.series));
-    const bool has_samples = series.has_samples();
-    event_reader events(std::move(files.events));
-    const boot_clocks clocks = has_samples ? boot_clocks() : boot_clocks(events);
-    const std::string title =
-        options.title.empty() ? std::filesystem::path(files.events_path).stem().string() : options.title;
-    report::facts facts{title, "files", has_samples, series.truth_names()};
-    // A simulated phone always has a clock.
-    if (facts.truth_names.empty()) facts.made_up_clock_s = DEFAULT_WALL_CLOCK_S;
-    facts.source = files.events_path;
-    facts.digest = digest_text(files.events_path);
-    report_recorder recorder(options.output, std::move(facts), {});
-    std::vector<listener*> listeners;
-    recorder.listen(listeners);
-    tell_from_files(std::move(events), std::move(series), clocks, listeners);
-    recorder.finish();
+// A run from its files, opened, and what they say of it.
+class told_run {
+  public:
+    told_run(run_files files, const std::string& title)
+        : series_(std::move(files.series)),
+          events_(std::move(files.events)),
+          clocks_(series_.has_samples() ? boot_clocks() : boot_clocks(events_)),
+          facts_{title.empty() ? std::filesystem::path(files.events_path).stem().string() : title, "files",
+                 series_.has_samples(), series_.truth_names()} {
+        // A simulated phone always has a clock.
+        if (facts_.truth_names.empty()) facts_.made_up_clock_s = DEFAULT_WALL_CLOCK_S;
+        facts_.source = files.events_path;
+        facts_.digest = digest_text(files.events_path);
+    }
+
+    const report::facts& facts() const { return facts_; }
+    // To be called once; `heard` is a report_recorder or a second_run.
+    void tell(auto& heard) {
+        std::vector<listener*> listeners;
+        heard.listen(listeners);
+        tell_from_files(std::move(events_), std::move(series_), clocks_, listeners);
+    }
+
+  private:
+    series_reader series_;
+    event_reader events_;
+    boot_clocks clocks_;
+    report::facts facts_;
+};
+
+void write_report_of_run(const report_options& options, run_files files, std::optional<run_files> beside) {
+    told_run run(std::move(files), options.title);
+    std::optional<told_run> other;
+    if (beside) other.emplace(std::move(*beside), "");
+    report_recorder recorder(options.output, run.facts(), {});
+    run.tell(recorder);
+    report_recorder::ending ending;
+    std::optional<second_run> second;
+    if (other) {
+        other->tell(second.emplace(other->facts(), device_image()));
+        ending.other = &second->finished();
+    }
+    recorder.finish(ending);
     recorder.file().commit();
 }
 
@@ -108,8 +138,13 @@ void write_report_of_device(const report_options& options) {
 
 void write_report(const report_options& options) {
     check(options);
-    if (auto run = as_run(options.inputs)) {
-        write_report_of_run(options, std::move(*run));
+    auto run = as_run(options.inputs);
+    auto beside = as_run(options.beside);
+    if (!options.beside.empty() && !(run && beside))
+        throw input_error("--beside: " + (run ? options.beside : options.inputs).front() +
+                          ": not the events of a run, with its series");
+    if (run) {
+        write_report_of_run(options, std::move(*run), std::move(beside));
     } else {
         write_report_of_device(options);
     }
@@ -131,6 +166,11 @@ void add_report_command(CLI::App& app) {
     command.add_option("-o,--output", options->output, "The page; - is standard output")
         ->type_name("FILE")
         ->required();
+    command
+        .add_option("--beside", options->beside,
+                    "Events and series of a second run, to draw and to compare with the first")
+        ->type_name("FILE")
+        ->expected(2);
     command.add_option("--title", options->title, "Its title; without, the name of the input")
         ->type_name("TEXT");
     command.add_option("--timezone", options->zone, "The device's zone, over the one of its properties")

@@ -254,3 +254,29 @@ test("bad input is refused in one line that says what and where, and nothing is 
         assert.equal(get("old.html"), "old");
     }
 });
+
+test("a second run stands beside the first, with what only one of the two decided", async () => {
+    const set = (elapsed, value) =>
+        `${JSON.stringify({ boot: 1, elapsed, event: "property_set", name: "persist.vendor.vorn.toc", value, result: -1 })}\n`;
+    const row = (t, voltage) => `1,${t}${",0".repeat(23)},${START_S + t},${voltage},,,,1\n`;
+    put("one.jsonl", set(10, "4350"));
+    put("one.csv", SERIES_HEADER + row(0, 4000000) + row(600, 4100000));
+    put("two.jsonl", "");
+    put("two.csv", SERIES_HEADER + row(0, 4000000) + row(600, 4200000));
+    labMust("report", "one.jsonl", "one.csv", "--beside", "two.csv", "two.jsonl", "-o", "page.html");
+    const { html, run } = await takeApart("page.html");
+    assert.equal(run.other.title, "two");
+    assert.deepEqual(
+        run.other.differences.map(({ of_second: ofSecond, t }) => [ofSecond, t]),
+        [[false, 10]],
+    );
+    const bytes = await unpack(html.match(/<script id="other-samples" type="text\/plain">([^<]*)</)[1]);
+    const columns = readColumns(bytes, run.other.samples.columns, run.other.samples.rows);
+    assert.deepEqual([...columns["voltage_mv.least"]], [4000, 4200]);
+
+    assert.match(labRefuses("report", "one.jsonl", "one.csv", "--beside", "two.csv", "two.csv", "-o", "page.html"), /--beside: two.csv/);
+    assert.match(labRefuses("report", "one.csv", "--beside", "two.jsonl", "two.csv", "-o", "page.html"), /--beside: one.csv/);
+    assert.match(labRefuses("report", "-", "one.csv", "--beside", "-", "two.csv", "-o", "page.html"), /standard input/);
+    labRefuses("report", "one.jsonl", "one.csv", "--beside", "two.jsonl", "two.csv", "-o", "two.csv");
+    assert.match(get("two.csv"), /^boot/);
+});

@@ -59,6 +59,7 @@ function makePages() {
     execFileSync(VORN_LAB, ["simulate", "--quiet", join(SOURCE, "scenarios/ordinary_week.toml"), "--report", page("week")], inFolder);
     execFileSync(VORN_LAB, ["simulate", "--quiet", join(SOURCE, "scenarios/desk_charger.toml"), "--report", page("desk")], inFolder);
     assert.throws(() => simulate("trouble", TROUBLE), "its expectation fails");
+    execFileSync(VORN_LAB, ["simulate", "--quiet", join(SOURCE, "scenarios/lying_gauge.toml"), "--report", page("lying")], inFolder);
     simulate("lowered", `[[phase]]\nfor = "11 d"\ncharger = "wall"\nambient_c = 24\n`);
     pages.memoryMb = Number(execFileSync(MAKE_TEN_YEARS, [page("decade")], inFolder));
     write("clock.csv", TRACE_WITHOUT_CLOCK);
@@ -69,6 +70,14 @@ function makePages() {
     write("empty.csv", header);
     write("empty.jsonl", "");
     execFileSync(VORN_LAB, ["report", "empty.jsonl", "empty.csv", "-o", page("empty")], inFolder);
+    const table = Buffer.alloc(396);
+    const written = (elapsed, hours) => {
+        table.writeFloatLE(hours, 4 * 3);
+        table.writeFloatLE(7, 4 * 50);
+        return `${JSON.stringify({ boot: 1, elapsed, event: "write", path: "/mnt/vendor/nvcfg/vorn/batt_stress", result: 396, data: table.toString("hex") })}\n`;
+    };
+    write("life.jsonl", written(10, 100) + written(3610, 103));
+    execFileSync(VORN_LAB, ["report", "life.jsonl", "empty.csv", "-o", page("life")], inFolder);
     write("evil.jsonl", `${JSON.stringify({ boot: 1, elapsed: 0, event: "log", priority: 6, tag: "vorn", text: EVIL })}\n`);
     execFileSync(VORN_LAB, ["report", "evil.jsonl", "empty.csv", "-o", page("evil"), "--title", EVIL], inFolder);
 }
@@ -144,6 +153,14 @@ function columnsWith(chart, [from, to], colour) {
     return count;
   })()`);
 }
+
+/** Something of the panel with a title, as an expression on it. */
+const panel = (title, expression, about = (found) => found) =>
+    browser.run(
+        about(
+            `[...document.querySelectorAll("#charts .panel")].find((each) => each.querySelector("h3").firstChild.data === "${title}")${expression}`,
+        ),
+    );
 const BLUE = [0x24, 0x60, 0xc0]; // --voltage
 
 for (const name of ["week", "decade"]) {
@@ -340,14 +357,55 @@ describe("what the page says is so", () => {
 
     test("counts have no room below zero, and hidden decisions no mark", async () => {
         await openWide(pages.week);
-        const least = await browser.run(
-            `[...document.querySelectorAll("#charts .panel")].filter((each) => /Stress hours|full cycles/.test(each.textContent)).length`,
-        );
-        assert.equal(least, 2);
+        for (const title of ["Stress hours", "Capacity left", "Equivalent full cycles", "Resistance", "True resistance"]) {
+            const [low] = (await panel(title, `.querySelector(".uplot").dataset.height`)).split(" ").map(Number);
+            assert.ok(low >= 0, `${title} from ${low}`);
+        }
         const marks = () => browser.run(COLOURED).then((counts) => counts.at(-1));
         const before = await marks();
-        for (const chip of ["#story-filter button:first-child"]) await click(chip);
+        await click("#story-filter button:first-child");
         assert.ok((await marks()) < before, "the mark of the finding is gone");
+    });
+
+    test("the errors are what stands above them, against the truth, and a hidden series is not read out", async () => {
+        await openWide(pages.lying, `#t=${4 * HOUR}&span=${HOUR}`);
+        await browser.settle();
+        await pointAt(4 * HOUR);
+        const values = async (title) =>
+            Object.fromEntries(
+                await panel(
+                    title,
+                    `.querySelectorAll(".entry")`,
+                    (entries) =>
+                        `[...${entries}].map((each) => [each.querySelector(".key").textContent, Number(each.querySelector(".value").textContent)])`,
+                ),
+            );
+        const said = await values("State of charge");
+        const errors = await values("Error of the state of charge");
+        assert.ok(said.Gauge - said.True > 20, "a gauge that lies");
+        for (const name of ["Estimated", "Displayed", "Gauge"])
+            assert.ok(Math.abs(errors[name] - (said[name] - said.True)) < 0.11, `${name}: ${JSON.stringify([said, errors])}`);
+        assert.match(await panel("Error of the state of charge", ".textContent"), /points against true/);
+        assert.match(await text("values"), /Gauge/);
+        await browser.run(
+            `[...document.querySelectorAll("#charts .key")].filter((each) => /Gauge/.test(each.textContent)).forEach((each) => each.click())`,
+        );
+        await pointAt(4 * HOUR + 60);
+        assert.doesNotMatch(await text("values"), /Gauge/);
+        assert.match(await panel("Error of the state of charge", `.querySelector(".plot").getAttribute("aria-label")`), /Gauge hidden/);
+    });
+
+    test("the map tells the hours of this run from those of the life", async () => {
+        await openWide(pages.life);
+        const cells = () =>
+            browser.run(`[...document.querySelectorAll(".heat .bucket")].map((each) => each.textContent).filter(Boolean).join(" ")`);
+        const choose = (label) =>
+            browser.run(`[...document.querySelectorAll("#histogram label")].find((each) => each.textContent === "${label}").click()`);
+        assert.equal(await cells(), "7.0 103");
+        await choose("Hours of this run");
+        assert.equal(await cells(), "3.0");
+        await choose("Hours");
+        assert.equal(await cells(), "7.0 103");
     });
 });
 

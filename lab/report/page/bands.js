@@ -13,18 +13,20 @@ import { AXIS_HEIGHT, FONT, GUTTER, RIGHT_EDGE, TimePlot } from "./plot.js";
 const LABEL_HEIGHT = 16;
 const BAR_HEIGHT = 14;
 const GAP = 8;
+const KEY_SIZE = 9; // of the square that shows a pattern
+const KEY_GAP = 12;
 const LEAST_BAR = 2;
 const REACH = 8; // pixels within which a mark is pointed at
 
 export class Bands extends TimePlot {
-  /** @param {{samples: any, run: any, axis: any, clock: any}} parts */
-  constructor({ samples, run, axis, clock }) {
+  /** @param {{samples: any, run: any, axis: any, clock: any, width: number}} parts width: of the chart when it is opened */
+  constructor({ samples, run, axis, clock, width }) {
     super(axis, clock, true);
     this.samples = samples;
     this.decisions = run.story.decisions;
     this.happenings = run.happenings;
     this.gaps = run.gaps.gaps.map(([from, to, isOff]) => ({ from, to, isOff: isOff === 1 }));
-    this.rows = this.#rows();
+    this.rows = this.#rows(width - GUTTER - RIGHT_EDGE);
     this.states = [...STACKS.flatMap(({ states }) => states), ...FLAGS].map(({ name }) => name).filter((name) => samples.hasState(name));
     this.text = make("span", { className: "value" }, "");
     this.holder.setAttribute("role", "img");
@@ -37,9 +39,11 @@ export class Bands extends TimePlot {
     );
   }
 
-  #rows() {
+  #rows(width) {
     const rows = [];
-    const add = (label, height, draw, keys = []) => rows.push({ label, height, draw, keys });
+    const on = document.createElement("canvas").getContext("2d");
+    on.font = FONT;
+    const add = (label, height, draw, keys = []) => rows.push({ height, draw, words: placeWords(on, width, label, keys) });
     for (const stack of STACKS) {
       const states = stack.states.filter(({ name }) => this.samples.hasState(name));
       if (states.length) add(stack.label, stack.height, (u, top) => this.#drawStack(u, top, stack.height, states), states);
@@ -53,7 +57,8 @@ export class Bands extends TimePlot {
     if (this.decisions.length) add("Decisions", BAR_HEIGHT, (u, top) => this.#drawDecisions(u, top));
     let top = 0;
     for (const row of rows) {
-      row.top = top + LABEL_HEIGHT;
+      row.labelTop = top;
+      row.top = top + row.words.at(-1).y + LABEL_HEIGHT;
       top = row.top + row.height + GAP;
     }
     this.height = top;
@@ -85,7 +90,7 @@ export class Bands extends TimePlot {
     u.ctx.font = FONT.replace(/\d+/, (size) => String(Number(size) * devicePixelRatio));
     for (const row of this.rows) {
       const top = u.bbox.top + row.top * devicePixelRatio;
-      this.#drawLabel(u, top - 5 * devicePixelRatio, row);
+      this.#drawWords(u, row);
       u.ctx.fillStyle = css("--track");
       u.ctx.fillRect(u.bbox.left, top, u.bbox.width, row.height * devicePixelRatio);
       row.draw(u, top);
@@ -95,20 +100,17 @@ export class Bands extends TimePlot {
   }
 
   /** The row's name, and what its patterns mean. */
-  #drawLabel({ ctx, bbox }, y, { label, keys }) {
-    const size = 9 * devicePixelRatio;
-    let x = bbox.left;
-    ctx.fillStyle = css("--muted");
-    ctx.fillText(label, x, y);
-    x += ctx.measureText(label).width;
-    for (const key of keys) {
-      x += 12 * devicePixelRatio;
-      ctx.fillStyle = patternFill(ctx, key.pattern);
-      ctx.fillRect(x, y - size + devicePixelRatio, size, size);
-      x += size + 4 * devicePixelRatio;
+  #drawWords({ ctx, bbox }, row) {
+    for (const word of row.words) {
+      const x = bbox.left + word.x * devicePixelRatio;
+      const y = bbox.top + (row.labelTop + word.y + LABEL_HEIGHT - 5) * devicePixelRatio;
+      if (word.pattern) {
+        const size = KEY_SIZE * devicePixelRatio;
+        ctx.fillStyle = patternFill(ctx, word.pattern);
+        ctx.fillRect(x - (KEY_SIZE + 4) * devicePixelRatio, y - size + devicePixelRatio, size, size);
+      }
       ctx.fillStyle = css("--muted");
-      ctx.fillText(key.label, x, y);
-      x += ctx.measureText(key.label).width;
+      ctx.fillText(word.text, x, y);
     }
   }
 
@@ -222,6 +224,19 @@ export class Bands extends TimePlot {
     this.text.textContent = words.join(" · ");
     return words;
   }
+}
+
+/** Where the words above a row stand: its label and then its keys, as many to a line as fit into the width. */
+function placeWords(on, width, label, keys) {
+  const words = [{ text: label, x: 0, y: 0, pattern: null }];
+  let [x, y] = [on.measureText(label).width, 0];
+  for (const key of keys) {
+    const long = KEY_SIZE + 4 + on.measureText(key.label).width;
+    if (x + KEY_GAP + long > width) [x, y] = [-KEY_GAP, y + LABEL_HEIGHT];
+    words.push({ text: key.label, x: x + KEY_GAP + KEY_SIZE + 4, y, pattern: key.pattern });
+    x += KEY_GAP + long;
+  }
+  return words;
 }
 
 /** What to say of a moment without a sample. */

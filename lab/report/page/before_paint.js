@@ -1,5 +1,5 @@
-// Before the first paint: the theme that the reader chose, or the system's; and a word when nothing else can start, also in
-// a browser that knows nothing of what the page's script is written in.
+// Before the first paint: the theme that the reader chose, or the system's (with forced colours always that); and a word
+// when nothing else can start, also in a browser that knows nothing of what the page's script is written in.
 (function () {
   var root = document.documentElement;
   var theme = null;
@@ -8,7 +8,8 @@
   } catch (error) {
     theme = null;
   }
-  if (!theme) theme = matchMedia("(prefers-color-scheme: dark)").matches ? "dark" : "light";
+  if (!theme || matchMedia("(forced-colors: active)").matches)
+    theme = matchMedia("(prefers-color-scheme: dark)").matches ? "dark" : "light";
   root.setAttribute("data-theme", theme);
   addEventListener("error", function (event) {
     var broken = document.getElementById("cannot-start");

@@ -22,7 +22,7 @@ export class Charts {
     const panels = PANELS.filter(({ channels }) => channels.some(({ name }) => samples.has(name)));
     this.charts = panels.map((panel) => new Chart(panel, samples, this.axis, clock, run.other !== null));
     for (const { panel, unit } of this.charts) if (panel.title.startsWith("Error")) unit.textContent = ` ${panel.unit} ${errorsAgainst}`;
-    this.bands = new Bands({ samples, run, axis: this.axis, clock });
+    this.bands = new Bands({ samples, run, axis: this.axis, clock, width: $("charts").clientWidth });
     this.ruler = new Ruler(this.axis, clock);
     /** @type {import("./plot.js").TimePlot[]} */
     this.all = []; // that are open

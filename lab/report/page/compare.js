@@ -1,10 +1,10 @@
 // A second run beside the first: its curves, and the decisions that only one of the two took.
 
-import { $, make, toggle } from "./dom.js";
+import { $, longList, make, toggle } from "./dom.js";
 import { number, plural } from "./format.js";
 import { WEIGHTS } from "./panels.js";
 
-const DIFFERENCES_SHOWN = 100;
+const DIFFERENCES_SHOWN = 12;
 
 /** `show(t)` moves the axis, `draw(isOn)` puts the other run's curves into the charts. */
 export function fillOther(other, title, clock, show, draw) {
@@ -24,18 +24,20 @@ export function fillOther(other, title, clock, show, draw) {
         : `${plural(seen, "decision")} of one run alone, the first ones first; ${number(same)} are the same.`,
     ),
   );
-  const items = differences.slice(0, DIFFERENCES_SHOWN).map((each) => {
+  const item = (each) => {
     const button = make("button", { type: "button", className: "plain" }, clock.short(each.t));
     button.addEventListener("click", () => show(each.t));
     return make(
       "li",
-      {},
+      { className: each.weight },
       make("span", { className: "glyph", "aria-hidden": "true" }, WEIGHTS[each.weight].glyph),
       button,
       make("b", {}, each.of_second ? other.title : title),
       make("span", {}, each.sentence),
     );
-  });
-  if (items.length) body.append(make("ol", { className: "differences" }, ...items));
-  if (seen > items.length) body.append(make("p", { className: "muted small" }, `${plural(seen - items.length, "further one")} left out.`));
+  };
+  if (!seen) return;
+  const left = plural(seen - differences.length, "further one");
+  body.append(longList(differences, DIFFERENCES_SHOWN, (some) => make("ol", { className: "differences" }, ...some.map(item))));
+  if (seen > differences.length) body.append(make("p", { className: "muted small" }, `${left} left out.`));
 }

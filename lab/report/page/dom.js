@@ -32,3 +32,13 @@ export function table(headings, rows) {
   );
   return make("table", {}, make("thead", {}, head), make("tbody", {}, ...body));
 }
+
+/** The first ones of many in what `draw` makes of them, and a button for all; on paper a word of how many are not there. */
+export function longList(items, count, draw) {
+  const holder = make("div", {}, draw(items.slice(0, count)));
+  if (items.length <= count) return holder;
+  const more = make("button", { type: "button", className: "quiet" }, `Show all ${items.length.toLocaleString("en")}`);
+  more.addEventListener("click", () => holder.replaceChildren(draw(items)));
+  holder.append(more, make("p", { className: "paper" }, `Not printed: ${(items.length - count).toLocaleString("en")} more.`));
+  return holder;
+}

@@ -97,7 +97,7 @@ export class TimePlot {
       },
       hooks: {
         // What the chart really shows, for whoever looks from outside.
-        setScale: [(u, key) => key === "x" && (u.root.dataset.shown = `${u.scales.x.min} ${u.scales.x.max}`)],
+        setScale: [(u, key) => (u.root.dataset[key === "x" ? "shown" : "height"] = `${u.scales[key].min} ${u.scales[key].max}`)],
         setSelect: [(u) => takeSelection(u, axis)],
         draw: [(u) => (draw(u), drawMark(u, this.mark))],
       },

@@ -37,9 +37,8 @@ async function load() {
 
 function fillNote({ cycles, cycles_per_bucket: per }, samples) {
   if (per === 1) return;
-  const step = samples.stepAt(samples.first[samples.count - 1]);
   $("charts-note").textContent =
-    `${number(cycles)} cycles are drawn in steps of ${number(per)} (${duration(step)} at the end of the run), each with its ` +
+    `${number(cycles)} cycles are drawn in steps of ${number(per)} (${duration(samples.longestStep())}), each with its ` +
     "mean, its least and its greatest value: no peak is lost. Around the daemon’s actions every cycle is kept.";
 }
 

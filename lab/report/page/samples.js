@@ -121,6 +121,10 @@ export class Samples {
     return this.count ? this.end[i] - this.first[i] : 0;
   }
 
+  longestStep() {
+    return this.first.reduce((longest, first, i) => Math.max(longest, this.end[i] - first), 0);
+  }
+
   /** The shortest stretch worth showing around t. */
   leastSpan(t) {
     return COARSE_STEPS * this.stepAt(t);

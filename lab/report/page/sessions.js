@@ -1,6 +1,6 @@
 // Each stretch of time on a charger: when, how much, how warm, and why it ended.
 
-import { make, table } from "./dom.js";
+import { longList, make, table } from "./dom.js";
 import { HOUR, duration, number, plural } from "./format.js";
 
 const SESSIONS_SHOWN = 50; // more are made when asked for
@@ -19,21 +19,17 @@ export function fillSessions(place, { sessions, seen }, clock, show) {
   const total = sessions.reduce((sum, each) => sum + each.mah, 0) / 1000;
   const count = Math.max(seen, sessions.length);
   place.append(make("p", { className: "muted" }, `${plural(count, "charge")}, ${number(total, 2)} Ah in all.`));
-  const holder = make("div", { className: "scroll", tabIndex: 0, role: "region", "aria-label": "Charge sessions" });
-  const fill = (shown) =>
-    holder.replaceChildren(
+  const headings = ["From", "Lasted", "Charge", "State of charge", "Peak", "Ended"];
+  const draw = (some) =>
+    make(
+      "div",
+      { className: "scroll", tabIndex: 0, role: "region", "aria-label": "Charge sessions" },
       table(
-        ["From", "Lasted", "Charge", "State of charge", "Peak", "Ended"],
-        shown.map((each) => row(each, clock, show)),
+        headings,
+        some.map((each) => row(each, clock, show)),
       ),
     );
-  fill(sessions.slice(0, SESSIONS_SHOWN));
-  place.append(holder);
-  if (sessions.length > SESSIONS_SHOWN) {
-    const more = make("button", { type: "button", className: "quiet" }, `Show all ${number(sessions.length)}`);
-    more.addEventListener("click", () => (fill(sessions), more.remove()));
-    place.append(more);
-  }
+  place.append(longList(sessions, SESSIONS_SHOWN, draw));
   if (count > sessions.length) place.append(make("p", { className: "muted small" }, `The first ${number(sessions.length)} are kept.`));
 }
 

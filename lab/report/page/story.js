@@ -57,6 +57,8 @@ export class Story {
       const text = this.decisions.length ? "None of this kind." : "The daemon took no decision in this run.";
       this.list.append(make("li", { className: "empty" }, text));
     }
+    const left = this.decisions.length - this.shown.length;
+    $("story-print").textContent = left ? `Not printed: ${plural(left, "decision")} that the filter on the screen hides.` : "";
     this.on.filter(this.shown);
     if (this.chosen && this.shown.includes(this.chosen)) this.mark(this.chosen);
     else this.#stopAt(this.list.querySelector("button"));

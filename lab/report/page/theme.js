@@ -42,8 +42,8 @@ export function startTheme(onChange) {
     apply(isDark);
     onChange();
   };
-  system.addEventListener("change", () => !kept() && change(system.matches));
-  forced.addEventListener("change", () => change(root.dataset.theme === "dark"));
+  const wanted = () => (forced.matches || !kept() ? system.matches : kept() === "dark");
+  for (const each of [system, forced]) each.addEventListener("change", () => change(wanted()));
   $("theme").addEventListener("click", () => {
     const isDark = root.dataset.theme !== "dark";
     keep(isDark ? "dark" : "light");

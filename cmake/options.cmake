@@ -23,6 +23,9 @@ target_compile_options(vorn_daemon_options INTERFACE $<$<CXX_COMPILER_ID:GNU>:-W
 # Hardening of the daemon. Fortify needs an optimised build; it and the sanitizers' own checks get in each
 # other's way.
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+# For an executable: what goes into a shared library may be replaced when it is loaded, so that no call of a function
+# that others see could be inlined.
+target_compile_options(vorn_daemon_options INTERFACE -fPIE)
 target_compile_options(vorn_daemon_options INTERFACE -fstack-protector-strong -fstack-clash-protection)
 # Indirect jumps land only where one may, returns go only where they came from, where the processor checks it.
 if(CMAKE_SYSTEM_PROCESSOR MATCHES "aarch64|arm64")

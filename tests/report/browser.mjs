@@ -28,7 +28,7 @@ export class Browser {
             args: [...FLAGS, `--user-data-dir=${browser.profile}`],
             ignoreDefaultArgs: true,
             pipe: true,
-            protocolTimeout: 60000,
+            protocolTimeout: 120000,
         });
         browser.page = await browser.process.newPage();
         browser.#watch();
@@ -66,7 +66,7 @@ export class Browser {
         return this.page.evaluate(expression);
     }
 
-    until(expression, timeout = 20000) {
+    until(expression, timeout = 60000) {
         return this.page.waitForFunction(expression, { timeout, polling: 20 });
     }
 

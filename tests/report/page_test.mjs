@@ -530,6 +530,130 @@ test("the wheel zooms about the pointer, and a series can be hidden", async () =
     assert.ok((await browser.run(COLOURED))[0] < before);
 });
 
+test("the moment and the time axis stay in view, and a phone's fingers move and zoom the charts", async () => {
+    const isInView = (selector) =>
+        browser.run(
+            `(({ top, bottom }) => top >= 0 && bottom <= innerHeight)(document.querySelector("${selector}").getBoundingClientRect())`,
+        );
+    for (const width of [1440, 390]) {
+        await browser.resize(width, 844, width === 390);
+        await browser.open(pages.week);
+        await browser.run(`document.querySelector("#charts .panel:last-child").scrollIntoView({ behavior: "instant" })`);
+        await browser.settle();
+        for (const selector of ["#moment", "#values", "#ruler .uplot"]) assert.ok(await isInView(selector), `${selector} at ${width} px`);
+    }
+    const touch = await browser.page.createCDPSession();
+    const fingers = (type, ...xs) => touch.send("Input.dispatchTouchEvent", { type, touchPoints: xs.map((x, id) => ({ x, y, id })) });
+    await browser.run(`document.getElementById("time").scrollIntoView({ behavior: "instant" })`);
+    const [x, y, plot] = await middleOf("#charts .u-over");
+    const [[from, to]] = await shown();
+    await fingers("touchStart", x - 30, x + 30);
+    await fingers("touchMove", x - 60, x + 60);
+    await fingers("touchEnd");
+    await browser.settle();
+    const [[min, max]] = await shown();
+    assert.ok(Math.abs((max - min) / (to - from) - 0.5) < 0.05, "twice as far apart");
+    assert.ok(Math.abs((min + max - from - to) / 2) < 0.05 * (to - from), "about the middle of the fingers");
+    await fingers("touchStart", x);
+    for (const moved of [10, 20, 30]) await fingers("touchMove", x - moved);
+    await fingers("touchEnd");
+    await browser.settle();
+    const [[later]] = await shown();
+    assert.ok(Math.abs(later - min - (30 / plot) * (max - min)) < (12 / plot) * (max - min), `${later - min} s later`);
+    await click("#decisions button");
+    assert.ok(await browser.run(`document.getElementById("back").checkVisibility()`));
+    await browser.run(`document.documentElement.style.scrollBehavior = "auto"`);
+    await click("#back");
+    assert.ok(await isInView("#story-heading"), "the way back to the list");
+});
+
+test("a decision and a line can be copied as links, with a clipboard and without", async () => {
+    await openWide(pages.week);
+    const copy = async (selector) => {
+        await click(selector);
+        return browser.run("window.copied");
+    };
+    await browser.run(`navigator.clipboard.writeText = (text) => ((window.copied = text), Promise.resolve())`);
+    await click("#decisions li:nth-child(2) button");
+    assert.match(await copy("#decisions .link"), /^file:.*#t=\d+&span=86400&d=1$/);
+    assert.equal(await text("decisions").then((said) => /Copied/.test(said)), true);
+    await click("#log-list .row:nth-child(5)");
+    const link = await copy("#log-detail button:last-of-type");
+    assert.match(link, /#t=\d+&span=86400&line=4$/);
+    await browser.run(`navigator.clipboard.writeText = () => Promise.reject(new Error("no"))`);
+    await click("#log-detail button:last-of-type");
+    assert.equal(await browser.run("location.href"), link);
+});
+
+// Of what is on the canvas, not of what the style sheet says: the pixel that stands out most in a part of it.
+const CONTRAST = `((canvas, [left, top, width, height], background) => {
+  const light = (rgb) => { const [r, g, b] = rgb.map((v) => (v <= 10 ? v / 3294.6 : ((v / 255 + 0.055) / 1.055) ** 2.4)); return 0.2126 * r + 0.7152 * g + 0.0722 * b; };
+  const against = light(background);
+  const { data } = canvas.getContext("2d").getImageData(left, top, width, height);
+  let best = 1;
+  for (let i = 0; i < data.length; i += 4) {
+    if (data[i + 3] < 250) continue;
+    const own = light([...data.subarray(i, i + 3)]);
+    best = Math.max(best, (Math.max(own, against) + 0.05) / (Math.min(own, against) + 0.05));
+  }
+  return best;
+})`;
+
+test("what is drawn stands out: text by 4.5, lines and bars by 3", async () => {
+    for (const theme of ["light", "dark"]) {
+        await browser.resize(1440, 1000);
+        await browser.theme(theme);
+        await browser.open(pages.trouble);
+        const colour = (name) =>
+            browser.run(
+                `getComputedStyle(document.documentElement).getPropertyValue("${name}").trim().slice(1).match(/../g).map((two) => parseInt(two, 16))`,
+            );
+        const [card, track] = [await colour("--card"), await colour("--track")];
+        const measure = (of, place, background) =>
+            browser.run(`${CONTRAST}(${of}, ${JSON.stringify(place)}, ${JSON.stringify(background)})`);
+        const keys = await browser.run(`document.querySelectorAll("#charts .key").length`);
+        for (let shownKey = 0; shownKey < keys; ++shownKey) {
+            // Only this one of its panel.
+            const name = await browser.run(`[...document.querySelectorAll("#charts .key")].forEach((key, i) => {
+                if ((key.getAttribute("aria-pressed") === "true") !== (i === ${shownKey})) key.click(); }),
+              document.querySelectorAll("#charts .key")[${shownKey}].closest(".legend").textContent`);
+            await browser.settle();
+            const canvas = `document.querySelectorAll("#charts .key")[${shownKey}].closest(".panel").querySelector("canvas")`;
+            const [width, height] = await browser.run(`[${canvas}.width, ${canvas}.height]`);
+            const line = await measure(canvas, [54, 8, width - 66, height - 14], card);
+            assert.ok(line >= 3, `${theme}, line ${shownKey} of ${name}: ${line}`);
+            const ticks = await measure(canvas, [0, 0, 46, height], card);
+            assert.ok(ticks >= 4.5, `${theme}, ticks of ${name}: ${ticks}`);
+        }
+        const rows = "document.querySelector('#charts .panel:last-child canvas')";
+        const [width, height] = await browser.run(`[${rows}.width, ${rows}.height]`);
+        assert.ok((await measure(rows, [52, 0, 120, 16], card)) >= 4.5, `${theme}: the label of a row`);
+        assert.ok((await measure(rows, [52, height - 36, width - 60, 36], card)) >= 4.5, `${theme}: dates`);
+        assert.ok((await measure(rows, [60, 18, width - 120, 22], track)) >= 3, `${theme}: the battery status`);
+    }
+});
+
+test("with forced colours the map keeps its numbers, and what was chosen before does not matter", async () => {
+    await openWide(pages.week);
+    await click("#theme");
+    const session = await browser.page.createCDPSession();
+    const features = [
+        { name: "forced-colors", value: "active" },
+        { name: "prefers-color-scheme", value: "light" },
+    ];
+    await session.send("Emulation.setEmulatedMedia", { features });
+    await browser.open(pages.week);
+    assert.equal(await browser.run("document.documentElement.dataset.theme"), "light");
+    assert.ok(!(await browser.run(`document.getElementById("theme").checkVisibility()`)));
+    const shades = await browser.run(
+        `new Set([...document.querySelectorAll(".heat .bucket")].map((each) => getComputedStyle(each).backgroundColor)).size`,
+    );
+    assert.ok(shades > 3, `${shades} shades`);
+    for (const count of await browser.run(COLOURED)) assert.ok(count > 200);
+    await session.send("Emulation.setEmulatedMedia", { features: [] });
+    await browser.run("localStorage.clear()");
+});
+
 test("two runs are drawn together, and what differs is told first", async () => {
     await openWide(pages.desk);
     const before = (await browser.run(COLOURED))[0];

@@ -26,19 +26,19 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::string_view NAMES[] = {
-    "root/mnt/vendor/nvcfg/vorn/batt_stress",
-    "root/mnt/vendor/nvcfg/vorn/last_datetime",
-    "root/mnt/vendor/nvcfg/vorn/toc_clients",
-    "root/mnt/vendor/nvcfg/vorn/dyn_soc_params",
-    "root/data/vendor/vorn/batt_stress",
-    "root/data/vendor/vorn/batt_precharge_ubootflag",
-    "root/data/vendor/vorn/mock_batt_stress_offset",
-    "root/data/vendor/vorn/x\x1b]0;y\xC2\x9B",
-    "root/properties",
-    "root/mnt/vendor/nvcfg/vorn",
-    "root/data/vendor/vorn",
-    "root/mnt",
-    "root/toc_clients",
+    "mnt/vendor/nvcfg/vorn/batt_stress",
+    "mnt/vendor/nvcfg/vorn/last_datetime",
+    "mnt/vendor/nvcfg/vorn/toc_clients",
+    "mnt/vendor/nvcfg/vorn/dyn_soc_params",
+    "data/vendor/vorn/batt_stress",
+    "data/vendor/vorn/batt_precharge_ubootflag",
+    "data/vendor/vorn/mock_batt_stress_offset",
+    "data/vendor/vorn/x\x1b]0;y\xC2\x9B",
+    "properties",
+    "mnt/vendor/nvcfg/vorn",
+    "data/vendor/vorn",
+    "mnt",
+    "toc_clients",
 };
 enum class kind : std::uint8_t { file, directory, link, link_outside, pipe, count };
 constexpr std::string_view FOREIGN = "somebody else's";
@@ -46,10 +46,9 @@ constexpr std::string_view FOREIGN = "somebody else's";
 // A directory of this process in memory, gone when it ends.
 struct workplace {
     fs::path path = "/dev/shm/vorn-fuzz-" + std::to_string(::getpid());
-    workplace() {
-        fs::create_directories(path);
-        fs::current_path(path);
-    }
+    std::string root = path / "root";
+    std::string foreign = path / "foreign";
+    workplace() { fs::create_directories(path); }
     ~workplace() {
         std::error_code gone;
         fs::remove_all(path, gone);
@@ -58,6 +57,11 @@ struct workplace {
 
 void put(const fs::path& path, std::string_view bytes) {
     std::ofstream(path, std::ios::binary) << bytes;
+}
+
+const workplace& here() {
+    static const workplace the_one;
+    return the_one;
 }
 
 void place(kind what, const fs::path& path, std::string_view bytes) {
@@ -73,7 +77,7 @@ void place(kind what, const fs::path& path, std::string_view bytes) {
                                error);
             break;
         case kind::link_outside:
-            fs::create_symlink(fs::current_path() / "foreign", path, error);
+            fs::create_symlink(here().foreign, path, error);
             break;
         case kind::pipe:
             ::mkfifo(path.c_str(), 0600);
@@ -84,34 +88,34 @@ void place(kind what, const fs::path& path, std::string_view bytes) {
 }
 
 void make_root(std::string_view input) {
-    fs::remove_all("root");
-    fs::remove_all("foreign");
-    fs::create_directory("root");
-    fs::create_directory("foreign");
-    put("foreign/toc_clients", FOREIGN);
+    fs::remove_all(here().root);
+    fs::remove_all(here().foreign);
+    fs::create_directory(here().root);
+    fs::create_directory(here().foreign);
+    put(here().foreign + "/toc_clients", FOREIGN);
     while (input.size() > 2) {
         const auto what =
             static_cast<kind>(static_cast<unsigned char>(input[0]) % static_cast<unsigned>(kind::count));
         const std::string_view name = NAMES[static_cast<unsigned char>(input[1]) % std::size(NAMES)];
         const std::string_view bytes = input.substr(3, static_cast<unsigned char>(input[2]) * 2U);
         input.remove_prefix(3 + bytes.size());
-        place(what, name, bytes);
+        place(what, fs::path(here().root) / name, bytes);
     }
 }
 
 void expect_one_line(std::string_view what) {
-    fuzz::expect(what.starts_with("root") && what.find('\n') == what.npos, "one line, with place");
+    fuzz::expect(what.starts_with(here().root) && what.find('\n') == what.npos, "one line, with place");
 }
 
 void expect_foreign_untouched() {
-    fuzz::expect(lab::read_file("foreign/toc_clients") == FOREIGN &&
-                     std::distance(fs::directory_iterator("foreign"), {}) == 1,
+    fuzz::expect(lab::read_file(here().foreign + "/toc_clients") == FOREIGN &&
+                     std::distance(fs::directory_iterator(here().foreign), {}) == 1,
                  "nothing beside the root changes");
 }
 
 void show() {
     try {
-        const lab::stored_state state = lab::read_stored_state("root");
+        const lab::stored_state state = lab::read_stored_state(here().root);
         fuzz::expect(lab::show_as_text(state).ends_with('\n'), "whole lines");
         fuzz::expect(!lab::show_as_json(state).dump().empty(), "JSON");
     } catch (const lab::input_error& refused) {
@@ -122,13 +126,12 @@ void show() {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    static const workplace here;
     make_root({reinterpret_cast<const char*>(data), size});
     try {
-        const lab::device_image read = lab::load_device_root("root");
-        lab::require_savable_root("root");
-        lab::staged_device_root("root", read).commit();
-        const lab::device_image again = lab::load_device_root("root");
+        const lab::device_image read = lab::load_device_root(here().root);
+        lab::require_savable_root(here().root);
+        lab::staged_device_root(here().root, read).commit();
+        const lab::device_image again = lab::load_device_root(here().root);
         fuzz::expect(again.files == read.files && again.properties == read.properties, "the same when saved");
     } catch (const lab::input_error& refused) {
         expect_one_line(refused.what());

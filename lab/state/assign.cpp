@@ -69,6 +69,17 @@ stored_state read_or_start_state(const std::string& directory) {
     return state;
 }
 
+// The directories of a root from somebody else must not lead the writing out of it.
+void require_no_link(const std::filesystem::path& root, const std::filesystem::path& directory) {
+    std::filesystem::path way = root;
+    for (const auto& step : directory.lexically_relative(root)) {
+        way /= step;
+        std::error_code error;
+        if (std::filesystem::is_symlink(way, error))
+            throw input_error(way.string() + ": a symbolic link, which leads out of " + root.string());
+    }
+}
+
 // The files as the assignments leave them.
 class changed_files {
   public:
@@ -90,8 +101,10 @@ class changed_files {
         std::vector<output_file> staged;
         for (const auto& [kind, tail] : tails_) {
             const std::string path = state_file_path(directory_, *kind);
+            const std::filesystem::path parent = std::filesystem::path(path).parent_path();
+            require_no_link(directory_, parent);
             std::error_code error;
-            std::filesystem::create_directories(std::filesystem::path(path).parent_path(), error);
+            std::filesystem::create_directories(parent, error);
             if (error) throw input_error(path + ": " + error.message());
             staged.emplace_back(path).write(file_of(*kind).bytes + tail);
             staged.back().finish();

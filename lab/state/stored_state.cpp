@@ -30,13 +30,13 @@ struct host_file {
 };
 
 // Reads the first `most` bytes. Only a missing file or one that cannot be opened or read is not `whole` here.
-// A pipe is neither waited for nor read.
+// A pipe is neither waited for nor read, a link not followed, by the daemon neither.
 host_file read_host_file(const fs::path& path, std::size_t most) {
     host_file file;
-    const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY);
     if (descriptor < 0) {
         if (errno != ENOENT) file.condition = file_condition::not_opened;
-        file.error = std::strerror(errno);
+        file.error = errno == ELOOP ? "a symbolic link" : std::strerror(errno);
         return file;
     }
     struct stat status = {};

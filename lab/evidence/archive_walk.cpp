@@ -6,7 +6,6 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
-#include <fcntl.h>
 #include <filesystem>
 #include <memory>
 #include <sys/stat.h>
@@ -14,6 +13,7 @@
 #include <vector>
 
 #include "lab/io/error.h"
+#include "lab/io/input_file.h"
 
 namespace lab {
 
@@ -203,11 +203,7 @@ void archive_walk::walk_folder(const std::string& folder, const std::string& nam
 }
 
 void archive_walk::walk_file(const std::string& path, const std::string& name) {
-    const int descriptor =
-        path == "-" ? ::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0) : ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (descriptor < 0)
-        throw input_error((path == "-" ? "standard input" : path) + ": " + std::strerror(errno));
-    host_stream file(descriptor, *this);
+    host_stream file(open_to_read(path), *this);
     walk_content(name, file, 0);
 }
 

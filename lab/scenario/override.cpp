@@ -73,7 +73,7 @@ class setter {
 
   private:
     [[noreturn]] void fail(const std::string& what) const {
-        throw input_error("--set " + joined(path_) + ": " + what + " (in " + name_ + ")");
+        throw input_error(on_one_line("--set " + joined(path_) + ": " + what + " (in " + name_ + ")"));
     }
     steps up_to(std::size_t depth) const { return steps(path_).first(depth); }
     std::string rest_from(std::size_t depth) const {

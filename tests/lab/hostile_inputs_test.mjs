@@ -31,7 +31,16 @@ test("a FIFO or a device is an error where a file is expected, and not a wait", 
     assert.equal(shell("mkfifo fifo").status, 0);
     mkdirSync(at("root/" + DATA), { recursive: true });
     assert.equal(shell(`mkfifo root/${DATA}/toc_clients`).status, 0);
-    for (const words of ["replay %", "simulate %", "report % s -o p", "report e % -o p", "metrics %", "simulate w.toml"]) {
+    for (const words of [
+        "replay %",
+        "simulate %",
+        "report % s -o p",
+        "report e % -o p",
+        "metrics %",
+        "check %",
+        "story %",
+        "simulate w.toml",
+    ]) {
         for (const name of ["fifo", "/dev/zero"]) {
             put("w.toml", `[weather]\nfile = "${name}"\n[[phase]]\nfor = "1 h"\nload_mw = 300\n`);
             const path = words.includes("w.toml") && name === "fifo" ? "./fifo" : name;

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "lab/cli/commands.h"
+#include "lab/cli/count_check.h"
 #include "lab/cli/progress_bar.h"
 #include "lab/compare/build_comparison.h"
 #include "lab/compare/comparison_page.h"
@@ -101,12 +102,6 @@ void end_by(const build_comparison& found) {
                                                  : std::to_string(found.failed()) + " of " +
                                                        std::to_string(found.inputs.size()) + " did not run");
     }
-}
-
-// Not CLI::PositiveNumber, whose name would stand in the help.
-std::string at_least_one(const std::string& text) {
-    const auto count = parse_integer(text);
-    return count && *count >= 1 && *count <= 10000 ? "" : "not a count from 1 to 10000: " + for_message(text);
 }
 
 void diff(const diff_options& options) {

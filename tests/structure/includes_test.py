@@ -36,7 +36,8 @@ LAB_REACH = {
     'evidence': 'io recordings records report session state story tally',
     'wiring': 'evidence io recordings session state',
     'compare': 'io recordings records report scenario session simulation state story tally',
-    'cli': 'compare evidence io recordings records report scenario session simulation state story tally wiring',
+    'yardstick': 'io phone recordings session',
+    'cli': 'compare evidence io recordings records report scenario session simulation state story tally wiring yardstick',
     'main.cpp': 'cli compare',
 }
 # Of the seam, the floors above see these three and none of its implementations.

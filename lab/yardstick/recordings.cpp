@@ -3,42 +3,32 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <filesystem>
-#include <iostream>
 #include <optional>
 #include <vector>
 
-#include "bench/yardstick/yardstick.h"
+#include "charge_mgr/charge_mgr.h"
+#include "lab/io/error.h"
+#include "lab/io/print.h"
 #include "lab/io/text.h"
 #include "lab/recordings/trace.h"
+#include "lab/yardstick/yardstick.h"
 #include "util/status.h"
 
-namespace yardstick {
+namespace lab::yardstick {
 
 namespace {
-
-struct recording {
-    const char* name;
-    std::int32_t toc_mv;  // the step of the top of charge next to where its charger stops
-};
-constexpr recording RECORDINGS[] = {
-    {"phone_day_23h", 4400},
-    {"remarkable_charge", 4200},
-    {"panasonic18650pf_25c_1c_cycles", 4200},
-    {"nasa_b0047_4c", 4200},
-};
 
 struct row {
     sample seen;
     double level_pct;
 };
 
-constexpr std::size_t VOLTAGE = lab::place_of_node("voltage_now");
-constexpr std::size_t CURRENT = lab::place_of_node("current_now");
-constexpr std::size_t TEMPERATURE = lab::place_of_node("temp");
-constexpr std::size_t LEVEL = lab::place_of_node("capacity");
-constexpr std::size_t STATUS = lab::place_of_node("status");
+constexpr std::size_t VOLTAGE = place_of_node("voltage_now");
+constexpr std::size_t CURRENT = place_of_node("current_now");
+constexpr std::size_t TEMPERATURE = place_of_node("temp");
+constexpr std::size_t LEVEL = place_of_node("capacity");
+constexpr std::size_t STATUS = place_of_node("status");
 
 std::int32_t status_code(std::string_view text) {
     if (text == "Charging") return STATUS_CHARGING;
@@ -48,22 +38,38 @@ std::int32_t status_code(std::string_view text) {
 }
 
 std::vector<row> read_rows(const std::string& path) {
-    lab::trace_reader reader(lab::input_file::open(path), {}, [](const std::string&) {});
+    trace_reader reader(input_file::open(path), {}, [](const std::string&) {});
     std::vector<row> rows;
-    lab::trace_row read;
+    trace_row read;
     while (reader.next(read)) {
-        const auto number = [&](std::size_t node) { return lab::parse_integer(read.nodes[node]); };
+        const auto number = [&](std::size_t node) { return parse_integer(read.nodes[node]); };
         const auto voltage = number(VOLTAGE);
         const auto current = number(CURRENT);
         const auto temperature = number(TEMPERATURE);
-        const auto level = number(LEVEL);
-        if (!voltage || !current || !temperature || !level) continue;
+        const auto gauge = number(LEVEL);
+        const double level_pct = reader.has_true_soc() ? read.true_soc_pct
+                                 : gauge               ? static_cast<double>(*gauge)
+                                                       : NAN;
+        if (!voltage || !current || !temperature || std::isnan(level_pct)) continue;
         rows.push_back({{static_cast<std::uint64_t>(read.elapsed_s), static_cast<std::int32_t>(*voltage),
                          static_cast<std::int32_t>(*current), static_cast<std::int32_t>(*temperature),
                          status_code(read.nodes[STATUS])},
-                        static_cast<double>(*level)});
+                        level_pct});
     }
+    if (rows.empty())
+        throw input_error(
+            path +
+            ": no reference: in no row are voltage_now, current_now, temp, and soc_true_pct or capacity");
     return rows;
+}
+
+// The step of the top of charge that lies next to the highest voltage: where the charger stopped.
+std::int32_t step_beside(const std::vector<row>& rows) {
+    constexpr std::int32_t STEP_MV = 50, LOWEST_MV = FULL_TOC_MV - 9 * STEP_MV, UV_PER_MV = 1000;
+    std::int32_t highest_uv = 0;
+    for (const row& each : rows) highest_uv = std::max(highest_uv, each.seen.voltage_uv);
+    const std::int32_t next_mv = (highest_uv / UV_PER_MV + STEP_MV / 2) / STEP_MV * STEP_MV;
+    return std::clamp(next_mv, LOWEST_MV, FULL_TOC_MV);
 }
 
 // The cell as the recording itself shows it: the charge moved per level, and the slope of the voltage's
@@ -130,52 +136,59 @@ std::uint64_t usual_spacing_s(const std::vector<row>& rows) {
     return spacings[spacings.size() / 2];
 }
 
-void run(const recording& of, const std::vector<row>& rows, const char* rows_name, const cell& start,
-         const char* start_name) {
+struct run_way {
+    const char* rows_name;
+    const char* start_name;
+    cell start;
+};
+
+void append_run(std::string& out, const recording& of, const std::vector<row>& rows, const run_way& way,
+                recorded_errors& errors) {
+    constexpr double HOUR_S = 3600;
     score estimated;
     score shown;
     std::size_t refused = 0;
-    estimator::start("ATL", of.toc_mv, start);
+    errors.name = std::string(way.rows_name) + ", " + way.start_name;
+    estimator::start(of.vendor.c_str(), *of.toc_mv, way.start);
     for (const row& each : rows) {
         if (estimator::update(each.seen)) {
             estimated.add(estimator::soc_pct(), each.level_pct);
             shown.add(estimator::shown_pct(), each.level_pct);
+            errors.estimate_pct.emplace_back(static_cast<double>(each.seen.elapsed_s) / HOUR_S,
+                                             estimator::soc_pct() - each.level_pct);
         } else {
             refused += 1;
         }
     }
     const cell learnt = estimator::learnt();
-    std::printf("  %-12s %-9s", rows_name, start_name);
-    estimated.print();
-    shown.print();
-    std::printf(" %8.0f %8.0f %8zu\n", learnt.resistance_mohm, learnt.capacity_as, refused);
+    print(out, "  %-12s %-9s", way.rows_name, way.start_name);
+    estimated.append(out);
+    shown.append(out);
+    print(out, " %8.0f %8.0f %8zu\n", learnt.resistance_mohm, learnt.capacity_as, refused);
 }
 
 }  // namespace
 
-void run_recordings(const std::string& directory) {
-    for (const recording& of : RECORDINGS) {
-        const std::string path = directory + "/" + of.name + ".csv";
-        if (!std::filesystem::exists(path)) {
-            std::cout << of.name << ": skipped, there is no " << path << "\n\n";
-            continue;
-        }
-        const std::vector<row> rows = read_rows(path);
-        const cell shown = shown_by(rows);
-        std::printf("%s: %zu rows, usually %llu s apart; shows %.0f mOhm, %.0f As\n", of.name, rows.size(),
-                    static_cast<unsigned long long>(usual_spacing_s(rows)), shown.resistance_mohm,
-                    shown.capacity_as);
-        std::printf("  %-12s %-9s %18s %18s %18s\n", "", "", "estimate, %", "shown, %", "at the end");
-        std::printf("  %-12s %-9s %s %s %8s %8s %8s\n", "rows", "start", SCORE_COLUMNS, SCORE_COLUMNS, "mOhm",
-                    "As", "refused");
-        run(of, rows, "as recorded", DEFAULTS, "defaults");
-        run(of, rows, "as recorded", shown, "as shown");
-        const std::vector<row> joined = every_ten_seconds(rows);
-        run(of, joined, "every 10 s", DEFAULTS, "defaults");
-        run(of, joined, "every 10 s", shown, "as shown");
-        std::printf("\n");
-        std::fflush(stdout);
-    }
+std::string recording_table(const recording& of, std::vector<recorded_errors>& errors) {
+    const std::vector<row> rows = read_rows(of.path);
+    const cell shown = shown_by(rows);
+    recording with_toc = of;
+    if (!of.toc_mv) with_toc.toc_mv = step_beside(rows);
+    std::string out;
+    print(out, "%s: %zu rows, usually %llu s apart; shows %.0f mOhm, %.0f As\n",
+          std::filesystem::path(of.path).stem().c_str(), rows.size(),
+          static_cast<unsigned long long>(usual_spacing_s(rows)), shown.resistance_mohm, shown.capacity_as);
+    print(out, "  %-12s %-9s %18s %18s %18s\n", "", "", "estimate, %", "shown, %", "at the end");
+    print(out, "  %-12s %-9s %s %s %8s %8s %8s\n", "rows", "start", SCORE_COLUMNS, SCORE_COLUMNS, "mOhm",
+          "As", "refused");
+    const std::vector<row> joined = every_ten_seconds(rows);
+    for (const run_way& way :
+         {run_way{"as recorded", "defaults", DEFAULTS}, run_way{"as recorded", "as shown", shown}})
+        append_run(out, with_toc, rows, way, errors.emplace_back());
+    for (const run_way& way :
+         {run_way{"every 10 s", "defaults", DEFAULTS}, run_way{"every 10 s", "as shown", shown}})
+        append_run(out, with_toc, joined, way, errors.emplace_back());
+    return out;
 }
 
-}  // namespace yardstick
+}  // namespace lab::yardstick

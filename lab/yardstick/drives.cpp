@@ -2,12 +2,12 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 
-#include "bench/yardstick/yardstick.h"
+#include "lab/io/print.h"
 #include "lab/phone/phone.h"
+#include "lab/yardstick/yardstick.h"
 
-namespace yardstick {
+namespace lab::yardstick {
 
 namespace {
 
@@ -63,11 +63,11 @@ class convergence {
         sum_off_ += off;
         count_ += 1;
     }
-    void print(double unit_s) const {
+    void append(std::string& out, double unit_s) const {
         if (count_ == 0) {
-            std::printf(" %7s %6s", "never", "");
+            print(out, " %7s %6s", "never", "");
         } else {
-            std::printf(" %7.2f %5.1f%%", found_at_s_ / unit_s, 100 * sum_off_ / count_);
+            print(out, " %7.2f %5.1f%%", found_at_s_ / unit_s, 100 * sum_off_ / count_);
         }
     }
 
@@ -156,7 +156,7 @@ class phone_in_use {
     double full_ = 1;
 };
 
-void run(const drive& of) {
+void append_run(std::string& out, const drive& of) {
     phone_in_use phone(of);
     score estimated;
     score shown;
@@ -176,24 +176,24 @@ void run(const drive& of) {
             resistance.add(learnt.resistance_mohm, truth.resistance_mohm, at_s);
         capacity.add(learnt.capacity_as, truth.capacity_as, at_s);
     }
-    std::printf("%-38s %4.0f", of.name, of.days);
-    estimated.print();
-    shown.print();
-    resistance.print(HOUR_S);
-    capacity.print(DAY_S);
-    std::printf("\n");
-    std::fflush(stdout);
+    print(out, "%-38s %4.0f", of.name, of.days);
+    estimated.append(out);
+    shown.append(out);
+    resistance.append(out, HOUR_S);
+    capacity.append(out, DAY_S);
+    out += '\n';
 }
 
 }  // namespace
 
-void run_drives() {
-    std::printf("%-38s %4s %18s %18s %14s %14s\n", "", "", "estimate, %", "shown, %", "resistance",
-                "capacity");
-    std::printf("%-38s %4s %s %s %7s %6s %7s %6s\n", "simulated drive", "days", SCORE_COLUMNS, SCORE_COLUMNS,
-                "found h", "off", "found d", "off");
-    for (const drive& each : DRIVES) run(each);
-    std::printf("\n");
+std::string drives_table() {
+    std::string out;
+    print(out, "%-38s %4s %18s %18s %14s %14s\n", "", "", "estimate, %", "shown, %", "resistance",
+          "capacity");
+    print(out, "%-38s %4s %s %s %7s %6s %7s %6s\n", "simulated drive", "days", SCORE_COLUMNS, SCORE_COLUMNS,
+          "found h", "off", "found d", "off");
+    for (const drive& each : DRIVES) append_run(out, each);
+    return out;
 }
 
-}  // namespace yardstick
+}  // namespace lab::yardstick

@@ -1,16 +1,16 @@
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <cstring>
 
 #include "battery/batt_info.h"
-#include "bench/yardstick/yardstick.h"
 #include "charge_mgr/charge_mgr.h"
 #include "dyn_soc/dyn_soc.h"
 #include "dyn_soc/internal.h"
+#include "lab/io/print.h"
+#include "lab/yardstick/yardstick.h"
 #include "util/sensor_value.h"
 
-namespace yardstick {
+namespace lab::yardstick {
 
 namespace {
 
@@ -42,7 +42,7 @@ void start(const char* vendor, std::int32_t toc_mv, const cell& known) {
     // A setter that fails leaves the manager with the voltage that the getter gave.
     charge_mgr__init([](void*, std::int32_t) { return 1; }, write_nothing, [] { return given.toc_mv; },
                      [](std::int32_t) { return 1; });
-    dyn_soc::s = {};
+    ::dyn_soc::s = {};
     (void)dyn_soc__init(
         [](void* buffer, std::int32_t size) {
             std::memcpy(buffer, given.params, std::min(static_cast<std::size_t>(size), sizeof given.params));
@@ -57,15 +57,15 @@ bool update(const sample& seen) {
 }
 
 double soc_pct() {
-    return dyn_soc::s.prev.soc_scal.value / 1000.0;
+    return ::dyn_soc::s.prev.soc_scal.value / 1000.0;
 }
 
 double shown_pct() {
-    return dyn_soc::s.prev.soc_smooth.value / 1000.0;
+    return ::dyn_soc::s.prev.soc_smooth.value / 1000.0;
 }
 
 cell learnt() {
-    return {dyn_soc::s.prev.dcr.value / 10.0, static_cast<double>(dyn_soc::s.prev.qmax.value)};
+    return {::dyn_soc::s.prev.dcr.value / 10.0, static_cast<double>(::dyn_soc::s.prev.qmax.value)};
 }
 
 }  // namespace estimator
@@ -78,8 +78,8 @@ void score::add(double estimate_pct, double truth_pct) {
     count_ += 1;
 }
 
-void score::print() const {
-    std::printf(" %+5.1f %5.1f %5.1f ", sum_ / count_, sum_magnitude_ / count_, largest_);
+void score::append(std::string& out) const {
+    print(out, " %+5.1f %5.1f %5.1f ", sum_ / count_, sum_magnitude_ / count_, largest_);
 }
 
-}  // namespace yardstick
+}  // namespace lab::yardstick

@@ -2,9 +2,12 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
-namespace yardstick {
+namespace lab::yardstick {
 
 // The cell's two quantities that the estimator learns.
 struct cell {
@@ -35,7 +38,8 @@ cell learnt();
 class score {
   public:
     void add(double estimate_pct, double truth_pct);
-    void print() const;  // mean (positive: too high), mean magnitude, largest: as SCORE_COLUMNS says
+    void append(
+        std::string& out) const;  // mean (positive: too high), mean magnitude, largest: as SCORE_COLUMNS says
 
   private:
     double sum_ = 0;
@@ -45,8 +49,23 @@ class score {
 };
 constexpr char SCORE_COLUMNS[] = " mean   |e|   max ";
 
-// Each prints a table.
-void run_recordings(const std::string& directory);  // of recorded batteries that carry a reference
-void run_drives();                                  // of simulated batteries, where everything is known
+// Of simulated batteries, where everything is known: a table.
+std::string drives_table();
 
-}  // namespace yardstick
+struct recording {
+    std::string path;                    // of a trace with a reference: soc_true_pct, or else a gauge's level
+    std::string vendor;                  // whose curves the estimator takes
+    std::optional<std::int32_t> toc_mv;  // if not the step next to the highest voltage
+};
+
+// One way to run the estimator over a recording, and how far it was off over time: hours and percent.
+struct recorded_errors {
+    std::string name;
+    std::vector<std::pair<double, double>> estimate_pct;
+};
+
+// Of a recorded battery: a table, and the errors to draw. Throws input_error for a trace without a reference, and for one
+// that cannot be read.
+std::string recording_table(const recording& of, std::vector<recorded_errors>& errors);
+
+}  // namespace lab::yardstick

@@ -1,0 +1,16 @@
+// count_check: what an option's count may be. CLI11's own checks put their names into the help.
+#pragma once
+
+#include <string>
+
+#include "lab/io/text.h"
+
+namespace lab {
+
+// Empty when the text is a count from 1 to 10000, else why it is not.
+inline std::string at_least_one(const std::string& text) {
+    const auto count = parse_integer(text);
+    return count && *count >= 1 && *count <= 10000 ? "" : "not a count from 1 to 10000: " + for_message(text);
+}
+
+}  // namespace lab

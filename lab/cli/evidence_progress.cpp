@@ -12,9 +12,10 @@ void read_shown(const std::string& input, dossier& into) {
     });
     bar.wipe();
     if (into.is_empty())
-        throw input_error(
-            (input == "-" ? "standard input" : input) +
-            ": nothing of the daemon in it: neither its log lines nor its files, properties or samples");
+        throw input_error((input == "-" ? "standard input" : input) +
+                          ": nothing of the daemon in it: neither its log lines nor its files, properties or "
+                          "samples" +
+                          (into.foreign_sources == 1 ? "; it looks like " + into.looks_like : ""));
 }
 
 dossier read_device(const std::vector<std::string>& inputs) {

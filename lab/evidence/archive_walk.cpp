@@ -173,6 +173,14 @@ void archive_walk::walk(const std::string& input) {
     }
 }
 
+void archive_walk::walk_stream(const std::string& name, byte_stream& content) {
+    try {
+        walk_content(name, content, 0);
+    } catch (const limit_passed& limit) {
+        trouble_("", limit.what());
+    }
+}
+
 void archive_walk::walk_folder(const std::string& folder, const std::string& name, std::uint32_t depth) {
     if (depth > MAX_FOLDER_DEPTH) return trouble_(name, "folders within folders: too deep");
     std::vector<fs::path> entries;

@@ -39,7 +39,7 @@ class archive_walk {
     void walk(const std::string& input);
 
     // The same for bytes that are there already.
-    void walk_stream(const std::string& name, byte_stream& content) { walk_content(name, content, 0); }
+    void walk_stream(const std::string& name, byte_stream& content);
 
   private:
     class host_stream;

@@ -75,6 +75,42 @@ std::string device_path_of(const std::string& name) {
     return {};
 }
 
+struct signature {
+    std::string_view bytes, kind;
+};
+// What people send in place of evidence, and what is to be done with it.
+constexpr signature SIGNATURES[] = {
+    {"7z\xBC\xAF\x27\x1C", "a 7z archive: unpack it first"},
+    {"\xFD"
+     "7zXZ",
+     "an xz archive: unpack it first"},
+    {"BZh", "a bzip2 archive: unpack it first"},
+    {"\x28\xB5\x2F\xFD", "a zstd archive: unpack it first"},
+    {"Rar!", "a rar archive: unpack it first"},
+    {"\x89PNG", "a picture: the log as text says more"},
+    {"\xFF\xD8\xFF", "a picture: the log as text says more"},
+    {"%PDF", "a PDF: the log as text says more"},
+    {"ANDROID BACKUP", "a backup of apps, which holds nothing of the daemon"},
+    {"\x7F"
+     "ELF",
+     "a program"},
+};
+
+std::string kind_of_foreign(std::string_view head) {
+    for (const signature& each : SIGNATURES) {
+        if (head.starts_with(each.bytes)) return std::string(each.kind);
+    }
+    return "no text, and no archive that is known";
+}
+
+// A name that promises an archive, of what is a text.
+std::string note_on(const std::string& name) {
+    for (const std::string_view ending : {".zip", ".gz", ".tgz", ".tar", ".7z"}) {
+        if (name.ends_with(ending)) return "text in a " + std::string(ending) + ": taken as text";
+    }
+    return {};
+}
+
 class reader {
   public:
     reader(dossier& into, std::string input) : into_(into), input_(std::move(input)) {}
@@ -83,6 +119,7 @@ class reader {
         const auto number = static_cast<std::uint32_t>(into_.sources.size());
         into_.sources.push_back({shown(name), "", source_state::read, "", 0});
         try {
+            into_.sources[number].note = note_on(name.empty() ? input_ : name);
             take_content(name, bytes, number);
         } catch (const broken_stream& broken) {
             into_.sources[number].state = source_state::in_part;
@@ -123,6 +160,7 @@ class reader {
                 return take_log(bytes, number);
             case content::binary:
                 about.state = source_state::foreign;
+                into_.looks_like = kind_of_foreign(bytes.head());
                 return;
         }
     }
@@ -189,6 +227,7 @@ class reader {
             about.holds = "properties";
         } else if (broken.empty()) {
             about.state = source_state::foreign;
+            into_.looks_like = "a text without a line of the daemon";
         }
         if (!broken.empty()) throw broken_stream(broken);
         if (into_.log.is_full()) throw broken_stream("more lines of the daemon than are kept");
@@ -242,15 +281,30 @@ void absorb_evidence(dossier& into, dossier&& other) {
     into.input += (into.input.empty() ? "" : ", ") + other.input;
 }
 
-void read_evidence(const std::string& input, dossier& into, const evidence_progress& progress,
-                   walk_limits limits) {
+namespace {
+
+void read_by(const std::string& input, dossier& into, walk_limits limits,
+             const std::function<void(archive_walk&)>& walk) {
     reader to(into, input == "-" ? "standard input" : input);
     into.input += (into.input.empty() ? "" : ", ") + input;
-    archive_walk walk([&](const std::string& name, peeked_stream& bytes) { to.take(name, bytes); },
-                      [&](const std::string& name, const std::string& why) { to.trouble(name, why); },
-                      limits);
-    if (progress) walk.on_progress(progress);
-    walk.walk(input);
+    archive_walk walker([&](const std::string& name, peeked_stream& bytes) { to.take(name, bytes); },
+                        [&](const std::string& name, const std::string& why) { to.trouble(name, why); },
+                        limits);
+    walk(walker);
+}
+
+}  // namespace
+
+void read_evidence(const std::string& input, dossier& into, const evidence_progress& progress,
+                   walk_limits limits) {
+    read_by(input, into, limits, [&](archive_walk& walker) {
+        if (progress) walker.on_progress(progress);
+        walker.walk(input);
+    });
+}
+
+void read_evidence(const std::string& name, byte_stream& content, dossier& into, walk_limits limits) {
+    read_by(name, into, limits, [&](archive_walk& walker) { walker.walk_stream("", content); });
 }
 
 // FNV-1a, so that one text has one token in every run and no table is kept.

@@ -27,6 +27,7 @@ struct source {
     source_state state = source_state::read;
     std::string why;          // it was read in part only
     std::uint64_t lines = 0;  // of the daemon, in a log
+    std::string note = {};    // what its name promised and its bytes are not: "text in a .zip: taken as text"
 };
 
 // A file with rows or events, kept in memory.
@@ -40,6 +41,7 @@ struct dossier {
     std::vector<source> sources;  // but for the empty and the foreign ones, which are only counted
     std::uint64_t empty_sources = 0;
     std::uint64_t foreign_sources = 0;
+    std::string looks_like;  // the last of the foreign ones, and what to do with it
     device_log log;
     device_image image;                       // state files and properties of a pulled root
     std::map<std::string, place> image_from;  // by path, or name of a property
@@ -61,6 +63,9 @@ using evidence_progress = archive_walk::progress_handler;
 // Adds what an input holds. Throws input_error when the input itself cannot be opened.
 void read_evidence(const std::string& input, dossier& into, const evidence_progress& progress = {},
                    walk_limits limits = {});
+
+// The same of bytes that are there already.
+void read_evidence(const std::string& name, byte_stream& content, dossier& into, walk_limits limits = {});
 
 // What a name may show of people and devices: mail addresses, serials and long numbers as tokens, the same one for
 // the same text.

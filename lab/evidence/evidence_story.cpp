@@ -86,6 +86,15 @@ std::string property_of(const dossier& of, const std::string& name) {
     return kept == of.image.properties.end() ? "" : kept->second;
 }
 
+// " (getprop:1)", or nothing.
+std::string place_of_property(const dossier& of, const std::string& name) {
+    const auto said = of.log.properties().find(name);
+    const auto kept = of.image_from.find(name);
+    if (said == of.log.properties().end() && kept == of.image_from.end()) return "";
+    const place at = said != of.log.properties().end() ? said->second.at : kept->second;
+    return " (" + of.sources[at.source].name + ":" + std::to_string(at.line) + ")";
+}
+
 // The last of the story against what the device held when its evidence was taken.
 void tell_contradictions(const dossier& of, const log_timeline& timeline, evidence_story& told) {
     told.contradictions = of.contradictions;
@@ -100,8 +109,8 @@ void tell_contradictions(const dossier& of, const log_timeline& timeline, eviden
     const std::string held = property_of(of, TOC_PROPERTY);
     if (!last_toc.empty() && !held.empty() && held != last_toc)
         told.contradictions.push_back("the log ends with a top of charge of " + last_toc + " mV (" + toc_at +
-                                      "), the properties say " + held +
-                                      " mV: other devices, or other moments");
+                                      "), the properties" + place_of_property(of, TOC_PROPERTY) + " say " +
+                                      held + " mV: other devices, or other moments");
     const auto saved = of.image.files.find(std::string(TIME_FILE));
     std::int64_t saved_s = 0;
     if (saved == of.image.files.end() || saved->second.size() != sizeof saved_s || timeline.lines.empty())

@@ -140,6 +140,7 @@ std::string sources_text(const dossier& evidence) {
         }
         if (each.state == source_state::in_part)
             text += (each.holds.empty() ? ": " : ", in part: ") + each.why;
+        if (!each.note.empty()) text += " (" + each.note + ")";
         text += '\n';
     }
     if (evidence.foreign_sources + evidence.empty_sources > 0)
@@ -155,6 +156,7 @@ json evidence_json(const dossier& evidence, const evidence_story& told) {
                     {"holds", each.holds},
                     {"state", each.state == source_state::in_part ? "in part" : "read"}};
         if (!each.why.empty()) one["why"] = each.why;
+        if (!each.note.empty()) one["note"] = each.note;
         if (each.lines > 0) one["lines"] = each.lines;
         sources.push_back(one);
     }

@@ -21,6 +21,7 @@ test("every packing of a bug report gives byte for byte the same story", () => {
     const whole = labMust("story", "br/report.zip");
     for (const form of ["renamed.zip", "folder", "report.tar.gz", "nested.zip"]) assert.equal(labMust("story", `br/${form}`), whole, form);
     const text = labMust("story", "br/report.txt");
+    assert.match(lab("story", "br/text.zip").stderr, /\(text in a \.zip: taken as text\)/);
     for (const form of ["text.zip", "report.txt.gz", "utf16.txt", "crlf.txt"]) assert.equal(labMust("story", `br/${form}`), text, form);
     assert.equal(labMust("story", "br/report.txt", "br/root"), whole, "the text, and the files pulled by themselves");
     assert.equal(labWith(readFileSync(at("br/report.tar.gz")), "story", "-").stdout, whole);
@@ -36,7 +37,9 @@ test("every packing of a bug report gives byte for byte the same story", () => {
     }
     assert.equal([...whole.matchAll(/^ {41}(>|\d+-)\d+ mV.*stress hours/gm)].length, 5, "the buckets of the trip");
     // Each fact has its line, in the member that has it.
-    const [, member, number] = labMust("story", "--where", "br/folder").match(/Lowered the[^]*?\n +at (FS[^\n:]+):(\d+) \(toc\.published\)\n/);
+    const [, member, number] = labMust("story", "--where", "br/folder").match(
+        /Lowered the[^]*?\n +at (FS[^\n:]+):(\d+) \(toc\.published\)\n/,
+    );
     assert.match(get(`br/folder/${member}`).split("\n")[number - 1], /CHG_MGR New ToC setting: v=4350/);
     // One that was cut off costs only what it lost.
     const cut = lab("story", "--strict", "br/cut.tar.gz");
@@ -121,7 +124,7 @@ test("says what contradicts itself, what is not there and what is not evidence",
     put("getprop", "[persist.vendor.vorn.toc]: [4250]\n");
     assert.match(
         labMust("story", "log", "getprop"),
-        /^Contradicts itself: the log ends with a top of charge of 4350 mV \(log:2\), the properties say 4250 mV/m,
+        /^Contradicts itself: the log ends with a top of charge of 4350 mV \(log:2\), the properties \(getprop:1\) say 4250 mV/m,
     );
     labMust("state", "set", "device", "last_datetime=2026-01-01T00:00:00Z", "toc_clients=2", "batt_stress[8][8]=1400");
     assert.match(
@@ -133,6 +136,8 @@ test("says what contradicts itself, what is not there and what is not evidence",
     assert.match(device, /^Not there: no log, events or trace[^]*top of charge: 4350 mV\n[^]*>4400 mV, 40-45 °C: 1400\.0 h/);
     assert.equal(labMust("story", "device/mnt/vendor/nvcfg/vorn"), device);
     // Nothing that another tag says is the daemon's.
+    put("x.7z", "7z\xbc\xaf'\x1c\0\x04");
+    assert.match(labRefuses("story", "x.7z"), /it looks like a 7z archive: unpack it first/);
     put("log", "05-20 08:00:00.000   401   401 I other   : --- vorn attempting to migrate persistent files \n");
     assert.match(labRefuses("story", "log"), /^vorn-lab: log: nothing of the daemon in it/);
     assert.match(labRefuses("story", "nowhere"), /^vorn-lab: nowhere: No such file/);
@@ -175,6 +180,33 @@ test("makes the page of a device, which says from where it knows", () => {
     labMust("simulate", "--quiet", here("../../scenarios/stress_trip.toml"), "--trace", "t.csv");
     assert.match(JSON.stringify(page("br/report.txt", "t.csv", "t.csv.root")), /Proof by replay: (\d+) of \1 decisions as logged/);
     assert.match(labRefuses("report", "br/report.zip", "-o", "br/report.zip"), /the same file/);
+});
+
+// Everything but the daemon's own lines, files and properties stays where it is.
+test("lets nothing out that is somebody's", () => {
+    const secrets = [];
+    const secret = (text) => (secrets.push(text), text);
+    let log = "== dumpstate: 2026-05-20 10:00:00\n";
+    for (let i = 0; i < 10; ++i) {
+        log += `05-20 08:00:00.000  1000  1000 D Wifi    : ssid=${secret(`HomeOf_Roe_${i}`)} vorn\n`;
+        log += line(`05-20 08:0${i}:00.000`, "CHG_MGR New ToC setting: v=4350 ---");
+        log += `05-20 08:00:00.000  1000  1000 D Mail    : from ${secret(`jane.roe${i}@example.org`)}\n`;
+        log += `05-20 08:00:00.000  1000  1000 D Phone   : --- vorn call to ${secret(`+4917012345${i}0`)} imei ${secret(`49015420323751${i}`)}\n`;
+    }
+    log += `[ro.serialno]: [${secret("R58N12ABCDE")}]\n[net.hostname]: [${secret("janes-phone")}]\n[persist.vendor.vorn.toc]: [4350]\n`;
+    const folder = `${secret("R58M99ZZ123")}/${secret("john.doe@example.org")}`;
+    put(`in/${folder}/log.txt`, log);
+    put(`in/${folder}/getprop.txt`, `persist.vendor.account=${secret("roe4711")}\npersist.vendor.vorn.toc=4350\n`);
+    for (let i = 0; i < 5; ++i) put(`in/${secret(`35209900176148${i}`)}.txt`, `${secret(`note to self ${i}`)}\n`);
+    assert.ok(new Set(secrets).size >= 50);
+    labMust("report", "in", "-o", "p.html");
+    const [, packed] = get("p.html").match(/<script id="run" type="text\/plain">([^<]+)/);
+    const told = lab("story", "--where", "--all", "in");
+    const page = inflateSync(Buffer.from(packed, "base64")).toString();
+    for (const output of [told.stdout, told.stderr, labMust("story", "--json", "in"), get("p.html"), page]) {
+        for (const each of secrets) assert.ok(!output.includes(each), each);
+    }
+    assert.match(told.stdout + page, /4350[^]*4350/);
 });
 
 // The daemon that ships, over the samples of a device, against what the device's log says.

@@ -23,6 +23,7 @@ for page in share/man/man8/vorn.8 share/man/man1/vorn-lab.1; do
 done
 bin/vorn-lab --version | grep -q '^vorn-lab [0-9]' || fail "bin/vorn-lab --version"
 sh share/vorn/capture.sh -h | grep -q '^Usage: ' || fail "capture.sh -h"
+grep -q '__vorn_lab_at' share/fish/vendor_completions.d/vorn-lab.fish || fail "completion for fish"
 grep -q '^#compdef vorn-lab$' share/zsh/site-functions/_vorn-lab || fail "completion for zsh"
 found=$(bash -c 'source share/bash-completion/completions/vorn-lab.bash
     COMP_WORDS=(vorn-lab repl) COMP_CWORD=1

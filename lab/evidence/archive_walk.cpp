@@ -52,27 +52,19 @@ class archive_walk::host_stream : public byte_stream {
             const ssize_t got = ::read(descriptor_, buffer, size);
             if (got < 0 && errno == EINTR) continue;
             if (got < 0) throw broken_stream(std::strerror(errno));
-            at_ += static_cast<std::uint64_t>(got);
-            if (at_ > farthest_) walk_.bytes_in_ += at_ - farthest_;
-            farthest_ = std::max(farthest_, at_);
+            walk_.bytes_in_ += static_cast<std::uint64_t>(got);
             if (walk_.progress_) walk_.progress_(walk_.bytes_in_, walk_.size_of_inputs_);
             return static_cast<std::size_t>(got);
         }
     }
 
     bool can_seek() const { return is_regular_; }
-    std::int64_t seek(std::int64_t offset, int whence) {
-        const off_t now = ::lseek(descriptor_, offset, whence);
-        if (now >= 0) at_ = static_cast<std::uint64_t>(now);
-        return now;
-    }
+    std::int64_t seek(std::int64_t offset, int whence) { return ::lseek(descriptor_, offset, whence); }
 
   private:
     int descriptor_;
     archive_walk& walk_;
     bool is_regular_ = false;
-    std::uint64_t at_ = 0;
-    std::uint64_t farthest_ = 0;  // so that what is read twice counts once
 };
 
 // An archive under the library's hands, which asks `source` for its bytes.

@@ -11,18 +11,18 @@ import { at, labMust, put } from "../support/lab.mjs";
 const PROJECT = fileURLToPath(new URL("../..", import.meta.url));
 const SCENARIO = `${PROJECT}scenarios/both_reasons.toml`;
 
-/** The commands that stand set in, in the documents and in the manual. Benchmarks run elsewhere. */
+/** The commands that stand set in, in the documents and in the manual; but for benchmarks, and what compares two builds. */
 function commands() {
     const documents = readdirSync(`${PROJECT}docs`).filter((name) => name.endsWith(".md") && name !== "performance.md");
     const shown = ["README.md", ...documents.map((name) => `docs/${name}`)].flatMap((name) =>
         readFileSync(PROJECT + name, "utf8")
             .split("\n")
-            .filter((line) => /^ {4}(adb .*)?vorn-lab (?!  )/.test(line))
+            .filter((line) => /^ {4}(adb .*)?vorn-lab (?!  |diff )/.test(line))
             .map((line) => ({ from: name, command: line.trim() })),
     );
     const manual = labMust("manual")
         .split("\n")
-        .filter((line) => line.startsWith(".Dl ") && line.includes("vorn-lab "))
+        .filter((line) => line.startsWith(".Dl ") && /vorn-lab (?!diff )/.test(line))
         .map((line) => ({ from: "vorn-lab.1", command: line.slice(4).replaceAll("\\&", "").replaceAll("\\(dq", '"') }));
     return [...shown, ...manual];
 }
@@ -38,7 +38,7 @@ function furnish() {
     labMust("state", "set", "BEFORE", "toc_clients=0");
     put("getprop.txt", "[persist.sys.timezone]: [Europe/Berlin]\n");
     cpSync(SCENARIO, at("FILE"));
-    symlinkSync(`${PROJECT}scenarios`, at("scenarios"));
+    for (const name of ["both_reasons", "desk_charger"]) cpSync(`${PROJECT}scenarios/${name}.toml`, at(`scenarios/${name}.toml`), { recursive: true });
     symlinkSync(process.env.VORN_LAB, at("vorn-lab"));
     put("adb", '#!/bin/sh\n[ "$1" != logcat ] || cat report.txt\n');
     spawnSync("chmod", ["+x", at("adb")]);

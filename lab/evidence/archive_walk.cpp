@@ -67,6 +67,21 @@ class archive_walk::host_stream : public byte_stream {
     bool is_regular_ = false;
 };
 
+// Bytes that are there already.
+class archive_walk::given_stream : public byte_stream {
+  public:
+    given_stream(byte_stream& of, archive_walk& walk) : of_(of), walk_(walk) {}
+    std::size_t read(char* buffer, std::size_t size) override {
+        const std::size_t got = of_.read(buffer, size);
+        walk_.bytes_in_ += got;
+        return got;
+    }
+
+  private:
+    byte_stream& of_;
+    archive_walk& walk_;
+};
+
 // An archive under the library's hands, which asks `source` for its bytes.
 struct archive_walk::opened {
     struct archive* handle = ::archive_read_new();
@@ -166,8 +181,9 @@ void archive_walk::walk(const std::string& input) {
 }
 
 void archive_walk::walk_stream(const std::string& name, byte_stream& content) {
+    given_stream given(content, *this);
     try {
-        walk_content(name, content, 0);
+        walk_content(name, given, 0);
     } catch (const limit_passed& limit) {
         trouble_("", limit.what());
     }

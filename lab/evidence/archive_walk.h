@@ -43,6 +43,7 @@ class archive_walk {
 
   private:
     class host_stream;
+    class given_stream;
     class entry_stream;
     struct opened;
 

@@ -17,7 +17,7 @@ function commands() {
     const shown = ["README.md", ...documents.map((name) => `docs/${name}`)].flatMap((name) =>
         readFileSync(PROJECT + name, "utf8")
             .split("\n")
-            .filter((line) => /^ {4}(adb .*)?vorn-lab (?!  |diff )/.test(line))
+            .filter((line) => /^ {4}(adb .*)?vorn-lab (?!  |diff |.*\.\.\. )/.test(line))
             .map((line) => ({ from: name, command: line.trim() })),
     );
     const manual = labMust("manual")
@@ -31,14 +31,19 @@ function commands() {
 function furnish() {
     execFileSync(`${PROJECT}tests/evidence/make_bug_report.py`, [process.env.VORN_LAB, SCENARIO, at("made"), "--others", "1"]);
     labMust("simulate", "--quiet", SCENARIO, "--trace", "trace.csv", "--events", "events.jsonl", "--series", "series.csv", "--samples");
+    for (const name of ["a", "b"]) {
+        cpSync(at("events.jsonl"), at(`${name}.jsonl`));
+        cpSync(at("series.csv"), at(`${name}.csv`));
+    }
     for (const name of ["report.zip", "bugreport.zip"]) cpSync(at("made/report.zip"), at(name));
     for (const name of ["report.txt", "bugreport.txt", "big.log"]) cpSync(at("made/report.txt"), at(name));
     for (const name of ["pulled_folder", "DEVICE", "DIR", "device", "vorn", "AFTER"])
         cpSync(at("made/root"), at(name), { recursive: true });
     labMust("state", "set", "BEFORE", "toc_clients=0");
     put("getprop.txt", "[persist.sys.timezone]: [Europe/Berlin]\n");
-    cpSync(SCENARIO, at("FILE"));
-    for (const name of ["both_reasons", "desk_charger"]) cpSync(`${PROJECT}scenarios/${name}.toml`, at(`scenarios/${name}.toml`), { recursive: true });
+    for (const name of ["FILE", "week.toml"]) cpSync(SCENARIO, at(name));
+    for (const name of ["both_reasons", "desk_charger"])
+        cpSync(`${PROJECT}scenarios/${name}.toml`, at(`scenarios/${name}.toml`), { recursive: true });
     symlinkSync(process.env.VORN_LAB, at("vorn-lab"));
     put("adb", '#!/bin/sh\n[ "$1" != logcat ] || cat report.txt\n');
     spawnSync("chmod", ["+x", at("adb")]);

@@ -15,6 +15,7 @@ void add_commands(CLI::App& app) {
     add_diff_command(app);
     add_sweep_command(app);
     add_yardstick_command(app);
+    add_fleet_command(app);
     add_report_command(app);
     add_story_command(app);
     add_check_command(app);

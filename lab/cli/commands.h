@@ -19,6 +19,7 @@ void add_simulate_command(CLI::App& app);
 void add_diff_command(CLI::App& app);
 void add_sweep_command(CLI::App& app);
 void add_yardstick_command(CLI::App& app);
+void add_fleet_command(CLI::App& app);
 void add_report_command(CLI::App& app);
 void add_story_command(CLI::App& app);
 void add_check_command(CLI::App& app);

@@ -19,7 +19,7 @@ struct chance_key {
 };
 
 // What is drawn for. The numbers are part of every result: a new stream comes last.
-enum class stream : std::uint64_t { load, gauge, weather, habit };
+enum class stream : std::uint64_t { load, gauge, weather, habit, population };
 
 // Four independent 64-bit numbers for one moment of one stream.
 class draws {

@@ -14,6 +14,7 @@ for (const [name, marker, words] of [
     ["log", "<!-- made by: vorn-lab story --list -->\n", ["story", "--list"]],
     ["check", "<!-- made by: vorn-lab check --list -->\n", ["check", "--list"]],
     ["compare", "<!-- made by: vorn-lab diff --classes -->\n", ["diff", "--classes"]],
+    ["fleet", "<!-- made by: vorn-lab fleet columns -->\n", ["fleet", "columns"]],
     ["scenarios", undefined, ["simulate", "--keys"]],
 ]) {
     test(`docs/${name}.md ends in what vorn-lab ${words.join(" ")} says`, () => {

@@ -37,7 +37,8 @@ LAB_REACH = {
     'wiring': 'evidence io recordings session state',
     'compare': 'io recordings records report scenario session simulation state story tally',
     'yardstick': 'io phone recordings session',
-    'cli': 'compare evidence io recordings records report scenario session simulation state story tally wiring yardstick',
+    'fleet': 'compare io phone report scenario session simulation state story tally',
+    'cli': 'compare evidence fleet io recordings records report scenario session simulation state story tally wiring yardstick',
     'main.cpp': 'cli compare',
 }
 # Of the seam, the floors above see these three and none of its implementations.

@@ -1,0 +1,46 @@
+// fleet_run: runs the phones that a directory lacks, on all cores.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+
+#include "lab/fleet/fleet_directory.h"
+#include "lab/fleet/phone_row.h"
+
+namespace lab {
+
+struct run_limits {
+    std::size_t at_once = 0;   // phones at a time; 0: one for each core
+    std::uint64_t prove = 50;  // one phone in so many runs twice; 0: none
+    double limit_s = 0;        // wall time of a phone; 0: ten times the median of those before
+    std::uint64_t memory_mb = 1024;
+    std::string also;  // another build that runs one phone in `also_every` too; empty: none
+    std::uint64_t also_every = 50;
+};
+
+struct run_progress {
+    std::uint64_t done = 0;  // phones of this run
+    std::uint64_t all = 0;
+    std::uint64_t not_ok = 0;
+    double host_s = 0;   // that they took, together
+    double phone_s = 0;  // simulated
+};
+
+using phone_runner = std::function<phone_row(const population&, std::uint64_t)>;
+using progress_listener = std::function<void(const run_progress&)>;
+
+// Runs what is missing of `within`; each phone that ends is kept at once, so that a second call goes on where the first
+// was ended. Throws program_fault when a phone ends differently the second time, or under the other build; both ends are
+// then in DIR/differs.
+run_progress run_missing(const fleet_directory& fleet, phone_range within, const run_limits& limits,
+                         const progress_listener& progress, const phone_runner& run = run_phone);
+
+// Joins the parts into one file. Throws answer_is_no when phones are missing, and says which.
+void gather(const fleet_directory& fleet);
+
+// Takes over complete parts of another directory with the same identity. Throws input_error for another one, and for
+// phones that both have and that ended differently.
+std::size_t add_parts(const fleet_directory& to, const std::string& from);
+
+}  // namespace lab

@@ -1,0 +1,329 @@
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <limits>
+
+#include "lab/fleet/population.h"
+#include "lab/fleet/probability.h"
+#include "lab/io/error.h"
+
+namespace lab {
+
+namespace {
+
+constexpr std::array<std::string_view, 11> SECTIONS{"phone",   "boot_loader", "cell",      "ageing",
+                                                    "thermal", "charger",     "gauge",     "weather",
+                                                    "user",    "files",       "properties"};
+constexpr std::array<std::string_view, 21> TOP_KEYS{
+    "title",     "seed",  "phones",  "span",      "start", "time_zone", "group",
+    "correlate", "phase", "event",   SERVICE_KEY, "phone", "cell",      "boot_loader",
+    "ageing",    "user",  "thermal", "charger",   "gauge", "weather",   "files"};
+constexpr double ALL_PCT = 100;
+constexpr double NEAR_PCT = 0.01;  // shares written with two decimals may be off by so much
+
+// A key as it must be written in TOML.
+std::string key_text(std::string_view key) {
+    const bool is_bare = !key.empty() && std::ranges::all_of(key, [](unsigned char c) {
+        return std::isalnum(c) != 0 || c == '_' || c == '-';
+    });
+    return is_bare ? std::string(key) : toml_text(toml::value<std::string>(std::string(key)));
+}
+
+class population_reader {
+  public:
+    explicit population_reader(population& into) : into_(into) {}
+
+    void read(const toml::table& table) {
+        toml_section top(into_.file, table, "");
+        refuse_unknown(table);
+        into_.title = top.text("title").value_or("the population");
+        into_.seed = static_cast<std::uint64_t>(top.integer("seed", 0, MOST).value_or(1));
+        into_.phones = static_cast<std::uint64_t>(top.integer("phones", 1, MOST_PHONES).value_or(1000));
+        const auto span_s = top.duration("span");
+        if (!span_s || *span_s <= 0)
+            top.fail(table, "needs span, how long each phone is followed: \"3 years\"");
+        into_.span_s = *span_s;
+        for (const std::string_view key :
+             {std::string_view("start"), std::string_view("time_zone"), SERVICE_KEY})
+            if (const toml::node* const node = table.get(key))
+                add_key(into_.keys, "", std::string(key), *node);
+        add_sections(into_.keys, table);
+        read_events(top);
+        if (auto groups = top.table("group")) read_groups(*groups);
+        read_correlations(top);
+    }
+
+    void set(const std::string& setting) {
+        const auto equals = setting.find('=');
+        const auto dot = setting.find('.');
+        if (equals == std::string::npos || dot == std::string::npos || dot > equals)
+            throw input_error("--set: not SECTION.KEY=VALUE: " + setting);
+        population_key key{setting.substr(0, dot), setting.substr(dot + 1, equals - dot - 1), {}, {}};
+        const std::string value = setting.substr(equals + 1);
+        try {
+            key.draw.values = {toml_text(*toml::parse("value = " + value).get("value"))};
+        } catch (const toml::parse_error&) {
+            key.draw.values = {toml_text(toml::value<std::string>(value))};
+        }
+        remove(into_.keys, key.path());
+        for (population_group& group : into_.groups) {
+            for (population_option& option : group.options) remove(option.keys, key.path());
+        }
+        std::erase_if(correlations_, [&](const correlation& each) {
+            return each.one == key.path() || each.other == key.path();
+        });
+        into_.keys.push_back(std::move(key));
+    }
+
+    // Of the correlations of ranks those of the normal numbers beneath (K. Pearson, 1907), and their Cholesky factor.
+    void correlate() {
+        for (const correlation& each : correlations_) {
+            for (const std::string& path : {each.one, each.other}) {
+                if (std::ranges::find(into_.correlated, path) == into_.correlated.end())
+                    into_.correlated.push_back(path);
+            }
+        }
+        const std::size_t size = into_.correlated.size();
+        into_.factor.assign(size, std::vector<double>(size));
+        for (std::size_t i = 0; i < size; ++i) {
+            for (std::size_t j = 0; j <= i; ++j) {
+                double sum = i == j ? 1 : normal_correlation(into_.correlated[i], into_.correlated[j]);
+                for (std::size_t k = 0; k < j; ++k) sum -= into_.factor[i][k] * into_.factor[j][k];
+                if (i == j && sum < 1e-9)
+                    fail_at(into_.file, correlations_.back().place,
+                            "these rank correlations cannot all hold");
+                into_.factor[i][j] = i == j ? std::sqrt(sum) : sum / into_.factor[j][j];
+            }
+        }
+    }
+
+  private:
+    static constexpr std::int64_t MOST = std::numeric_limits<std::int64_t>::max();
+    static constexpr std::int64_t MOST_PHONES = 1'000'000'000;
+
+    struct correlation {
+        std::string one, other;
+        double rank;
+        toml::source_region place;
+    };
+
+    void refuse_unknown(const toml::table& table) const {
+        for (const auto& [key, node] : table) {
+            const auto is = [&](std::string_view one) { return one == key.str(); };
+            if (std::ranges::none_of(TOP_KEYS, is) && key.str() != "properties")
+                fail_at(into_.file, key.source(),
+                        "a population knows no " + std::string(key.str()) + meant(key.str(), TOP_KEYS));
+        }
+    }
+
+    static void remove(std::vector<population_key>& from, const std::string& path) {
+        std::erase_if(from, [&](const population_key& each) { return each.path() == path; });
+    }
+
+    // A table that draws is a value; another one is a section within the section.
+    void add_key(std::vector<population_key>& into, const std::string& section, const std::string& name,
+                 const toml::node& node) {
+        const toml::table* const table = node.as_table();
+        population_key key{section, name, {}, node.source()};
+        if (table == nullptr) {
+            key.draw.values = {toml_text(node)};
+        } else if (table->contains("draw")) {
+            toml_section from(into_.file, *table, name);
+            key.draw = read_distribution(from);
+        } else {
+            for (const auto& [inner, value] : *table)
+                add_key(into, section, name + "." + key_text(inner.str()), value);
+            return;
+        }
+        into.push_back(std::move(key));
+    }
+
+    void add_section(std::vector<population_key>& into, const std::string& section,
+                     const toml::table& table) {
+        for (const auto& [key, value] : table) add_key(into, section, key_text(key.str()), value);
+        // That a section is there says something by itself: [user] is an average person.
+        if (!table.empty()) return;
+        into.push_back({section, "", {}, table.source()});
+        into.back().draw.values = {""};
+    }
+
+    void add_sections(std::vector<population_key>& into, const toml::table& table) {
+        for (const auto& [key, node] : table) {
+            const bool is_section =
+                std::ranges::find(SECTIONS, key.str()) != SECTIONS.end() || key.str() == "phase";
+            if (!is_section) continue;
+            if (!node.is_table())
+                fail_at(into_.file, node.source(),
+                        std::string(key.str()) + " must be a table: [" + std::string(key.str()) + "]");
+            add_section(into, std::string(key.str()), *node.as_table());
+        }
+    }
+
+    void read_events(toml_section& top) {
+        std::size_t count = 0;
+        for (const toml_section& each : top.tables("event"))
+            add_section(into_.keys, "event[" + std::to_string(count++) + "]", each.content());
+    }
+
+    void read_groups(toml_section& groups) {
+        for (const auto& [name, node] : groups.content()) {
+            population_group& group = into_.groups.emplace_back();
+            group.name = name.str();
+            double sum_pct = 0;
+            for (toml_section& each : groups.tables(name.str())) {
+                group.options.push_back(read_option(each));
+                sum_pct += group.options.back().share_pct;
+            }
+            if (std::abs(sum_pct - ALL_PCT) > NEAR_PCT) {
+                char text[32];
+                const auto end = std::to_chars(text, text + sizeof text, sum_pct).ptr;
+                groups.fail(node, "the shares of " + group.name + " sum to " + std::string(text, end) +
+                                      " %, not to 100 %");
+            }
+            weigh(group);
+        }
+    }
+
+    population_option read_option(toml_section& from) {
+        population_option read;
+        const auto name = from.text("name");
+        const auto share_pct = from.number("share_pct", 0, ALL_PCT);
+        if (!name || !share_pct) from.fail("needs name and share_pct");
+        read.name = *name;
+        read.share_pct = *share_pct;
+        read.oversample = from.number("oversample", 1e-3, 1e6).value_or(1);
+        read.source = from.text("source").value_or("");
+        for (const std::string_view section : SECTIONS) (void)from.take(section);
+        (void)from.take("phase");
+        from.finish();
+        add_sections(read.keys, from.content());
+        return read;
+    }
+
+    static void weigh(population_group& group) {
+        double sum = 0;
+        for (const population_option& each : group.options) sum += each.share_pct * each.oversample;
+        for (population_option& each : group.options) {
+            each.chance_of_draw = each.share_pct * each.oversample / sum;
+            each.weight = each.chance_of_draw > 0 ? each.share_pct / ALL_PCT / each.chance_of_draw : 0;
+        }
+    }
+
+    void read_correlations(toml_section& top) {
+        const std::vector<std::string> drawn = into_.drawn_paths();
+        const std::vector<std::string_view> known(drawn.begin(), drawn.end());
+        for (toml_section& each : top.tables("correlate")) {
+            const toml::node* const keys = each.take("keys");
+            const auto rank = each.number("rank", -0.999, 0.999);
+            (void)each.take("source");
+            each.finish();
+            const toml::array* const pair = keys == nullptr ? nullptr : keys->as_array();
+            if (pair == nullptr || pair->size() != 2 || !rank)
+                each.fail("needs keys, a list of two, and rank, their rank correlation");
+            std::array<std::string, 2> names;
+            for (std::size_t i = 0; i < names.size(); ++i) {
+                names[i] = pair->get(i)->value<std::string>().value_or("");
+                if (std::ranges::find(drawn, names[i]) == drawn.end())
+                    each.fail(*pair->get(i),
+                              "no key that is drawn: \"" + names[i] + "\"" + meant(names[i], known));
+            }
+            if (names[0] == names[1]) each.fail(*keys, "a key cannot be correlated with itself");
+            correlations_.push_back({names[0], names[1], *rank, each.content().source()});
+        }
+    }
+
+    double normal_correlation(const std::string& a, const std::string& b) const {
+        constexpr double PI = 3.141592653589793;
+        for (const correlation& each : correlations_) {
+            if ((each.one == a && each.other == b) || (each.one == b && each.other == a))
+                return 2 * std::sin(PI / 6 * each.rank);
+        }
+        return 0;
+    }
+
+    population& into_;
+    std::vector<correlation> correlations_;
+};
+
+// The line of the scenario's text that a message of its reader begins with; 0 when it begins otherwise.
+std::size_t line_in(std::string_view message, std::string_view name) {
+    if (!message.starts_with(name) || message.size() <= name.size() + 1) return 0;
+    const std::string_view rest = message.substr(name.size() + 1);
+    std::size_t line = 0;
+    std::from_chars(rest.data(), rest.data() + rest.size(), line);
+    return line;
+}
+
+// Whether the scenario takes this phone; what it refuses is told where the population says it.
+void try_phone(const population& of, const std::vector<std::size_t>& options,
+               const chance_of_key& chance_of) {
+    constexpr std::string_view NAME = "scenario";
+    const composed_phone made = compose_phone(of, 0, options, chance_of);
+    try {
+        (void)parse_scenario(made.plan.scenario_text, std::string(NAME));
+    } catch (const input_error& refused) {
+        const std::string message = refused.what();
+        const std::size_t line = line_in(message, NAME);
+        const bool has_place = line > 0 && line <= made.places.size() && made.places[line - 1].begin.line > 0;
+        const auto what = message.find(": ");
+        const std::string told = what == std::string::npos ? message : message.substr(what + 2);
+        if (has_place) fail_at(of.file, made.places[line - 1], told);
+        throw input_error(of.file + ": " + told);
+    }
+}
+
+// Every kind of phone, at the ends of its distributions and in between, before the first one is run.
+void try_phones(const population& of) {
+    constexpr std::size_t MOST_KINDS = 2000;
+    static constexpr double ENDS[] = {1e-7, 0.5, 1 - 1e-7};
+    std::size_t kinds = 1, probes = std::size(ENDS);
+    for (const population_group& group : of.groups) {
+        kinds *= group.options.size();
+        for (const population_option& option : group.options) {
+            for (const population_key& key : option.keys) probes = std::max(probes, key.draw.values.size());
+        }
+    }
+    for (const population_key& key : of.keys) probes = std::max(probes, key.draw.values.size());
+    for (std::size_t kind = 0; kind < std::min(kinds, MOST_KINDS); ++kind) {
+        std::vector<std::size_t> options;
+        std::size_t rest = kind;
+        for (const population_group& group : of.groups) {
+            options.push_back(rest % group.options.size());
+            rest /= group.options.size();
+        }
+        for (std::size_t probe = 0; probe < probes; ++probe) {
+            try_phone(of, options, [probe](const population_key& key) {
+                if (key.draw.is_number()) return ENDS[probe % std::size(ENDS)];
+                double below = 0, sum = 0;
+                const std::size_t which = probe % std::max<std::size_t>(1, key.draw.values.size());
+                for (std::size_t i = 0; i < key.draw.weights.size(); ++i) {
+                    sum += key.draw.weights[i];
+                    below += i < which ? key.draw.weights[i] : i == which ? key.draw.weights[i] / 2 : 0;
+                }
+                return sum > 0 ? below / sum : 0.5;
+            });
+        }
+    }
+}
+
+}  // namespace
+
+population parse_population(std::string_view text, const std::string& name,
+                            const std::vector<std::string>& settings) {
+    population read;
+    read.file = name;
+    try {
+        const toml::table table = toml::parse(text, name);
+        population_reader reader(read);
+        reader.read(table);
+        for (const std::string& each : settings) reader.set(each);
+        reader.correlate();
+    } catch (const toml::parse_error& wrong) {
+        fail_at(name, wrong.source(), std::string(wrong.description()));
+    }
+    try_phones(read);
+    return read;
+}
+
+}  // namespace lab

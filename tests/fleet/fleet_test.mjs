@@ -1,0 +1,134 @@
+// A fleet as a user runs it: the same rows whatever way they came to be. node --test, with VORN_LAB as the program.
+
+import assert from "node:assert/strict";
+import { spawn, spawnSync } from "node:child_process";
+import { existsSync, readdirSync, readFileSync, rmSync, writeFileSync } from "node:fs";
+import { test } from "node:test";
+import { setTimeout } from "node:timers/promises";
+import { at, get, lab, labMust, labRefuses, put } from "../support/lab.mjs";
+
+const POPULATION = `seed = 5
+phones = 12
+span = "2 d"
+[weather]
+[user]
+screen_h = { draw = "lognormal", mean = 3.25, sigma_ln = 0.35, most = 16 }
+[[group.climate]]
+name = "hot"
+share_pct = 30
+weather.mean_c = 28
+[[group.climate]]
+name = "cold"
+share_pct = 70
+`;
+const run = (...words) => labMust("fleet", "run", "p.toml", "--quiet", ...words);
+const rows = (dir) => labMust("fleet", "export", dir);
+
+test("rows are the same in parts of any order, after a kill, and with more phones later", async () => {
+    put("p.toml", POPULATION);
+    run("--out", "whole");
+    const whole = rows("whole");
+    for (const part of [3, 1, 2]) {
+        assert.equal(lab("fleet", "gather", "parts").status, part === 3 ? 2 : 1);
+        run("--out", "parts", "--part", `${part}`, "--parts", "3");
+    }
+    labMust("fleet", "gather", "parts");
+    assert.equal(rows("parts"), whole);
+    run("--out", "grown", "--phones", "5");
+    const few = rows("grown");
+    assert.ok(whole.startsWith(few));
+    run("--out", "grown", "--phones", "12");
+    assert.equal(rows("grown"), whole);
+    assert.match(labRefuses("fleet", "run", "p.toml", "--out", "grown", "--phones", "4"), /can only raise/);
+
+    put("p.toml", POPULATION.replace('"2 d"', '"20 d"'));
+    run("--out", "long");
+    const child = spawn(process.env.VORN_LAB, ["fleet", "run", "p.toml", "--out", "killed", "--jobs", "1"], { cwd: at(".") });
+    const begun = () => existsSync(at("killed/parts/0-11.work"));
+    while (!begun()) await setTimeout(5);
+    await setTimeout(700);
+    child.kill("SIGKILL");
+    await new Promise((end) => child.once("exit", end));
+    run("--out", "killed");
+    assert.equal(rows("killed"), rows("long"));
+});
+
+test("each phone runs by itself to the same end, and a constant one is simulate's", () => {
+    put("p.toml", POPULATION.replace(/\[\[group[^]*/, "").replace(/screen_h = .*/, "screen_h = 4"));
+    run("--out", "dir", "--phones", "2");
+    put("phone.toml", labMust("fleet", "phone", "dir", "1"));
+    const [result] = JSON.parse(labMust("simulate", "--json", "phone.toml")).runs;
+    const row = labMust("fleet", "sql", "dir", "SELECT events_digest, cycles_digest, stress_h, flash_bytes FROM phone WHERE number = 1");
+    const { digests, end } = result;
+    assert.equal(row.split("\n")[1], [digests.events, digests.cycles, end.stress_h, end.cost.file_bytes].join());
+    assert.match(labRefuses("fleet", "phone", "dir", "2"), /phones 0 to 1, no 2/);
+    put("by_hand.toml", 'seed = 5\nnumber = 1\n[user]\nscreen_h = 4\n[weather]\n[[phase]]\nfor = "2 d"\n');
+    assert.deepEqual(JSON.parse(labMust("simulate", "--json", "by_hand.toml")).runs[0].digests, digests);
+});
+
+test("a directory is of one build and one population, and of whole parts", () => {
+    put("p.toml", POPULATION);
+    run("--out", "dir", "--part", "1", "--parts", "2");
+    assert.match(labRefuses("fleet", "run", "p.toml", "--out", "dir", "--set", "cell.soc_pct=50"), /another population/);
+    assert.match(labRefuses("fleet", "export", "dir"), /fleet gather dir/);
+    const { status, stderr } = lab("fleet", "gather", "dir");
+    assert.equal(status, 1);
+    assert.match(stderr, /6 phones are missing: 6-11; --array=2\n$/);
+    // The other part from elsewhere; then the same phones by another build, and by a damaged file.
+    run("--out", "other", "--part", "2", "--parts", "2");
+    assert.equal(labMust("fleet", "add", "dir", "other"), "other: 1 part\n");
+    assert.equal(rows("dir").split("\n").length, 14);
+    const facts = get("other/fleet.json");
+    put("other/fleet.json", facts.replace(/"daemon": "./, '"daemon": "x'));
+    assert.match(labRefuses("fleet", "add", "dir", "other"), /another build/);
+    assert.match(labRefuses("fleet", "run", "--out", "other"), /begun by another build/);
+    put("other/fleet.json", facts);
+    const [part] = readdirSync(at("other/parts"));
+    const bytes = readFileSync(at(`other/parts/${part}`));
+    const place = bytes.lastIndexOf("cold");
+    bytes.write("hot!", place);
+    writeFileSync(at(`other/parts/${part}`), bytes);
+    assert.match(labRefuses("fleet", "gather", "other"), /not what was written/);
+    put("other/population.toml", POPULATION.replace("28", "29"));
+    assert.match(labRefuses("fleet", "gather", "other"), /has changed/);
+});
+
+test("a phone that hangs or cannot run is a row that says so; another build is held against it", () => {
+    put("p.toml", `${POPULATION.replace('"2 d"', '"9 years"')}\n`);
+    run("--out", "hung", "--phones", "2", "--limit", "1", "--prove", "0");
+    assert.match(labMust("fleet", "sql", "hung", "SELECT status, error FROM phone"), /^status,error\nhung,took longer/);
+    put(
+        "p.toml",
+        POPULATION.replace(
+            "[user]",
+            "[cell]\nsoc_pct = -2\n[phone]\npower_off_mv = 4400\nboot_at_mv = 4400\n[user]\nnight_pct = 0\ntopups_per_day = 0\nplug_below_pct = 0",
+        ),
+    );
+    run("--out", "flat", "--phones", "1");
+    assert.match(labMust("fleet", "sql", "flat", "SELECT status, error FROM phone"), /failed,.*never starts/);
+    put("p.toml", POPULATION);
+    run("--out", "also", "--phones", "2", "--also", process.env.VORN_LAB, "--also-every", "1");
+    const { status, stderr } = lab("fleet", "run", "p.toml", "--out", "differs", "--phones", "2", "--also", "false", "--quiet");
+    assert.equal(status, 3);
+    assert.match(stderr, /phone 0 ended differently under false; both are in differs\/differs/);
+    assert.ok(existsSync(at("differs/differs/0.toml")));
+    rmSync(at("differs"), { recursive: true });
+});
+
+test("the document's questions are answered", () => {
+    const document = readFileSync(new URL("../../docs/fleet.md", import.meta.url), "utf8");
+    const asked = [...document.matchAll(/^ {4}vorn-lab fleet sql DIR "(.*)"$/gm)];
+    assert.ok(asked.length >= 3);
+    put("p.toml", POPULATION);
+    run("--out", "dir", "--phones", "3");
+    for (const [, question] of asked) assert.ok(labMust("fleet", "sql", "dir", question).split("\n").length >= 2, question);
+    assert.match(labRefuses("fleet", "sql", "dir", "SELECT nowhere FROM phone"), /no such column/);
+    const looked = labMust("fleet", "look", "p.toml", "--phones", "50");
+    assert.match(looked, /user\.screen_h .* no source\n/);
+    assert.equal(
+        spawnSync(process.env.VORN_LAB, ["fleet", "look", new URL("../../scenarios/fleet/three_climates.toml", import.meta.url).pathname])
+            .stdout.toString()
+            .includes("no source"),
+        false,
+    );
+});

@@ -1,6 +1,8 @@
 // vorn-lab fleet: the daemon on many phones.
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cstdio>
 #include <iostream>
 #include <memory>
 #include <string>
@@ -8,8 +10,12 @@
 
 #include "lab/cli/commands.h"
 #include "lab/cli/fleet_commands.h"
+#include "lab/compare/process_pool.h"
+#include "lab/fleet/fleet_plan.h"
 #include "lab/fleet/look.h"
+#include "lab/fleet/phone_row.h"
 #include "lab/fleet/population.h"
+#include "lab/io/error.h"
 #include "lab/io/input_file.h"
 
 namespace lab {
@@ -36,12 +42,58 @@ void add_look(CLI::App& fleet, const std::shared_ptr<fleet_options>& options) {
     add_population(command, *options);
     command.add_option("--phones", options->phones, "How many; 1000 when not given")
         ->type_name("N")
-        ->check(CLI::Range(std::uint64_t{1}, MOST_LOOKED_AT));
+        ->check(CLI::Range(std::uint64_t{1}, MOST_LOOKED_AT).description(""));
     command.callback([options] {
         constexpr std::uint64_t USUAL = 1000;
         const population read =
             parse_population(read_file(options->population), options->population, options->settings);
         std::cout << look_at(read, options->phones == 0 ? USUAL : options->phones);
+    });
+}
+
+// Three phones, one after the other: on a core that nobody else of us uses.
+void print_plan(const fleet_options& options, cluster_limits limits) {
+    constexpr std::uint64_t TRIED = 3;
+    const population read =
+        parse_population(read_file(options.population), options.population, options.settings);
+    double slowest_s = 0;
+    std::int64_t memory_kb = 0;
+    run_jobs(
+        TRIED, 1, [&](std::size_t i) { return packed(run_phone(read, i)); },
+        [&](std::size_t, const job_end& end) {
+            if (!end.is_good) throw input_error(options.population + ": a phone cannot be run: " + end.error);
+            const phone_row row = unpacked_row(end.output);
+            slowest_s = std::max(slowest_s, row.host_s);
+            memory_kb = std::max(memory_kb, row.memory_kb);
+        });
+    const std::uint64_t phones = options.phones > 0 ? options.phones : read.phones;
+    std::cout << plan_text(plan_parts(phones, slowest_s, memory_kb, limits), options.population);
+}
+
+std::string cluster_config() {
+    std::string said;
+    if (std::FILE* const pipe = ::popen("scontrol show config 2>/dev/null", "r")) {
+        char piece[4096];
+        while (const std::size_t size = std::fread(piece, 1, sizeof piece, pipe)) said.append(piece, size);
+        (void)::pclose(pipe);
+    }
+    return said;
+}
+
+void add_plan(CLI::App& fleet, const std::shared_ptr<fleet_options>& options) {
+    const auto limits = std::make_shared<cluster_limits>();
+    CLI::App& command = *fleet.add_subcommand("plan", "Time three phones, and cut the fleet for a cluster");
+    add_population(command, *options);
+    command.add_option("--phones", options->phones, "How many, instead of what the population says")
+        ->type_name("N");
+    command.add_option("--cores", limits->cores, "Of a part")
+        ->type_name("N")
+        ->check(CLI::PositiveNumber.description(""));
+    command.add_option("--most-parts", limits->most_parts, "Of an array; what scontrol says when not given")
+        ->type_name("N");
+    command.callback([options, limits] {
+        if (limits->most_parts == 0) limits->most_parts = most_parts_in(cluster_config());
+        print_plan(*options, *limits);
     });
 }
 
@@ -52,8 +104,10 @@ void add_fleet_command(CLI::App& app) {
     CLI::App& fleet = *app.add_subcommand("fleet", "Run the daemon on many phones that differ");
     fleet.require_subcommand(1);
     add_look(fleet, options);
+    add_plan(fleet, options);
     add_fleet_run_commands(fleet);
     add_fleet_result_commands(fleet);
+    add_fleet_view_commands(fleet);
 }
 
 }  // namespace lab

@@ -72,13 +72,13 @@ void add_run(CLI::App& fleet) {
         ->allow_extra_args(false);
     command.add_option("--phones", options->wishes.phones, "How many, instead of what the population says")
         ->type_name("N")
-        ->check(CLI::Range(std::uint64_t{1}, MOST));
+        ->check(CLI::Range(std::uint64_t{1}, MOST).description(""));
     command.add_option("--part", options->part, "Run only this part of --parts, whole or not at all")
         ->type_name("K")
-        ->check(CLI::Range(std::uint64_t{1}, MOST));
+        ->check(CLI::Range(std::uint64_t{1}, MOST).description(""));
     command.add_option("--parts", options->wishes.parts, "Into how many parts the fleet is cut")
         ->type_name("N")
-        ->check(CLI::Range(std::uint64_t{1}, MOST));
+        ->check(CLI::Range(std::uint64_t{1}, MOST).description(""));
     command
         .add_option("--jobs", options->limits.at_once, "Phones at a time; one for each core when not given")
         ->type_name("N");
@@ -86,7 +86,7 @@ void add_run(CLI::App& fleet) {
         .add_option("--limit", options->limits.limit_s,
                     "Wall time of a phone in seconds, instead of ten times the median")
         ->type_name("S")
-        ->check(CLI::Range(1.0, 1e9));
+        ->check(CLI::Range(1.0, 1e9).description(""));
     command.add_option("--memory", options->limits.memory_mb, "Memory of a phone's process; 0: any")
         ->type_name("MB");
     command.add_option("--prove", options->limits.prove, "Run one phone in N twice and compare; 0: none")

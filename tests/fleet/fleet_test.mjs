@@ -115,6 +115,41 @@ test("a phone that hangs or cannot run is a row that says so; another build is h
     rmSync(at("differs"), { recursive: true });
 });
 
+test("two fleets are compared phone by phone; a fleet with itself is equal", () => {
+    put("p.toml", POPULATION);
+    run("--out", "a");
+    run("--out", "b", "--set", "charger.cutoff_ma=900", "--phones", "8");
+    const compared = (one, other) => JSON.parse(labMust("fleet", "compare", one, other, "--json"));
+    const same = compared("a", "a");
+    assert.deepEqual([same.phones, same.unequal, same.left_out], [12, 0, 0]);
+    assert.ok(same.figures.every(({ difference }) => difference === 0));
+    const { phones, left_out, figures } = compared("a", "b");
+    assert.deepEqual([phones, left_out], [8, 4]);
+    const high = figures.find(({ name }) => name === "high_h");
+    assert.ok(high.low <= high.difference && high.difference <= high.high && high.worth_of_pairing > 1);
+    assert.ok(Math.abs(high.b - high.a - high.difference) < 1e-9);
+    put("p.toml", POPULATION.replace("seed = 5", "seed = 6"));
+    run("--out", "c");
+    assert.match(labRefuses("fleet", "compare", "a", "c"), /is another one: the fleets differ in their seed/);
+});
+
+test("the page holds all it needs, and its curves are data too", () => {
+    put("p.toml", POPULATION.replace("[weather]", 'service_days = { draw = "uniform", from = 0.5, to = 1.5 }\n[weather]'));
+    assert.match(labRefuses("fleet", "look", "p.toml", "--set", "nothing"), /not SECTION\.KEY=VALUE/);
+    run("--out", "dir");
+    labMust("fleet", "report", "dir");
+    const page = get("fleet.html");
+    assert.doesNotMatch(page, /<script|src=|url\(|https?:/);
+    for (const words of ["Not yet lowered by climate", "Kaplan and Meier", "0 % (at most", "fleet phone dir "])
+        assert.ok(page.includes(words), words);
+    const [, ...points] = labMust("fleet", "report", "dir", "--csv").trimEnd().split("\n");
+    assert.equal(points.length, 3 * 12);
+    const [, , day, lowered, , , , at_risk, , censored] = points.at(-1).split(",").map(Number);
+    assert.deepEqual([day, lowered, at_risk], [2, 0, 0]);
+    assert.ok(censored > 0);
+    assert.match(labMust("fleet", "plan", "p.toml", "--phones", "5000000", "--most-parts", "2"), /\nsbatch --array=1-2%200 .* p\.toml DIR \d+ 2\n/);
+});
+
 test("the document's questions are answered", () => {
     const document = readFileSync(new URL("../../docs/fleet.md", import.meta.url), "utf8");
     const asked = [...document.matchAll(/^ {4}vorn-lab fleet sql DIR "(.*)"$/gm)];

@@ -37,7 +37,7 @@ LAB_REACH = {
     'wiring': 'evidence io recordings session state',
     'compare': 'io recordings records report scenario session simulation state story tally',
     'yardstick': 'io phone recordings session',
-    'fleet': 'compare io phone report scenario session simulation state story tally',
+    'fleet': 'compare io phone records report scenario session simulation state story tally',
     'cli': 'compare evidence fleet io recordings records report scenario session simulation state story tally wiring yardstick',
     'main.cpp': 'cli compare',
 }

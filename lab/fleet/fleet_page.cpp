@@ -41,19 +41,28 @@ svg { display: block; width: 100%; height: auto; } svg text { font-size: 12px; f
 .c5 { --c: var(--c5); } .line { stroke: var(--c); } .band { fill: var(--c); }
 .key::before { content: ""; display: inline-block; width: 14px; height: 3px; margin-right: 6px; vertical-align: middle;
   background: var(--c); }
-.heat td { text-align: right; padding: 3px 6px; font-size: 12px; } .heat th { font-size: 12px; white-space: nowrap; }
+.curve th, .curve td { min-width: 9.5em; } .heat td { text-align: right; padding: 3px 6px; font-size: 12px; } .heat th { font-size: 12px; white-space: nowrap; }
 @media print { body { background: none; } section { break-inside: avoid; } }
 )";
 
 // "12 % (9 to 16)", of none "0 % (at most 1)".
 std::string share_text(const share& of) {
-    if (of.value <= 0) return text_of("0 %% (at most %.2g)", PCT * of.within.high);
+    if (of.value <= 0) return text_of("0 %% (at most %.3g)", PCT * of.within.high);
     return text_of("%.3g %% (%.3g to %.3g)", PCT * of.value, PCT * of.within.low, PCT * of.within.high);
 }
 
 std::string section(const std::string& title, const std::string& body, bool is_wide = false) {
     return std::string(is_wide ? "<section class=\"wide\">" : "<section>") + "<h2>" + html_text(title) +
            "</h2>\n" + body + "</section>\n";
+}
+
+// The axis of time: years, or days of a span that is shorter.
+struct time_unit {
+    double days;
+    const char* name;
+};
+time_unit unit_of(const fleet_summary& of) {
+    return of.span_days >= YEAR_DAYS ? time_unit{YEAR_DAYS, " y"} : time_unit{1, " d"};
 }
 
 share lowered_by(const curve_point& at) {
@@ -74,8 +83,8 @@ std::vector<std::size_t> ticks_of(const fleet_summary& of) {
 }
 
 std::string curve_table(const fleet_summary& of, const std::vector<const kind_curve*>& curves) {
-    std::string out = "<div class=\"scroll\"><table><tr><th></th>";
-    for (const std::size_t tick : ticks_of(of)) print(out, "<th class=\"n\">day %.0f</th>", of.days[tick]);
+    std::string out = "<div class=\"scroll\"><table class=\"curve\"><tr><th></th>";
+    for (const std::size_t tick : ticks_of(of)) print(out, "<th class=\"n\">day %.4g</th>", of.days[tick]);
     out += "</tr>";
     for (std::size_t i = 0; i < curves.size(); ++i) {
         const kind_curve& each = *curves[i];
@@ -105,16 +114,17 @@ std::string curve_section(const fleet_summary& of, const std::string& group) {
         for (const curve_point& at : each.curve) lowest = std::min(lowest, at.left.within.low);
     }
     const std::string by = group.empty() ? "" : " by " + group;
-    svg_chart chart("Share of phones not yet lowered over time" + by, of.span_days / YEAR_DAYS,
+    const time_unit time = unit_of(of);
+    svg_chart chart("Share of phones not yet lowered over time" + by, of.span_days / time.days,
                     std::floor(lowest * 10) * 10, PCT);
-    chart.draw_axes(" y", " %");
+    chart.draw_axes(time.name, " %");
     for (std::size_t i = 0; i < curves.size(); ++i) {
         svg_chart::points left{{0, PCT}}, low{{0, PCT}}, high{{0, PCT}};
         for (const curve_point& at : curves[i]->curve) {
-            const double year = at.time / YEAR_DAYS;
-            left.emplace_back(year, PCT * at.left.value);
-            low.emplace_back(year, PCT * at.left.within.low);
-            high.emplace_back(year, PCT * at.left.within.high);
+            const double x = at.time / time.days;
+            left.emplace_back(x, PCT * at.left.value);
+            low.emplace_back(x, PCT * at.left.within.low);
+            high.emplace_back(x, PCT * at.left.within.high);
         }
         chart.band(low, high, colour_of(i));
         chart.line(left, colour_of(i), curves[i]->kind.empty() ? "all phones" : curves[i]->kind, true);
@@ -132,12 +142,13 @@ std::string curve_section(const fleet_summary& of, const std::string& group) {
 std::string band_section(const fleet_summary& of, const std::string& title,
                          const std::vector<band_point>& band, const std::string& unit, double least,
                          double most) {
-    svg_chart chart(title + " over time", of.span_days / YEAR_DAYS, least, most);
-    chart.draw_axes(" y", unit);
+    const time_unit time = unit_of(of);
+    svg_chart chart(title + " over time", of.span_days / time.days, least, most);
+    chart.draw_axes(time.name, unit);
     const auto at = [&](std::size_t which) {
         svg_chart::points points;
         for (const band_point& each : band) {
-            if (!std::isnan(each.at[which])) points.emplace_back(each.day / YEAR_DAYS, each.at[which]);
+            if (!std::isnan(each.at[which])) points.emplace_back(each.day / time.days, each.at[which]);
         }
         return points;
     };
@@ -223,8 +234,7 @@ std::string tiles(const fleet_summary& of) {
     const auto tile = [&out](const std::string& value, const std::string& what) {
         out += "<div><b>" + value + "</b>" + what + "</div>";
     };
-    tile(share_text(of.lowered),
-         text_of("of the phones lowered within %.3g years", of.span_days / YEAR_DAYS));
+    tile(share_text(of.lowered), text_of("of the phones lowered within %.4g days", of.span_days));
     tile(std::to_string(of.phones), text_of("phones, as much as %.0f of equal weight", of.effective));
     if (!of.stress.empty())
         tile(text_of("%.0f", of.stress.back().at[2]), "stress hours of the middle phone at the end");

@@ -147,42 +147,50 @@ std::vector<curve_point> survival_curve(std::vector<life> lives, std::span<const
     }
     const double effective = squares > 0 ? weight * weight / squares : 0;
     const double scale = weight > 0 ? effective / weight : 0;  // of weights to effective phones
-    double at_risk = weight, left = 1, greenwood = 0;
-    curve_point now{0, share_of(1, effective), static_cast<std::int64_t>(lives.size())};
+    double at_risk = weight, left = 1, greenwood = 0, number = effective;
+    curve_point now{0, share_of(1, effective), static_cast<std::int64_t>(lives.size()), 0, 0, 0};
     std::vector<curve_point> curve;
     std::size_t next = 0;
-    const auto effective_now = [&] {
-        // The plain share of so many phones is as sure as this; without departures that is all of them.
-        if (left <= 0 || left >= 1 || greenwood <= 0) return at_risk > 0 ? at_risk * scale : effective;
-        return (1 - left) / (left * greenwood);
+    const auto take_events = [&](double moment) {
+        double came = 0;
+        for (; next < lives.size() && lives[next].time == moment && lives[next].end == life_end::event;
+             ++next) {
+            came += lives[next].weight;
+            now.events += 1;
+        }
+        if (came <= 0 || at_risk <= 0) return;
+        left *= std::max(0.0, 1 - came / at_risk);
+        const double stay = at_risk - came;
+        if (stay > 0) greenwood += came / (at_risk * stay * scale);
+        at_risk = stay;
+    };
+    const auto take_departures = [&](double moment) {
+        for (; next < lives.size() && lives[next].time == moment; ++next) {
+            if (lives[next].end == life_end::other) {
+                now.others += 1;  // stays in the number
+                continue;
+            }
+            now.censored += 1;
+            at_risk -= lives[next].weight;
+        }
     };
     for (const double time : times) {
-        for (; next < lives.size() && lives[next].time <= time;) {
+        while (next < lives.size() && lives[next].time <= time) {
             const double moment = lives[next].time;
-            double came = 0;
-            for (; next < lives.size() && lives[next].time == moment && lives[next].end == life_end::event;
-                 ++next) {
-                came += lives[next].weight;
-                now.events += 1;
-            }
-            if (came > 0 && at_risk > 0) {
-                left *= std::max(0.0, 1 - came / at_risk);
-                const double stay = at_risk - came;
-                if (stay > 0) greenwood += came / (at_risk * stay * scale);
-                at_risk = stay;
-            }
-            for (; next < lives.size() && lives[next].time == moment && lives[next].end != life_end::event;
-                 ++next) {
-                if (lives[next].end == life_end::other) {
-                    now.others += 1;  // stays in the number
-                    continue;
-                }
-                now.censored += 1;
-                at_risk -= lives[next].weight;
-            }
+            take_events(moment);
+            if (moment == time) break;  // who leaves now has been watched up to now
+            take_departures(moment);
+        }
+        // The plain share of so many phones is as sure as this: without departures that is all of them. When nobody is
+        // left to watch, it is as sure as it was.
+        const bool is_between = left > 0 && left < 1 && greenwood > 0;
+        constexpr double NOBODY = 1e-9;
+        if (is_between) {
+            number = (1 - left) / (left * greenwood);
+        } else if (at_risk > NOBODY) {
+            number = std::min(effective, at_risk * scale);
         }
         now.time = time;
-        const double number = left >= 1 || left <= 0 ? std::min(effective, effective_now()) : effective_now();
         now.left = share_of(std::clamp(left, 0.0, 1.0), number);
         now.at_risk = static_cast<std::int64_t>(lives.size()) - now.events - now.censored - now.others;
         curve.push_back(now);

@@ -147,7 +147,10 @@ test("the page holds all it needs, and its curves are data too", () => {
     const [, , day, lowered, , , , at_risk, , censored] = points.at(-1).split(",").map(Number);
     assert.deepEqual([day, lowered, at_risk], [2, 0, 0]);
     assert.ok(censored > 0);
-    assert.match(labMust("fleet", "plan", "p.toml", "--phones", "5000000", "--most-parts", "2"), /\nsbatch --array=1-2%200 .* p\.toml DIR \d+ 2\n/);
+    assert.match(
+        labMust("fleet", "plan", "p.toml", "--phones", "5000000", "--most-parts", "2"),
+        /\nsbatch --array=1-2%200 .* p\.toml DIR \d+ 2\n/,
+    );
 });
 
 test("the document's questions are answered", () => {

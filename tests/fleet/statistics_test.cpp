@@ -101,8 +101,13 @@ TEST(Curve, OfPhonesWatchedEquallyLongIsThePlainShare) {
         lives.push_back({event ? 10.0 + i : 100.0, event ? life_end::event : life_end::censored, weight});
         went.push_back({event ? 0.0 : 1.0, weight});
     }
-    constexpr std::array<double, 1> END{99};
+    // At the very end, too: who is watched to the end is at risk there. Beyond it nobody is, and nothing more is learnt.
+    constexpr std::array<double, 2> END{100, 101};
     const auto curve = survival_curve(lives, END);
+    EXPECT_EQ(curve[0].at_risk, 30);
+    EXPECT_DOUBLE_EQ(curve[1].left.number, curve[0].left.number);
+    constexpr std::array<life, 2> NEVER{life{5, life_end::censored}, life{5, life_end::censored}};
+    EXPECT_DOUBLE_EQ(survival_curve({NEVER.begin(), NEVER.end()}, END)[0].left.number, 2);
     EXPECT_NEAR(curve[0].left.value, share_of(went).value, 1e-12);
     EXPECT_NEAR(curve[0].left.within.low, share_of(went).within.low, 1e-9);
     EXPECT_NEAR(curve[0].left.within.high, share_of(went).within.high, 1e-9);

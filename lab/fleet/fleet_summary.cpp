@@ -64,8 +64,8 @@ class summary_maker {
         const double end = row[figure::end_day].value_or(0);
         if (trip) return {*trip, life_end::event, row.weight};
         if (row.status != phone_status::ok) return {end, life_end::other, row.weight};
-        constexpr double A_DAY = 1;
-        const bool left = end < result_.span_days - A_DAY;
+        const double tolerance = std::min(1.0, result_.span_days / 100);  // the last cycle may be a while ago
+        const bool left = end < result_.span_days - tolerance;
         result_.has_departures = result_.has_departures || left;
         return {left ? end : result_.span_days, life_end::censored, row.weight};
     }

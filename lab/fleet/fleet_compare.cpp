@@ -34,9 +34,9 @@ struct pairs {
         difference.push_back({other - one, weight});
     }
 
-    paired_figure figure_of(std::string name) const {
+    figure_difference figure_of(std::string name) const {
         const mean_value one = mean_of(first), other = mean_of(second), both = mean_of(difference);
-        paired_figure made{std::move(name), one.value, other.value, both.value, {}, 0};
+        figure_difference made{std::move(name), one.value, other.value, both.value, {}, 0};
         made.within = {both.value - both.half_width, both.value + both.half_width};
         if (both.variance > 0) made.worth_of_pairing = (one.variance + other.variance) / both.variance;
         return made;
@@ -48,8 +48,8 @@ bool is_lowered(const phone_row& row) {
 }
 
 // The plain interval of a mean says nothing where no phone, or every one, turns round.
-paired_figure share_of_pairs(const pairs& of) {
-    paired_figure made = of.figure_of("lowered");
+figure_difference share_of_pairs(const pairs& of) {
+    figure_difference made = of.figure_of("lowered");
     double only_first = 0, only_second = 0, weight = 0;
     for (const weighted& each : of.difference) {
         weight += each.weight;
@@ -130,7 +130,7 @@ class comparer {
     std::array<pairs, COMPARED.size()> figures_;
 };
 
-std::string worth_text(const paired_figure& of) {
+std::string worth_text(const figure_difference& of) {
     return of.worth_of_pairing > 0 ? text_of("%9.3gx", of.worth_of_pairing) : std::string("         -");
 }
 
@@ -157,7 +157,7 @@ std::string comparison_text(const fleet_comparison& of, const std::string& first
     print(out, "%-22s %10.1f %% %10.1f %% %10.1f %% %12.1f to %8.1f %% %s\n", "share lowered",
           PCT * of.lowered.first, PCT * of.lowered.second, PCT * of.lowered.difference,
           PCT * of.lowered.within.low, PCT * of.lowered.within.high, worth_text(of.lowered).c_str());
-    for (const paired_figure& each : of.figures)
+    for (const figure_difference& each : of.figures)
         print(out, "%-22s %12.5g %12.5g %12.4g %12.4g to %11.4g %s\n", each.name.c_str(), each.first,
               each.second, each.difference, each.within.low, each.within.high, worth_text(each).c_str());
     out += "\npairing: so many times as many phones would be needed if they were others in A and B\n";
@@ -165,7 +165,7 @@ std::string comparison_text(const fleet_comparison& of, const std::string& first
 }
 
 std::string comparison_json(const fleet_comparison& of) {
-    const auto json_of_figure = [](const paired_figure& each) {
+    const auto json_of_figure = [](const figure_difference& each) {
         return nlohmann::ordered_json{{"name", each.name},
                                       {"a", each.first},
                                       {"b", each.second},
@@ -181,7 +181,7 @@ std::string comparison_json(const fleet_comparison& of) {
                                {"unequal", of.unequal},
                                {"varied", of.varied}};
     all["figures"] = {json_of_figure(of.lowered)};
-    for (const paired_figure& each : of.figures) all["figures"].push_back(json_of_figure(each));
+    for (const figure_difference& each : of.figures) all["figures"].push_back(json_of_figure(each));
     return all.dump(1) + "\n";
 }
 

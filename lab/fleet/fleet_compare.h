@@ -10,7 +10,7 @@
 namespace lab {
 
 // A figure in both fleets and its difference, the second less the first.
-struct paired_figure {
+struct figure_difference {
     std::string name;
     double first = 0, second = 0;  // weighted means
     double difference = 0;
@@ -26,8 +26,8 @@ struct fleet_comparison {
     std::uint64_t left_out = 0;       // that one of them lacks, or that did not end well in one
     std::uint64_t unequal = 0;        // whose events differ at all
     std::vector<std::string> varied;  // drawn keys that differ between the two
-    paired_figure lowered;            // share, 0 to 1
-    std::vector<paired_figure> figures;
+    figure_difference lowered;        // share, 0 to 1
+    std::vector<figure_difference> figures;
 };
 
 // Throws input_error when no phone is in both, or when the two are not of the same seed and groups.

@@ -11,18 +11,19 @@ import { at, labMust, put } from "../support/lab.mjs";
 const PROJECT = fileURLToPath(new URL("../..", import.meta.url));
 const SCENARIO = `${PROJECT}scenarios/both_reasons.toml`;
 
-/** The commands that stand set in, in the documents and in the manual; but for benchmarks, and what compares two builds. */
+/** The commands that stand set in, in the documents and in the manual; but for benchmarks, what
+ *  compares two builds, and fleets, whose own test runs them. */
 function commands() {
     const documents = readdirSync(`${PROJECT}docs`).filter((name) => name.endsWith(".md") && name !== "performance.md");
     const shown = ["README.md", ...documents.map((name) => `docs/${name}`)].flatMap((name) =>
         readFileSync(PROJECT + name, "utf8")
             .split("\n")
-            .filter((line) => /^ {4}(adb .*)?vorn-lab (?!  |diff |.*\.\.\. )/.test(line))
+            .filter((line) => /^ {4}(adb .*)?vorn-lab (?!  |diff |fleet |.*\.\.\. )/.test(line))
             .map((line) => ({ from: name, command: line.trim() })),
     );
     const manual = labMust("manual")
         .split("\n")
-        .filter((line) => line.startsWith(".Dl ") && /vorn-lab (?!diff )/.test(line))
+        .filter((line) => line.startsWith(".Dl ") && /vorn-lab (?!diff |fleet )/.test(line))
         .map((line) => ({ from: "vorn-lab.1", command: line.slice(4).replaceAll("\\&", "").replaceAll("\\(dq", '"') }));
     return [...shown, ...manual];
 }
@@ -41,7 +42,7 @@ function furnish() {
         cpSync(at("made/root"), at(name), { recursive: true });
     labMust("state", "set", "BEFORE", "toc_clients=0");
     put("getprop.txt", "[persist.sys.timezone]: [Europe/Berlin]\n");
-    for (const name of ["FILE", "week.toml"]) cpSync(SCENARIO, at(name));
+    for (const name of ["FILE", "week.toml", "phone.toml"]) cpSync(SCENARIO, at(name));
     for (const name of ["both_reasons", "desk_charger"])
         cpSync(`${PROJECT}scenarios/${name}.toml`, at(`scenarios/${name}.toml`), { recursive: true });
     symlinkSync(process.env.VORN_LAB, at("vorn-lab"));

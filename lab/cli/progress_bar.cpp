@@ -42,7 +42,7 @@ std::size_t columns_of_terminal() {
 
 std::string bar_text(double share, std::size_t columns) {
     share = std::clamp(share, 0.0, 1.0);
-    const std::string percent = std::to_string(static_cast<int>(share * 100)) + " %";
+    std::string percent = std::to_string(static_cast<int>(share * 100)) + " %";
     constexpr std::size_t BESIDE = 9;  // "[] 100 %", and the last column, where some terminals wrap
     if (columns <= percent.size()) return "";
     if (columns < BESIDE + NARROWEST) return percent;

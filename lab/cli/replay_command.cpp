@@ -54,7 +54,7 @@ trace_reader::constant_columns parse_constants(const std::vector<std::string>& a
 std::string zone_of_process() {
     const char* const set = std::getenv("TZ");
     if (set == nullptr || *set == '\0') return "this machine's time zone";
-    const std::string zone = set;
+    std::string zone = set;
     if (std::isalpha(static_cast<unsigned char>(zone.front())) != 0) local_zone{zone};
     return zone;
 }

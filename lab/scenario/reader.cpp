@@ -21,7 +21,8 @@ namespace {
 
 constexpr std::int64_t LONGEST_S = 100LL * 365 * 86400;
 constexpr std::size_t MOST_PHASES = 1'000'000;
-constexpr std::size_t MOST_HOURS = 100 * 8784;  // of the air, as long as a scenario may last
+constexpr std::size_t MOST_HOURS =
+    878'400;  // of the air: 100 years of 366 days, as long as a scenario may last
 constexpr std::array<std::string_view, 9> DAY_NAMES{"sun", "mon", "tue",      "wed",    "thu",
                                                     "fri", "sat", "weekdays", "weekend"};
 constexpr std::uint8_t DAY_BITS[] = {1, 2, 4, 8, 16, 32, 64, 0x3E, 0x41};

@@ -1,5 +1,6 @@
 #include "lab/cli/fleet_progress.h"
 
+#include <cmath>
 #include <iostream>
 #include <unistd.h>
 
@@ -21,7 +22,7 @@ double seconds_since(std::chrono::steady_clock::time_point begin) {
 }
 
 std::string duration_of(double seconds) {
-    return duration_text(static_cast<std::int64_t>(seconds + 0.5));
+    return duration_text(std::llround(seconds));
 }
 
 }  // namespace

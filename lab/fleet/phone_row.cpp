@@ -21,7 +21,7 @@ using nlohmann::json;
 
 constexpr double DAY_S = 86400;
 constexpr double HOUR_S = 3600;
-constexpr std::int64_t YEAR_S = 365 * 86400;
+constexpr std::int64_t YEAR_S = 365LL * 86400;
 constexpr std::size_t MOMENTS_PER_YEAR = 12;
 
 // To three decimals: what the last bits of a sum are cannot be seen.

@@ -110,10 +110,10 @@ class population_reader {
 
     void refuse_unknown(const toml::table& table) const {
         for (const auto& [key, node] : table) {
-            const auto is = [&](std::string_view one) { return one == key.str(); };
-            if (std::ranges::none_of(TOP_KEYS, is) && key.str() != "properties")
+            const std::string_view name = key.str();
+            if (std::ranges::find(TOP_KEYS, name) == std::end(TOP_KEYS) && name != "properties")
                 fail_at(into_.file, key.source(),
-                        "a population knows no " + std::string(key.str()) + meant(key.str(), TOP_KEYS));
+                        "a population knows no " + std::string(name) + meant(name, TOP_KEYS));
         }
     }
 

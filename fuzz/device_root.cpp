@@ -66,6 +66,7 @@ const workplace& here() {
 
 void place(kind what, const fs::path& path, std::string_view bytes) {
     std::error_code error;  // a name may be taken, or its directory no directory
+    if (fs::weakly_canonical(path.parent_path(), error) != path.parent_path()) return;  // not through a link
     fs::create_directories(path.parent_path(), error);
     if (fs::symlink_status(path, error).type() != fs::file_type::not_found) return;
     switch (what) {

@@ -123,7 +123,7 @@ class reader {
             take_content(name, bytes, number);
         } catch (const broken_stream& broken) {
             into_.sources[number].state = source_state::in_part;
-            into_.sources[number].why = broken.what();
+            into_.sources[number].why = on_one_line(broken.what());
         }
         const source_state state = into_.sources[number].state;
         if (state != source_state::empty && state != source_state::foreign) return;
@@ -132,7 +132,7 @@ class reader {
     }
 
     void trouble(const std::string& name, const std::string& why) {
-        into_.sources.push_back({shown(name), "", source_state::in_part, why, 0});
+        into_.sources.push_back({shown(name), "", source_state::in_part, on_one_line(why), 0});
     }
 
   private:

@@ -180,7 +180,7 @@ std::string comparison_json(const fleet_comparison& of) {
                                {"left_out", of.left_out},
                                {"unequal", of.unequal},
                                {"varied", of.varied}};
-    all["figures"] = {json_of_figure(of.lowered)};
+    all["figures"] = nlohmann::ordered_json::array({json_of_figure(of.lowered)});
     for (const figure_difference& each : of.figures) all["figures"].push_back(json_of_figure(each));
     return all.dump(1) + "\n";
 }

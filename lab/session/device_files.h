@@ -28,6 +28,23 @@ constexpr std::array<device_file, 11> DEVICE_NODES = {{
     {"vbus", "/sys/devices/platform/charger/vbus"},
 }};
 
+// Places in DEVICE_NODES.
+enum node_place : std::size_t {
+    NODE_VOLTAGE,
+    NODE_TEMPERATURE,
+    NODE_CHARGE_COUNTER,
+    NODE_CYCLE_COUNT,
+    NODE_CAPACITY,
+    NODE_CURRENT,
+    NODE_STATUS,
+    NODE_UI_SOC,
+    NODE_VENDOR,
+    NODE_ZONE,
+    NODE_VBUS,
+};
+static_assert(DEVICE_NODES[NODE_VBUS].name == "vbus" && DEVICE_NODES[NODE_STATUS].name == "status" &&
+              DEVICE_NODES[NODE_VENDOR].name == "cell_vendor_name");
+
 // The place in DEVICE_NODES of the node with this name, which is one of them.
 constexpr std::size_t place_of_node(std::string_view name) {
     std::size_t place = 0;

@@ -6,23 +6,6 @@ namespace lab {
 
 namespace {
 
-// Places in DEVICE_NODES.
-enum place : std::size_t {
-    VOLTAGE,
-    TEMPERATURE,
-    CHARGE_COUNTER,
-    CYCLE_COUNT,
-    CAPACITY,
-    CURRENT,
-    STATUS,
-    UI_SOC,
-    VENDOR,
-    ZONE,
-    VBUS,
-};
-static_assert(DEVICE_NODES[VBUS].name == "vbus" && DEVICE_NODES[STATUS].name == "status" &&
-              DEVICE_NODES[VENDOR].name == "cell_vendor_name");
-
 constexpr std::int32_t ONLY_VENDOR = 0;  // the vendor's text never changes during a scenario
 
 }  // namespace
@@ -73,18 +56,18 @@ void sensor_nodes::put_override(node& into, const scenario_event& event) {
 
 void sensor_nodes::show(const phone::readings& read, const std::string& vendor,
                         const node_overrides& instead) {
-    put_number(VOLTAGE, read.voltage_uv);
-    put_number(TEMPERATURE, read.temperature_decic);
-    put_number(CHARGE_COUNTER, read.charge_counter_uah);
-    put_number(CYCLE_COUNT, read.cycle_count);
-    put_number(CAPACITY, read.capacity_pct);
-    put_number(CURRENT, read.current_ua);
-    put_number(UI_SOC, read.ui_soc);
-    put_number(ZONE, read.zone_mc);
-    put_number(VBUS, read.vbus_uv);
-    put_text(STATUS, static_cast<std::int32_t>(read.status),
+    put_number(NODE_VOLTAGE, read.voltage_uv);
+    put_number(NODE_TEMPERATURE, read.temperature_decic);
+    put_number(NODE_CHARGE_COUNTER, read.charge_counter_uah);
+    put_number(NODE_CYCLE_COUNT, read.cycle_count);
+    put_number(NODE_CAPACITY, read.capacity_pct);
+    put_number(NODE_CURRENT, read.current_ua);
+    put_number(NODE_UI_SOC, read.ui_soc);
+    put_number(NODE_ZONE, read.zone_mc);
+    put_number(NODE_VBUS, read.vbus_uv);
+    put_text(NODE_STATUS, static_cast<std::int32_t>(read.status),
              phone::charge_status_texts[static_cast<std::size_t>(read.status)]);
-    put_text(VENDOR, ONLY_VENDOR, vendor);
+    put_text(NODE_VENDOR, ONLY_VENDOR, vendor);
     for (std::size_t i = 0; i < nodes_.size(); ++i) {
         if (instead[i] != nullptr) put_override(nodes_[i], *instead[i]);
     }

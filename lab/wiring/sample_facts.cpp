@@ -19,20 +19,6 @@ constexpr double LEAST_COUNTED_UAH = 5'000;  // of charge_counter, which has ste
 constexpr std::int64_t CLEAR_SHARE = 20;     // of the greatest current so far: less is neither in nor out
 constexpr std::int64_t LAG_WINDOW_S = 1800;
 
-enum node_index : std::size_t {
-    VOLTAGE,
-    TEMP,
-    COUNTER,
-    CYCLES,
-    CAPACITY,
-    CURRENT,
-    STATUS,
-    UI_SOC,
-    VENDOR,
-    ZONE,
-    VBUS
-};
-
 bool is_there(std::string_view cell) {
     return !cell.empty() && cell != CELL_READ_ERROR;
 }
@@ -45,7 +31,7 @@ class gatherer {
         facts_.rows += 1;
         std::array<std::optional<std::int64_t>, DEVICE_NODES.size()> now;
         for (std::size_t i = 0; i < DEVICE_NODES.size(); ++i) now[i] = take_node(i, row.nodes[i]);
-        if (now[CURRENT]) *now[CURRENT] *= factor_;
+        if (now[NODE_CURRENT]) *now[NODE_CURRENT] *= factor_;
         const bool is_same_boot = facts_.rows > 1 && row.boot == boot_;
         const std::int64_t gap_s = is_same_boot ? row.elapsed_s - elapsed_s_ : 0;
         if (is_same_boot) take_time(row, gap_s);
@@ -57,7 +43,7 @@ class gatherer {
         }
         take_level(now);
         at_s_ += std::max<std::int64_t>(gap_s, 0);
-        take_direction(now, row.nodes[STATUS]);
+        take_direction(now, row.nodes[NODE_STATUS]);
         boot_ = row.boot;
         elapsed_s_ = row.elapsed_s;
         real_time_s_ = row.real_time_s;
@@ -77,11 +63,11 @@ class gatherer {
             return std::nullopt;
         }
         about.has_column = true;
-        if (i == STATUS || i == VENDOR) {
-            auto& words = i == STATUS ? facts_.statuses : facts_.vendors;
+        if (i == NODE_STATUS || i == NODE_VENDOR) {
+            auto& words = i == NODE_STATUS ? facts_.statuses : facts_.vendors;
             if (words.size() < 20 || words.contains(std::string(cell))) words[std::string(cell)] += 1;
             about.values.add(static_cast<std::int64_t>(std::hash<std::string_view>()(cell)));
-            return i == STATUS ? std::optional<std::int64_t>(node_status(cell)) : std::nullopt;
+            return i == NODE_STATUS ? std::optional<std::int64_t>(node_status(cell)) : std::nullopt;
         }
         const auto number = node_number(cell);
         if (!number) {
@@ -104,14 +90,14 @@ class gatherer {
 
     template <typename Nodes>
     void take_charge(const Nodes& now, std::int64_t gap_s) {
-        if (!now[CURRENT] || !before_[CURRENT]) return;
-        const auto current_ua = static_cast<double>(*now[CURRENT]);
-        const auto before_ua = static_cast<double>(*before_[CURRENT]);
+        if (!now[NODE_CURRENT] || !before_[NODE_CURRENT]) return;
+        const auto current_ua = static_cast<double>(*now[NODE_CURRENT]);
+        const auto before_ua = static_cast<double>(*before_[NODE_CURRENT]);
         if (gap_s <= LONGEST_COUNTED_S)
             counted_uah_ += (current_ua + before_ua) / 2 * static_cast<double>(gap_s) / 3600;
-        if (gap_s > LONGEST_JUMP_S || !now[VOLTAGE] || !before_[VOLTAGE]) return;
+        if (gap_s > LONGEST_JUMP_S || !now[NODE_VOLTAGE] || !before_[NODE_VOLTAGE]) return;
         const double jump = current_ua - before_ua;
-        facts_.charge.jump_product += jump * static_cast<double>(*now[VOLTAGE] - *before_[VOLTAGE]);
+        facts_.charge.jump_product += jump * static_cast<double>(*now[NODE_VOLTAGE] - *before_[NODE_VOLTAGE]);
         facts_.charge.jump_squared += jump * jump;
         facts_.charge.jumps += jump != 0 ? 1 : 0;
     }
@@ -120,27 +106,27 @@ class gatherer {
     // two percents moves no charge, and a change tells more exactly than a percent where the level is.
     template <typename Nodes>
     void take_level(const Nodes& now) {
-        if (!now[CAPACITY]) return;
-        const bool changes = level_ && *now[CAPACITY] != *level_;
-        const bool is_far = changes && anchor_ && std::abs(*now[CAPACITY] - *anchor_) >= FAR_PCT;
+        if (!now[NODE_CAPACITY]) return;
+        const bool changes = level_ && *now[NODE_CAPACITY] != *level_;
+        const bool is_far = changes && anchor_ && std::abs(*now[NODE_CAPACITY] - *anchor_) >= FAR_PCT;
         if (is_far) note_window(now);
         if (is_far || (changes && !anchor_)) {
-            anchor_ = now[CAPACITY];
+            anchor_ = now[NODE_CAPACITY];
             counted_uah_ = 0;
-            counter_ = now[COUNTER];
+            counter_ = now[NODE_CHARGE_COUNTER];
         }
-        level_ = now[CAPACITY];
+        level_ = now[NODE_CAPACITY];
     }
 
     template <typename Nodes>
     void note_window(const Nodes& now) {
         charge_facts& charge = facts_.charge;
-        const auto moved = static_cast<double>(*now[CAPACITY] - *anchor_);
+        const auto moved = static_cast<double>(*now[NODE_CAPACITY] - *anchor_);
         charge.along_uah += moved > 0 ? counted_uah_ : -counted_uah_;
         charge.moved_uah += std::abs(counted_uah_);
         charge.level_pct += std::abs(moved);
-        if (!now[COUNTER] || !counter_) return;
-        const auto by_counter = static_cast<double>(*now[COUNTER] - *counter_);
+        if (!now[NODE_CHARGE_COUNTER] || !counter_) return;
+        const auto by_counter = static_cast<double>(*now[NODE_CHARGE_COUNTER] - *counter_);
         if (std::abs(by_counter) >= LEAST_COUNTED_UAH)
             charge.per_mille_of_counter.add(std::llround(1000 * counted_uah_ / by_counter));
     }
@@ -155,12 +141,12 @@ class gatherer {
     // When current and status turned, and how far apart.
     template <typename Nodes>
     void take_direction(const Nodes& now, std::string_view status_text) {
-        if (!now[STATUS] || !now[CURRENT]) return;
-        const int direction = direction_of(*now[CURRENT]);
+        if (!now[NODE_STATUS] || !now[NODE_CURRENT]) return;
+        const int direction = direction_of(*now[NODE_CURRENT]);
         (direction > 0 ? facts_.in_rows : facts_.out_rows) += direction != 0 ? 1 : 0;
-        if (*now[STATUS] == 4) {
+        if (*now[NODE_STATUS] == 4) {
             facts_.full_rows += 1;
-            facts_.full_at_100 += now[CAPACITY] && *now[CAPACITY] == 100 ? 1 : 0;
+            facts_.full_at_100 += now[NODE_CAPACITY] && *now[NODE_CAPACITY] == 100 ? 1 : 0;
         }
         const bool is_in = status_text == "Charging" || status_text == "Full";
         const bool is_out = status_text == "Discharging";

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "lab/io/print.h"
+#include "lab/phone/level.h"
 #include "lab/phone/phone.h"
 #include "lab/yardstick/yardstick.h"
 
@@ -111,13 +112,7 @@ class phone_in_use {
 
     // What the estimator aims at: 0 % at the bottom, 100 % at the top of charge voltage, at rest.
     double soc_pct_between_limits() {
-        const double temperature_c = phone_.temperature_c();
-        if (std::abs(temperature_c - limits_c_) > 0.5) {
-            empty_ = soc_at(BOC_MV, temperature_c);
-            full_ = soc_at(TOC_MV, temperature_c);
-            limits_c_ = temperature_c;
-        }
-        return std::clamp(100 * (soc() - empty_) / (full_ - empty_), 0.0, 100.0);
+        return level_.pct(cell_, soc(), phone_.temperature_c(), BOC_MV, TOC_MV);
     }
 
     // Resistance as a change of current shows it one cycle later.
@@ -136,24 +131,12 @@ class phone_in_use {
         if (at_s - not_full_at_s_ >= UNPLUG_AFTER_FULL_S) around_.charger = lab::phone::charger_kind::none;
     }
 
-    double soc_at(double ocv_mv, double temperature_c) const {
-        double low = -0.1;
-        double high = 1.2;
-        for (int i = 0; i < 40; ++i) {
-            const double middle = (low + high) / 2;
-            (1000 * cell_.ocv_v(middle, temperature_c) < ocv_mv ? low : high) = middle;
-        }
-        return low;
-    }
-
     drive drive_;
     lab::phone::cell cell_;
     lab::phone::model phone_;
     lab::phone::surroundings around_;
     double not_full_at_s_ = 0;
-    double limits_c_ = -1000;
-    double empty_ = 0;
-    double full_ = 1;
+    lab::phone::level_gauge level_;
 };
 
 void append_run(std::string& out, const drive& of) {

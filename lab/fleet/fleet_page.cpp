@@ -27,7 +27,7 @@ body { margin: 0; background: var(--page); color: var(--text); font: 14px/1.5 sy
   font-variant-numeric: tabular-nums; }
 header, main, footer { max-width: 1320px; margin: 0 auto; padding: 16px 20px; }
 h1 { font-size: 22px; margin: 0; overflow-wrap: anywhere; } h2 { font-size: 15px; margin: 0 0 6px; } p { margin: 4px 0; }
-main { display: grid; gap: 14px; grid-template-columns: repeat(auto-fit, minmax(min(100%, 400px), 1fr)); padding-top: 0; }
+main { display: grid; gap: 14px; grid-template-columns: repeat(auto-fit, minmax(min(100%, 560px), 1fr)); padding-top: 0; }
 section { background: var(--card); border: 1px solid var(--line); border-radius: 10px; padding: 14px 16px; min-width: 0; }
 .wide { grid-column: 1 / -1; } .muted { color: var(--muted); } .scroll { overflow-x: auto; }
 .tiles { display: grid; gap: 10px 24px; grid-template-columns: repeat(auto-fit, minmax(150px, 1fr)); }

@@ -10,9 +10,10 @@ import io
 import json
 import pathlib
 import re
-import subprocess
 import sys
 import tempfile
+
+from tables import Lab, markdown
 
 POPULATION = pathlib.Path(__file__).resolve().parents[1] / 'scenarios' / 'fleet' / 'three_climates.toml'
 # Between two cycles of the daemon: a phone then takes a seventh of the time.
@@ -20,17 +21,8 @@ CYCLE = 'phone.cycle_s=300'
 YEAR_DAYS = 365
 
 
-class Lab:
-    def __init__(self, program, directory):
-        self.program = pathlib.Path(program).resolve()
-        self.directory = pathlib.Path(directory)
-
-    def run(self, *words):
-        done = subprocess.run([self.program, *map(str, words)], check=False, capture_output=True, text=True,
-                              cwd=self.directory)
-        if done.returncode != 0:
-            sys.exit(f'vorn-lab {" ".join(map(str, words))}:\n{done.stderr}')
-        return done.stdout
+class Fleets(Lab):
+    """vorn-lab, with what is asked of fleets."""
 
     def fleet(self, name, phones, *settings, population=POPULATION):
         words = [word for each in settings for word in ('--set', each)]
@@ -39,8 +31,7 @@ class Lab:
 
 
 def table(header, rows):
-    align = ['---'] + ['---:'] * (len(header) - 1)
-    return '\n'.join('| ' + ' | '.join(row) + ' |' for row in [header, align, *rows]) + '\n'
+    return '\n'.join(markdown([header, *rows])) + '\n'
 
 
 def curves(lab, fleet):
@@ -106,8 +97,8 @@ def main():
     parser.add_argument('--keep')
     options = parser.parse_args()
     with tempfile.TemporaryDirectory() as directory:
-        lab = Lab(options.program, options.keep or directory)
-        small = small_table(Lab(options.program, directory))
+        lab = Fleets(options.program, options.keep or directory)
+        small = small_table(Fleets(options.program, directory))
         if options.check:
             if small not in pathlib.Path(options.check).read_text():
                 sys.exit(f'{options.check} has another table than\n\n{small}')

@@ -11,12 +11,12 @@ import argparse
 import concurrent.futures
 import csv
 import math
-import pathlib
 import re
 import statistics
 import subprocess
-import sys
 import tempfile
+
+from tables import Lab, markdown, print_or_check
 
 HOUR_S = 3600
 DAY_S = 86400
@@ -137,18 +137,8 @@ SENSITIVITY = [  # what, degrees warmer, keys
 ]
 
 
-class Lab:
-    """vorn-lab, with a directory for what it writes."""
-
-    def __init__(self, program, directory):
-        self.program = str(pathlib.Path(program).resolve())
-        self.directory = pathlib.Path(directory)
-
-    def run(self, *arguments):
-        done = subprocess.run([self.program, *map(str, arguments)], check=False, capture_output=True, text=True)
-        if done.returncode != 0:
-            sys.exit(f'vorn-lab {" ".join(map(str, arguments))}:\n{done.stderr}')
-        return done.stdout
+class Phones(Lab):
+    """vorn-lab, with what is asked of simulated phones."""
 
     def rows(self, toml):
         """The phone's own columns of every cycle, as numbers."""
@@ -302,12 +292,6 @@ def held_back_table(path, fit_h=15):
         yield [f'{low} to {high} °C', str(len(band)), f'{recorded:.0f} mΩ', f'{said:.0f} mΩ']
 
 
-def markdown(rows):
-    rows = list(rows)
-    rows.insert(1, ['---'] + ['---:'] * (len(rows[0]) - 1))
-    return [f'| {" | ".join(row)} |' for row in rows] + ['']
-
-
 def main():
     arguments = argparse.ArgumentParser(description=__doc__.split('\n', maxsplit=1)[0])
     arguments.add_argument('vorn_lab')
@@ -315,19 +299,13 @@ def main():
     arguments.add_argument('--recording', metavar='CSV')
     given = arguments.parse_args()
     if given.recording:
-        print('\n'.join(markdown(held_back_table(given.recording))))
+        print('\n'.join([*markdown(held_back_table(given.recording)), '']))
         return
     with tempfile.TemporaryDirectory() as directory, concurrent.futures.ThreadPoolExecutor(2) as pool:
-        lab = Lab(given.vorn_lab, directory)
+        lab = Phones(given.vorn_lab, directory)
         tables = phone_table(lab, pool), cycle_table(lab, pool), storage_table(lab), sensitivity_table(lab, pool)
-        lines = [line for table in tables for line in markdown(table)]
-    if given.check is None:
-        print('\n'.join(lines))
-        return
-    document = pathlib.Path(given.check).read_text().splitlines()
-    missing = [line for line in lines if line and line not in document]
-    if missing:
-        sys.exit(f'{given.check} does not have:\n' + '\n'.join(missing))
+        lines = [line for table in tables for line in [*markdown(table), '']]
+    print_or_check(lines, given.check)
 
 
 if __name__ == '__main__':

@@ -8,12 +8,11 @@ state of charge drifts on a phone that is never charged full.
 With --check, fails when the document has other tables. Takes a minute or two."""
 import argparse
 import csv
-import pathlib
 import re
 import struct
-import subprocess
-import sys
 import tempfile
+
+from tables import Lab, markdown, print_or_check
 
 DAY_S = 86400
 HOUR_S = 3600
@@ -81,18 +80,8 @@ HELD_PHONES = {  # use, permanent step, offsets: of the cell's curve in mV, of t
 }
 
 
-class Lab:
-    """vorn-lab, with a directory for what it writes."""
-
-    def __init__(self, program, directory):
-        self.program = program
-        self.directory = pathlib.Path(directory)
-
-    def run(self, *arguments):
-        done = subprocess.run([self.program, *map(str, arguments)], check=False, capture_output=True, text=True)
-        if done.returncode != 0:
-            sys.exit(f'vorn-lab {" ".join(map(str, arguments))}:\n{done.stderr}')
-        return done.stdout
+class Phones(Lab):
+    """vorn-lab, with what is asked of simulated phones."""
 
     def simulate(self, name, toml, *outputs):
         scenario = self.directory / f'{name}.toml'
@@ -192,28 +181,16 @@ def drift_table(lab, curve):
                f'{mean(shown for _, shown in weeks[HELD_WEEKS[-1]]):+.1f} %']
 
 
-def markdown(rows):
-    rows = list(rows)
-    rows.insert(1, ['---'] + ['---:'] * (len(rows[0]) - 1))
-    return [f'| {" | ".join(row)} |' for row in rows]
-
-
 def main():
     arguments = argparse.ArgumentParser(description=__doc__.split('\n', maxsplit=1)[0])
     arguments.add_argument('vorn_lab')
     arguments.add_argument('--check', metavar='DOCUMENT')
     given = arguments.parse_args()
-    document = pathlib.Path(given.check).read_text().splitlines() if given.check else None
     with tempfile.TemporaryDirectory() as directory:
-        lab = Lab(given.vorn_lab, directory)
+        lab = Phones(given.vorn_lab, directory)
         curve = lab.curve()
         lines = markdown(sampling_table(lab, curve)) + [''] + markdown(drift_table(lab, curve))
-    if document is None:
-        print('\n'.join(lines))
-        return
-    missing = [line for line in lines if line and line not in document]
-    if missing:
-        sys.exit(f'{given.check} does not have:\n' + '\n'.join(missing))
+    print_or_check(lines, given.check)
 
 
 if __name__ == '__main__':

@@ -29,19 +29,27 @@ header, main, footer { max-width: 1320px; margin: 0 auto; padding: 16px 20px; }
 h1 { font-size: 22px; margin: 0; overflow-wrap: anywhere; } h2 { font-size: 15px; margin: 0 0 6px; } p { margin: 4px 0; }
 main { display: grid; gap: 14px; grid-template-columns: repeat(auto-fit, minmax(min(100%, 560px), 1fr)); padding-top: 0; }
 section { background: var(--card); border: 1px solid var(--line); border-radius: 10px; padding: 14px 16px; min-width: 0; }
-.wide { grid-column: 1 / -1; } .muted { color: var(--muted); } .scroll { overflow-x: auto; }
+.wide { grid-column: 1 / -1; } .muted { color: var(--muted); font-weight: 400; } .scroll { overflow-x: auto; }
 .tiles { display: grid; gap: 10px 24px; grid-template-columns: repeat(auto-fit, minmax(150px, 1fr)); }
 .tiles b { display: block; font-size: 20px; }
+.beside { display: grid; gap: 6px 24px; grid-template-columns: minmax(0, 500px) minmax(0, 1fr); }
 table { border-collapse: collapse; width: 100%; } th, td { text-align: left; padding: 3px 10px 3px 0; vertical-align: top;
-  border-top: 1px solid var(--line); } th { font-weight: 600; } .n { text-align: right; }
+  border-top: 1px solid var(--line); } th { font-weight: 600; } th.n, .n { text-align: right; }
 code { font: 12px/1.5 ui-monospace, monospace; overflow-wrap: anywhere; }
-svg { display: block; width: 100%; height: auto; } svg text { font-size: 12px; fill: var(--muted); }
-.grid { stroke: var(--line); fill: none; } .line { fill: none; stroke-width: 2; } .band { opacity: .16; stroke: none; }
+svg { display: block; width: 100%; max-width: 500px; height: auto; } svg text { font-size: 11px; fill: var(--muted); }
+.grid { stroke: var(--line); fill: none; } .line { fill: none; stroke: var(--c); stroke-width: 2; stroke-dasharray: var(--dash); }
+.band { opacity: .13; stroke: none; fill: var(--c); }
+.c0, .c3 { --dash: none; --border: solid; } .c1, .c4 { --dash: 8 4; --border: dashed; } .c2, .c5 { --dash: 2 3; --border: dotted; }
 .c0 { --c: var(--c0); } .c1 { --c: var(--c1); } .c2 { --c: var(--c2); } .c3 { --c: var(--c3); } .c4 { --c: var(--c4); }
-.c5 { --c: var(--c5); } .line { stroke: var(--c); } .band { fill: var(--c); }
-.key::before { content: ""; display: inline-block; width: 14px; height: 3px; margin-right: 6px; vertical-align: middle;
-  background: var(--c); }
-.curve th, .curve td { min-width: 9.5em; } .heat td { text-align: right; padding: 3px 6px; font-size: 12px; } .heat th { font-size: 12px; white-space: nowrap; }
+.c5 { --c: var(--c5); }
+.key::before { content: ""; display: inline-block; width: 20px; margin-right: 6px; vertical-align: middle;
+  border-top: 3px var(--border) var(--c); }
+.heat td, .heat th { text-align: right; padding: 3px 6px; font-size: 12px; white-space: nowrap; }
+.heat th:first-child { position: sticky; left: 0; background: var(--card); }
+@media (max-width: 1000px) { .beside { grid-template-columns: minmax(0, 1fr); } }
+@media (max-width: 600px) { svg text { font-size: 15px; } header, main, footer { padding-inline: 10px; }
+  .stack tr, .stack td { display: block; padding: 3px 0; } .stack td { border: 0; text-align: left; } .stack tr:first-child { display: none; }
+  .stack th { display: block; } .stack td[data-at]::before { content: attr(data-at) ": "; } .stack td br { display: none; } }
 @media print { body { background: none; } section { break-inside: avoid; } }
 )";
 
@@ -83,26 +91,30 @@ std::vector<std::size_t> ticks_of(const fleet_summary& of) {
 }
 
 std::string curve_table(const fleet_summary& of, const std::vector<const kind_curve*>& curves) {
-    std::string out = "<div class=\"scroll\"><table class=\"curve\"><tr><th></th>";
-    for (const std::size_t tick : ticks_of(of)) print(out, "<th class=\"n\">day %.4g</th>", of.days[tick]);
+    std::string out = "<table class=\"stack\"><tr><td></td>";
+    for (const std::size_t tick : ticks_of(of))
+        print(out, "<th scope=\"col\" class=\"n\">day %.4g</th>", of.days[tick]);
     out += "</tr>";
     for (std::size_t i = 0; i < curves.size(); ++i) {
         const kind_curve& each = *curves[i];
         print(out,
-              "<tr><th><span class=\"key %s\">%s</span><br><span class=\"muted\">%llu phones</span></th>",
+              "<tr><th scope=\"row\"><span class=\"key %s\">%s</span> <span class=\"muted\">%llu "
+              "phones</span></th>",
               colour_of(i).c_str(), html_text(each.kind.empty() ? "all phones" : each.kind).c_str(),
               static_cast<unsigned long long>(each.phones));
         for (const std::size_t tick : ticks_of(of)) {
             const curve_point& at = each.curve[tick];
-            print(out, "<td class=\"n\">%s<br><span class=\"muted\">%lld at risk, %lld lowered, %lld left",
-                  share_text(lowered_by(at)).c_str(), static_cast<long long>(at.at_risk),
+            print(out,
+                  "<td class=\"n\" data-at=\"Day %.4g\">%s<br> <span class=\"muted\">%lld at risk, %lld "
+                  "lowered, %lld left",
+                  of.days[tick], share_text(lowered_by(at)).c_str(), static_cast<long long>(at.at_risk),
                   static_cast<long long>(at.events), static_cast<long long>(at.censored));
             if (at.others > 0) print(out, ", %lld not ok", static_cast<long long>(at.others));
             out += "</span></td>";
         }
         out += "</tr>";
     }
-    return out + "</table></div>";
+    return out + "</table>";
 }
 
 std::string curve_section(const fleet_summary& of, const std::string& group) {
@@ -134,9 +146,11 @@ std::string curve_section(const fleet_summary& of, const std::string& group) {
                                  : "All phones were watched for the whole span, so this is the plain share "
                                    "(Kaplan and Meier give the same).";
     return section("Not yet lowered" + by,
-                   chart.text() + "<p class=\"muted\">" + note +
-                       " Bands: 95 %. Below: the share lowered by that day, with its 95 % interval.</p>" +
-                       curve_table(of, curves));
+                   "<div class=\"beside\"><div>" + chart.text() + "</div><div>" + curve_table(of, curves) +
+                       "<p class=\"muted\">The share lowered by that day, with its 95 % interval; bands: "
+                       "95 %. " +
+                       note + "</p></div></div>",
+                   true);
 }
 
 std::string band_section(const fleet_summary& of, const std::string& title,
@@ -158,28 +172,42 @@ std::string band_section(const fleet_summary& of, const std::string& title,
     std::string body = chart.text() + "<p class=\"muted\">Of 100 phones 5, 25, 50, 75 and 95 are below.";
     if (!band.empty()) {
         body += " At the end:";
-        for (const double each : band.back().at) body += text_of(" %.5g", each);
-        body += html_text(unit) + ".";
+        for (const double each : band.back().at) body += text_of(each < 1000 ? " %.4g," : " %.0f,", each);
+        body.pop_back();
+        body += unit + ".";
     }
     return section(title, body + "</p>");
 }
 
+// The daemon's table without the bands at its ends in which nothing was counted, so that it fits on a telephone.
 std::string hours_section(const fleet_summary& of) {
-    double most = 0;
-    for (const auto& row : of.hours)
-        most = std::max(most, static_cast<double>(*std::ranges::max_element(row)));
+    float most = 0;
+    std::array<std::size_t, 2> volt{VOLT_BANDS, 0},
+        temp{TEMP_BANDS, 0};  // the first and the one past the last
+    for (std::size_t v = 0; v < VOLT_BANDS; ++v) {
+        for (std::size_t t = 0; t < TEMP_BANDS; ++t) {
+            if (!(of.hours[v][t] > 0)) continue;
+            most = std::max(most, of.hours[v][t]);
+            volt = {std::min(volt[0], v), std::max(volt[1], v + 1)};
+            temp = {std::min(temp[0], t), std::max(temp[1], t + 1)};
+        }
+    }
     std::string out =
         "<p class=\"muted\">Hours of the mean phone by voltage (mV) and temperature (°C), as the daemon "
-        "counted them.</p><div class=\"scroll\"><table class=\"heat\"><tr><th></th>";
-    for (std::int32_t t = 0; t < static_cast<std::int32_t>(TEMP_BANDS); ++t)
-        out += "<th>" + html_text(temp_band_text(t)) + "</th>";
+        "counted "
+        "them.</p><div class=\"scroll\" tabindex=\"0\" role=\"region\" aria-label=\"Hours by voltage and "
+        "temperature\"><table class=\"heat\"><tr><td></td>";
+    for (std::size_t t = temp[0]; t < temp[1]; ++t)
+        out += "<th scope=\"col\">" + html_text(temp_band_text(static_cast<std::int32_t>(t))) + "</th>";
     out += "</tr>";
-    for (std::size_t v = of.hours.size(); v > 0; --v) {
-        out += "<tr><th>" + html_text(volt_band_text(static_cast<std::int32_t>(v - 1))) + "</th>";
-        for (const float hours : of.hours[v - 1]) {
-            const double share = most > 0 ? std::sqrt(static_cast<double>(hours) / most) : 0;
-            print(out, "<td style=\"background: rgb(var(--heat) / %.2f)\">%.0f</td>", 0.7 * share,
-                  static_cast<double>(hours));
+    for (std::size_t v = volt[1]; v > volt[0]; --v) {
+        out +=
+            "<tr><th scope=\"row\">" + html_text(volt_band_text(static_cast<std::int32_t>(v - 1))) + "</th>";
+        for (std::size_t t = temp[0]; t < temp[1]; ++t) {
+            const auto hours = static_cast<double>(of.hours[v - 1][t]);
+            const double shade = 0.7 * std::sqrt(hours / static_cast<double>(most));
+            const std::string text = hours <= 0 ? "" : hours < 0.5 ? "&lt;1" : text_of("%.0f", hours);
+            print(out, "<td style=\"background: rgb(var(--heat) / %.2f)\">%s</td>", shade, text.c_str());
         }
         out += "</tr>";
     }
@@ -205,28 +233,34 @@ std::string influences_section(const fleet_summary& of) {
         "hours</th></tr>";
     for (std::size_t i = 0; i < std::min(MOST, of.influences.size()); ++i) {
         const key_influence& each = of.influences[i];
-        print(out, "<tr><td>%s</td><td class=\"n\">%+.2f</td><td class=\"n\">%+.2f</td></tr>",
-              html_text(each.key).c_str(), each.rank, each.stress);
+        const auto cell = [](std::optional<double> rank) { return rank ? text_of("%+.2f", *rank) : "–"; };
+        print(out, "<tr><td>%s</td><td class=\"n\">%s</td><td class=\"n\">%s</td></tr>",
+              html_text(each.key).c_str(), cell(each.rank).c_str(), cell(each.stress).c_str());
     }
+    if (of.influences.empty())
+        return section("What mattered most", "<p>No key is drawn for eight phones.</p>");
     return section(
         "What mattered most",
         out +
             "</table><p class=\"muted\">Rank correlation of each drawn key with the day of the first trip "
             "(phones without one come last) and with the stress hours at the end. Negative: where it is "
-            "larger the trip comes earlier.</p>");
+            "larger the trip comes earlier." +
+            (of.lowered.value > 0 ? "" : " –: no phone was lowered, so there is no first trip to go with.") +
+            "</p>");
 }
 
 std::string unusual_section(const fleet_summary& of, const std::string& directory) {
-    std::string out = "<div class=\"scroll\"><table><tr><th>phone</th><th>why</th><th>command</th></tr>";
+    std::string out = "<table class=\"stack\"><tr><th>phone</th><th>why</th><th>command</th></tr>";
     for (const unusual_phone& each : of.unusual)
         print(out,
-              "<tr><td>%llu<br><span class=\"muted\">%s</span></td><td>%s</td><td><code>vorn-lab fleet phone "
+              "<tr><td data-at=\"Phone\">%llu<br> <span "
+              "class=\"muted\">%s</span></td><td>%s</td><td><code>vorn-lab fleet phone "
               "%s %llu "
               "&gt; phone.toml &amp;&amp; vorn-lab simulate phone.toml --report phone.html</code></td></tr>",
               static_cast<unsigned long long>(each.number), html_text(each.kinds).c_str(),
               html_text(each.why).c_str(), html_text(directory).c_str(),
               static_cast<unsigned long long>(each.number));
-    return section("The most unusual phones", out + "</table></div>", true);
+    return section("The most unusual phones", out + "</table>", true);
 }
 
 std::string tiles(const fleet_summary& of) {

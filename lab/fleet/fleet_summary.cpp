@@ -160,7 +160,7 @@ class summary_maker {
                                           rank_correlation(values, stress, weights)});
         }
         std::ranges::stable_sort(result_.influences, std::greater{}, [](const key_influence& each) {
-            return std::max(std::abs(each.rank), std::abs(each.stress));
+            return std::max(std::abs(each.rank.value_or(0)), std::abs(each.stress.value_or(0)));
         });
     }
 

@@ -32,8 +32,9 @@ struct stop_cause {
 
 struct key_influence {
     std::string key;
-    double rank = 0;    // with the time to the first trip: negative means earlier where it is larger
-    double stress = 0;  // with the stress hours at the end, which every phone has
+    // With the time to the first trip: negative means earlier where it is larger. Nothing when no phone was lowered.
+    std::optional<double> rank;
+    std::optional<double> stress;  // with the stress hours at the end, which every phone has
 };
 
 struct unusual_phone {

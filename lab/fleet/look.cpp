@@ -90,8 +90,9 @@ void print_correlations(std::string& out, const population& of, const std::vecto
                 other.push_back(all_other[k]);
                 weights.push_back(phones[k].weight);
             }
-            print(out, "  %-26s %-26s %6.2f\n", of.correlated[j].c_str(), of.correlated[i].c_str(),
-                  rank_correlation(one, other, weights));
+            const auto rank = rank_correlation(one, other, weights);
+            print(out, "  %-26s %-26s %6s\n", of.correlated[j].c_str(), of.correlated[i].c_str(),
+                  rank ? text_of("%.2f", *rank).c_str() : "none");
         }
     }
 }

@@ -99,8 +99,8 @@ std::vector<double> ranks_of(std::span<const double> values) {
 
 }  // namespace
 
-double rank_correlation(std::span<const double> one, std::span<const double> other,
-                        std::span<const double> weights) {
+std::optional<double> rank_correlation(std::span<const double> one, std::span<const double> other,
+                                       std::span<const double> weights) {
     const std::vector<double> x = ranks_of(one);
     const std::vector<double> y = ranks_of(other);
     double sum = 0, mean_x = 0, mean_y = 0;
@@ -109,7 +109,7 @@ double rank_correlation(std::span<const double> one, std::span<const double> oth
         mean_x += weights[i] * x[i];
         mean_y += weights[i] * y[i];
     }
-    if (sum <= 0) return 0;
+    if (sum <= 0) return std::nullopt;
     mean_x /= sum;
     mean_y /= sum;
     double xx = 0, yy = 0, xy = 0;
@@ -118,7 +118,8 @@ double rank_correlation(std::span<const double> one, std::span<const double> oth
         yy += weights[i] * (y[i] - mean_y) * (y[i] - mean_y);
         xy += weights[i] * (x[i] - mean_x) * (y[i] - mean_y);
     }
-    return xx > 0 && yy > 0 ? xy / std::sqrt(xx * yy) : 0;
+    if (xx <= 0 || yy <= 0) return std::nullopt;
+    return xy / std::sqrt(xx * yy);
 }
 
 share_difference paired_difference(double only_first, double only_second, double effective) {

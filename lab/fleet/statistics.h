@@ -45,9 +45,10 @@ mean_value mean_of(std::span<const weighted> of);
 // Below it lies the share `at` of all weight; 0 <= at <= 1. Nothing without a value.
 std::optional<double> quantile_of(std::vector<weighted> of, double at);
 
-// Spearman's rank correlation, ties at their middle rank, each pair with its weight; 0 where one of them does not vary.
-double rank_correlation(std::span<const double> one, std::span<const double> other,
-                        std::span<const double> weights);
+// Spearman's rank correlation, ties at their middle rank, each pair with its weight; nothing where one of them
+// does not vary.
+std::optional<double> rank_correlation(std::span<const double> one, std::span<const double> other,
+                                       std::span<const double> weights);
 
 // The difference of two shares of the same phones: `only_first` and `only_second` are the shares in which just one of
 // the two is so. With the interval of A. Agresti and Y. Min (2005).

@@ -4,38 +4,16 @@
 #include <cmath>
 
 #include "lab/io/print.h"
+#include "lab/io/text.h"
 
 namespace lab {
 
 namespace {
 
 constexpr double WIDTH = 420, HEIGHT = 250;  // of the drawing, in its own units; the page stretches it
-constexpr double LEFT = 52, RIGHT = 20, TOP = 10, BOTTOM = 30;
+constexpr double LEFT = 62, RIGHT = 20, TOP = 10, BOTTOM = 30;
 
 }  // namespace
-
-std::string html_text(const std::string& text) {
-    std::string out;
-    for (const char c : text) {
-        switch (c) {
-            case '&':
-                out += "&amp;";
-                break;
-            case '<':
-                out += "&lt;";
-                break;
-            case '>':
-                out += "&gt;";
-                break;
-            case '"':
-                out += "&quot;";
-                break;
-            default:
-                out += c;
-        }
-    }
-    return out;
-}
 
 svg_chart::svg_chart(std::string label, double x_end, double y_begin, double y_end)
     : label_(std::move(label)),

@@ -7,9 +7,6 @@
 
 namespace lab {
 
-// Text as HTML and SVG take it.
-std::string html_text(const std::string& text);
-
 class svg_chart {
   public:
     using points = std::vector<std::pair<double, double>>;

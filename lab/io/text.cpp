@@ -170,4 +170,27 @@ std::string for_message(std::string_view text) {
     return shown;
 }
 
+std::string html_text(std::string_view text) {
+    std::string safe;
+    for (const char c : harmless(text)) {
+        switch (c) {
+            case '&':
+                safe += "&amp;";
+                break;
+            case '<':
+                safe += "&lt;";
+                break;
+            case '>':
+                safe += "&gt;";
+                break;
+            case '"':
+                safe += "&quot;";
+                break;
+            default:
+                safe += c;
+        }
+    }
+    return safe;
+}
+
 }  // namespace lab

@@ -35,5 +35,7 @@ std::string harmless(std::string_view text);
 std::string on_one_line(std::string_view text);
 // The same, cut after 60 bytes.
 std::string for_message(std::string_view text);
+// Harmless text as HTML and SVG take it, in an attribute too.
+std::string html_text(std::string_view text);
 
 }  // namespace lab

@@ -25,26 +25,6 @@ table{border-collapse:collapse;font-variant-numeric:tabular-nums;display:block;o
 text-align:right;border-bottom:1px solid #8884}h2{font-size:1rem;margin:1.5rem 0 .3rem}.key{margin-right:1rem}
 @media(prefers-color-scheme:dark){body{color:#ddd;background:#1b1b1b}})";
 
-std::string html(const std::string& text) {
-    std::string safe;
-    for (const char c : harmless(text)) {
-        switch (c) {
-            case '<':
-                safe += "&lt;";
-                break;
-            case '&':
-                safe += "&amp;";
-                break;
-            case '"':
-                safe += "&quot;";
-                break;
-            default:
-                safe += c;
-        }
-    }
-    return safe;
-}
-
 // A range of values, and where it lies on the paper.
 struct axis {
     double least = std::numeric_limits<double>::infinity(), most = -std::numeric_limits<double>::infinity();
@@ -86,7 +66,7 @@ void draw_axes(std::string& out, const axis& across, const axis& up, const std::
         print(out, "<text x=\"%.1f\" y=\"%g\" text-anchor=\"middle\">%.6g</text>\n", across.at(value),
               HEIGHT - BOTTOM + 16, std::abs(value) < across.step() / 1000 ? 0 : value);
     print(out, "<text x=\"%g\" y=\"%g\" text-anchor=\"middle\">%s</text>\n", (LEFT + WIDTH - RIGHT) / 2,
-          HEIGHT - 4, html(name).c_str());
+          HEIGHT - 4, html_text(name).c_str());
 }
 
 void draw_line(std::string& out, const line& of, const axis& across, const axis& up, const char* colour) {
@@ -104,7 +84,7 @@ void draw_line(std::string& out, const line& of, const axis& across, const axis&
         if (is_point(each))
             print(out,
                   "<circle cx=\"%.1f\" cy=\"%.1f\" r=\"3\" fill=\"%s\"><title>%s: %g, %g</title></circle>\n",
-                  across.at(each.first), up.at(each.second), colour, html(of.name).c_str(), each.first,
+                  across.at(each.first), up.at(each.second), colour, html_text(of.name).c_str(), each.first,
                   each.second);
     }
 }
@@ -122,12 +102,12 @@ void draw(std::string& out, const line_chart& of) {
     up.widen();
     across.from = LEFT, across.to = WIDTH - RIGHT;
     up.from = HEIGHT - BOTTOM, up.to = TOP;
-    print(out, "<h2>%s</h2>\n<p>", html(of.title).c_str());
+    print(out, "<h2>%s</h2>\n<p>", html_text(of.title).c_str());
     for (std::size_t i = 0; i < of.lines.size(); ++i)
         print(out, "<span class=\"key\"><span style=\"color:%s\">&#9632;</span> %s</span>",
-              COLOURS[i % COLOURS.size()], html(of.lines[i].name).c_str());
+              COLOURS[i % COLOURS.size()], html_text(of.lines[i].name).c_str());
     print(out, "</p>\n<svg viewBox=\"0 0 %g %g\" width=\"%g\" role=\"img\" aria-label=\"%s\">\n", WIDTH,
-          HEIGHT, WIDTH, html(of.title).c_str());
+          HEIGHT, WIDTH, html_text(of.title).c_str());
     draw_axes(out, across, up, of.across);
     for (std::size_t i = 0; i < of.lines.size(); ++i)
         draw_line(out, of.lines[i], across, up, COLOURS[i % COLOURS.size()]);
@@ -136,7 +116,8 @@ void draw(std::string& out, const line_chart& of) {
 
 void append_row(std::string& out, const std::vector<std::string>& cells, const char* element) {
     out += "<tr>";
-    for (const std::string& each : cells) print(out, "<%s>%s</%s>", element, html(each).c_str(), element);
+    for (const std::string& each : cells)
+        print(out, "<%s>%s</%s>", element, html_text(each).c_str(), element);
     out += "</tr>\n";
 }
 
@@ -144,15 +125,15 @@ void append_row(std::string& out, const std::vector<std::string>& cells, const c
 
 std::string line_page(const std::string& title, const std::string& about,
                       const std::vector<line_chart>& charts, const text_table& table) {
-    const std::string name = html(title);
+    const std::string name = html_text(title);
     std::string out = "<!doctype html>\n<html lang=\"en\"><head><meta charset=\"utf-8\"><title>" + name +
                       "</title>\n<meta name=\"viewport\" content=\"width=device-width\">\n<style>" + STYLE +
-                      "</style></head>\n<body><h1>" + name + "</h1>\n<p>" + html(about) + "</p>\n";
+                      "</style></head>\n<body><h1>" + name + "</h1>\n<p>" + html_text(about) + "</p>\n";
     for (const line_chart& each : charts) draw(out, each);
     out += "<h2>In numbers</h2>\n";
     if (table.head.empty()) {
         out += "<pre>";
-        for (const auto& row : table.rows) out += html(row.front()) + "\n";
+        for (const auto& row : table.rows) out += html_text(row.front()) + "\n";
         return out + "</pre></body></html>\n";
     }
     out += "<table><thead>\n";

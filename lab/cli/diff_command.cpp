@@ -14,6 +14,7 @@
 #include "lab/compare/comparison_page.h"
 #include "lab/compare/comparison_text.h"
 #include "lab/compare/expected_causes.h"
+#include "lab/compare/kept_runs.h"
 #include "lab/io/error.h"
 #include "lab/io/output_file.h"
 #include "lab/io/text.h"
@@ -25,9 +26,9 @@ namespace {
 struct diff_options {
     std::vector<std::string> words;  // OLD NEW INPUT...
     std::vector<std::string> settings, old_settings, new_settings;
-    std::string expected, reason, page;
+    std::string expected, reason, page, keep;
     std::size_t seeds = 0, at_once = 0;
-    bool only_traces = false, is_exact = false, always = false;
+    bool only_traces = false, is_exact = false, always = false, changed_only = false;
     bool prints_json = false, shows_all = false, prints_classes = false;
 };
 
@@ -48,6 +49,8 @@ void check(const diff_options& options, const std::vector<std::string>& files) {
     if (options.only_traces && options.seeds > 0)
         throw input_error("--seeds: with --only-traces no phone is simulated");
     if (options.seeds > 0 && !has_scenario) throw input_error("--seeds: there is no scenario");
+    if (options.changed_only && options.keep.empty())
+        throw input_error("--changed-only needs --keep DIR, which tells what has changed");
     if (!options.reason.empty() && options.expected.empty())
         throw input_error("--accept needs --expect FILE, which it writes");
     if (!options.page.empty() && files.size() != 1) throw input_error("--report takes one input at a time");
@@ -62,7 +65,9 @@ comparison_plan plan_of(const diff_options& options) {
             joined(options.settings, options.new_settings),
             options.only_traces,
             options.is_exact,
-            options.seeds};
+            options.seeds,
+            options.keep,
+            options.changed_only};
 }
 
 build_comparison compare(const diff_options& options, const std::vector<std::string>& files) {
@@ -98,9 +103,9 @@ void end_by(const build_comparison& found) {
         case comparison_verdict::differs:
             throw answer_is_no("");
         case comparison_verdict::no_answer:
-            throw no_answer(found.inputs.empty() ? "nothing was compared"
-                                                 : std::to_string(found.failed()) + " of " +
-                                                       std::to_string(found.inputs.size()) + " did not run");
+            throw no_answer(found.failed() == 0 ? "nothing was compared"
+                                                : std::to_string(found.failed()) + " of " +
+                                                      std::to_string(found.inputs.size()) + " did not run");
     }
 }
 
@@ -114,6 +119,7 @@ void diff(const diff_options& options) {
     const std::vector<std::string> files = files_of({options.words.begin() + 2, options.words.end()});
     check(options, files);
     if (!options.expected.empty() && options.reason.empty()) (void)read_expected(options.expected);
+    (void)kept_runs(options.keep);  // better refused now than by each input
     build_comparison found = compare(options, files);
     if (!options.reason.empty()) {
         accept(options, found);
@@ -143,6 +149,10 @@ void add_diff_command(CLI::App& app) {
     command.add_flag("--only-traces", options->only_traces, "Only what the code decides on the same inputs");
     command.add_flag("--exact", options->is_exact, "Count every byte, whatever its class");
     command.add_flag("--always", options->always, "Run also when the daemon's code is the same");
+    command.add_option("--keep", options->keep, "Keep results there, and take those that are there")
+        ->type_name("DIR");
+    command.add_flag("--changed-only", options->changed_only,
+                     "Skip what both builds ran before, to the same result");
     command.add_option("--seeds", options->seeds, "Simulate with so many seeds, in pairs")
         ->type_name("COUNT")
         ->check(at_least_one);

@@ -81,6 +81,15 @@ std::size_t build_comparison::failed() const {
         std::count_if(inputs.begin(), inputs.end(), [](const auto& each) { return !each.error.empty(); }));
 }
 
+std::size_t build_comparison::skipped() const {
+    return static_cast<std::size_t>(
+        std::count_if(inputs.begin(), inputs.end(), [](const auto& each) { return !each.skipped.empty(); }));
+}
+
+std::size_t build_comparison::compared() const {
+    return inputs.size() - failed() - skipped();
+}
+
 bool build_comparison::has_changed(const input_difference& input) const {
     const auto has_any = [this](const loop_difference& loop) {
         return !(loop.decisions.empty() && loop.quantities.empty() && loop.effects.empty()) ||
@@ -98,7 +107,7 @@ std::size_t build_comparison::changed() const {
 }
 
 comparison_verdict build_comparison::verdict() const {
-    if (failed() > 0 || (inputs.empty() && !is_same_code)) return comparison_verdict::no_answer;
+    if (failed() > 0 || (compared() == 0 && !is_same_code)) return comparison_verdict::no_answer;
     const bool differs = has_expected ? !(unexpected.empty() && missing.empty()) : changed() > 0;
     return differs ? comparison_verdict::differs : comparison_verdict::same;
 }

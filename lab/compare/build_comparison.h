@@ -37,8 +37,10 @@ struct build_comparison {
     bool has_expected = false;
     std::vector<std::string> unexpected, missing;
 
-    std::size_t failed() const;   // inputs that were not compared
-    std::size_t changed() const;  // inputs with a difference
+    std::size_t failed() const;    // inputs that could not be compared
+    std::size_t skipped() const;   // inputs that need not be
+    std::size_t compared() const;  // the others
+    std::size_t changed() const;   // those of them with a difference
     bool has_changed(const input_difference& input) const;
     comparison_verdict verdict() const;
 };

@@ -19,7 +19,9 @@ struct comparison_plan {
     std::vector<std::string> before_settings, after_settings;  // KEY=VALUE
     bool only_traces = false;                                  // no closed loop
     bool is_exact = false;
-    std::size_t seeds = 0;  // 0: each scenario's own
+    std::size_t seeds = 0;      // 0: each scenario's own
+    std::string keep;           // folder of results; empty: none is kept
+    bool changed_only = false;  // inputs that both builds ran before, with the same outcome, are skipped
 
     bool has_same_daemon() const { return before.identity.daemon == after.identity.daemon; }
     bool has_same_lab() const { return before.identity.lab == after.identity.lab; }

@@ -35,19 +35,22 @@ std::string head(const build_comparison& of) {
 
 std::string verdict_line(const build_comparison& of) {
     if (of.is_same_code) return "same daemon code: nothing to compare (--always runs it all the same)\n";
-    const std::size_t failed = of.failed(), compared = of.inputs.size() - failed;
+    const std::size_t failed = of.failed(), compared = of.compared();
     std::string text;
     if (of.inputs.empty()) return "no answer: there was nothing to compare\n";
     const char* const exact = of.plan.seeds == 0 ? "exact: no noise in play" : "over seeds";
-    if (of.changed() == 0) {
-        print(text, "same: %zu compared, nothing differs (%s)\n", compared, exact);
-    } else {
+    if (of.changed() > 0) {
         print(text, "differs: %zu of %zu (%s)\n", of.changed(), compared, exact);
+    } else if (compared > 0) {
+        print(text, "same: %zu compared, nothing differs (%s)\n", compared, exact);
+    } else if (failed == 0) {
+        text += "no answer: all are skipped\n";
     }
     if (failed > 0) print(text, "no answer for %zu of %zu, which did not run:\n", failed, of.inputs.size());
     for (const input_difference& each : of.inputs) {
         if (!each.error.empty()) print(text, "  %s: %s\n", each.input.c_str(), each.error.c_str());
     }
+    if (of.skipped() > 0) print(text, "skipped: %zu of %zu, named below\n", of.skipped(), of.inputs.size());
     return text;
 }
 
@@ -151,6 +154,28 @@ void print_expected(std::string& text, const build_comparison& of) {
     if (!(of.unexpected.empty() && of.missing.empty())) text += '\n';
 }
 
+// Folder by folder, as many names a line as go into it.
+void print_skipped(std::string& text, const build_comparison& of) {
+    constexpr std::size_t WIDTH = 100;
+    std::string folder, line, why;
+    for (const input_difference& each : of.inputs) {
+        if (each.skipped.empty()) continue;
+        if (each.skipped != why) text += "\nSkipped, as " + (why = each.skipped);
+        const std::filesystem::path path(each.input);
+        const std::string where = path.has_parent_path() ? path.parent_path().string() : ".";
+        const std::string name = " " + for_message(path.filename().string()) +
+                                 (each.seed == 0 ? "" : " (seed " + std::to_string(each.seed) + ")");
+        const bool is_elsewhere = where != folder;
+        if (is_elsewhere || line.size() + name.size() > WIDTH) {
+            text += line + "\n";
+            line = "   ";
+        }
+        if (is_elsewhere) text += "  " + for_message(folder = where) + ":\n";
+        line += name;
+    }
+    if (!line.empty()) text += line + "\n";
+}
+
 nlohmann::ordered_json json_of(const std::vector<cause>& of) {
     auto list = nlohmann::ordered_json::array();
     for (const cause& each : of)
@@ -176,7 +201,7 @@ nlohmann::ordered_json json_of(const other_build& of, const std::vector<std::str
 std::string comparison_text(const build_comparison& of, bool shows_all) {
     std::string text = head(of) + verdict_line(of);
     if (of.is_same_code) return text;
-    const std::size_t compared = of.inputs.size() - of.failed();
+    const std::size_t compared = of.compared();
     if (of.changed() > 0) {
         if (!of.plan.has_same_daemon() || !of.open.empty())
             print_causes(text, "What the code decides differently on the same inputs (open loop)", of.open,
@@ -191,6 +216,7 @@ std::string comparison_text(const build_comparison& of, bool shows_all) {
         text += "Some bytes differ, below every class of difference: --exact tells.\n";
     }
     print_expected(text, of);
+    print_skipped(text, of);
     return text;
 }
 
@@ -203,9 +229,10 @@ std::string comparison_document(const build_comparison& of) {
     all["new"] = json_of(of.plan.after, of.plan.after_settings);
     all["same_daemon"] = of.plan.has_same_daemon();
     all["same_lab"] = of.plan.has_same_lab();
-    all["compared"] = of.inputs.size() - of.failed();
+    all["compared"] = of.compared();
     all["changed"] = of.changed();
     all["failed"] = of.failed();
+    all["skipped"] = of.skipped();
     all["open"] = json_of(of.open);
     all["closed"] = json_of(of.closed);
     all["paired"] = nlohmann::ordered_json::array();

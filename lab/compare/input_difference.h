@@ -72,7 +72,8 @@ struct loop_difference {
 
 struct input_difference {
     std::string input;
-    std::string error;  // why it could not be compared; else empty
+    std::string error;    // why it could not be compared; else empty
+    std::string skipped;  // why it was not compared although it could be; else empty
     bool is_scenario = false;
     std::uint64_t seed = 0;
     loop_difference open, closed;

@@ -99,6 +99,7 @@ template <typename V>
 void visit(input_difference& of, V& v) {
     v("input", of.input);
     v("error", of.error);
+    v("skipped", of.skipped);
     v("is_scenario", of.is_scenario);
     v("seed", of.seed);
     v("open", of.open);

@@ -3,17 +3,16 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
-#include <filesystem>
 #include <optional>
 
 #include "lab/compare/digest.h"
 #include "lab/compare/identity.h"
+#include "lab/compare/kept_runs.h"
 #include "lab/compare/process_pool.h"
 #include "lab/compare/run_json.h"
 #include "lab/compare/run_one.h"
 #include "lab/io/error.h"
 #include "lab/io/input_file.h"
-#include "lab/io/output_file.h"
 #include "lab/io/text.h"
 
 namespace lab {
@@ -54,35 +53,19 @@ std::optional<std::vector<std::string>> range_of(std::string_view text, std::str
     return values;
 }
 
-// Where the result of a run is kept: its name says all that it depends on.
-std::string kept_file(const sweep_plan& plan, const std::string& scenario_text,
-                      const std::vector<std::string>& settings) {
-    digest all;
-    all.add(this_build().daemon);
-    all.add(this_build().lab);
+// A row's result depends on these; it names its file, so that counts too.
+digest digest_of(const sweep_plan& plan, const std::string& text, const scenario& read,
+                 const std::vector<std::string>& settings) {
+    digest all = run_digest(this_build());
     all.add(plan.scenario);
-    all.add(scenario_text);
-    for (const std::string& each : settings) all.add(each);
-    return plan.keep + "/" + all.hex() + ".json";
+    add_scenario(all, text, read, settings);
+    return all;
 }
 
-std::optional<run_result> kept(const std::string& file) {
-    if (!std::filesystem::exists(file)) return std::nullopt;
-    run_report report = read_run_document(read_file(file), file);
-    if (report.runs.size() != 1) throw input_error(file + ": is no result of a sweep");
-    return std::move(report.runs.front());
-}
-
-void keep(const std::string& file, const run_result& result) {
-    output_file into(file);
-    into.write(run_document({json_of(result)}));
-    into.finish();
-    into.commit();
-}
-
-std::string run_job(const scenario& plan, const std::vector<std::string>& settings, const std::string& file) {
+std::string run_job(const scenario& plan, const std::vector<std::string>& settings, const kept_runs& kept,
+                    const digest& name) {
     const run_result result = run_scenario(plan, image_at_start(plan), settings).result;
-    if (!file.empty()) keep(file, result);
+    kept.keep(name, result);
     return json_of(result).dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
 }
 
@@ -149,12 +132,10 @@ sweep_result run_sweep(const sweep_plan& plan, const std::function<void(double)>
         all.rows.push_back({std::move(values), {}});
     }
     std::vector<std::size_t> open;  // rows that are not known yet
-    if (!plan.keep.empty()) std::filesystem::create_directories(plan.keep);
-    const auto file_of = [&](std::size_t row) {
-        return plan.keep.empty() ? "" : kept_file(plan, text, settings[row]);
-    };
+    const kept_runs results(plan.keep);
+    const auto name_of = [&](std::size_t row) { return digest_of(plan, text, plans[row], settings[row]); };
     for (std::size_t row = 0; row < all.rows.size(); ++row) {
-        auto known = plan.keep.empty() ? std::nullopt : kept(file_of(row));
+        auto known = results.find(name_of(row));
         if (known) {
             all.rows[row].run = std::move(*known);
             all.known += 1;
@@ -165,7 +146,7 @@ sweep_result run_sweep(const sweep_plan& plan, const std::function<void(double)>
     std::size_t done = 0;
     run_jobs(
         open.size(), plan.at_once,
-        [&](std::size_t i) { return run_job(plans[open[i]], settings[open[i]], file_of(open[i])); },
+        [&](std::size_t i) { return run_job(plans[open[i]], settings[open[i]], results, name_of(open[i])); },
         [&](std::size_t i, const job_end& end) {
             run_result& into = all.rows[open[i]].run;
             if (end.is_good) {

@@ -136,9 +136,39 @@ test("what did not run is no success", () => {
         [[LAB, LAB, "weak.toml", "--seeds", "0"], /--seeds/],
         [[LAB, LAB, "weak.toml", "--seeds", "3", "--only-traces"], /--seeds: with --only-traces/],
         [[LAB, LAB, "weak.toml", "-j", "0"], /-j/],
+        [[LAB, LAB, "weak.toml", "--changed-only"], /--changed-only needs --keep DIR/],
+        [[LAB, LAB, "weak.toml", "--keep", "weak.toml"], /--keep: weak\.toml: /],
     ])
         assert.match(labRefuses("diff", ...words), why);
     assert.deepEqual(leftovers(), before);
+});
+
+test("what both builds have run to the same end is skipped by name, until anything about it changes", () => {
+    put("in/weak.toml", WEAK);
+    put("in/aged.toml", `${WEAK}[weather]\nfile = "hours.csv"\n`);
+    labMust("simulate", "--quiet", "in/weak.toml", "--trace", "t.csv");
+    const hours = (celsius) => put("in/hours.csv", `ambient_c\n${celsius}\n`);
+    hours(20);
+    const other = build("new", OTHER_DAEMON);
+    const gate = (...more) => {
+        const files = ["in/weak.toml", "in/aged.toml", "t.csv", "--keep", "kept"];
+        const { status, stdout } = lab("diff", LAB, other, ...files, "--changed-only", "--json", ...more);
+        const { compared, skipped, inputs } = JSON.parse(stdout);
+        assert.equal(compared + skipped, 3);
+        return [status, inputs.filter((each) => each.skipped === "").map((each) => each.input)];
+    };
+    assert.deepEqual(gate(), [0, ["in/weak.toml", "in/aged.toml", "t.csv"]]);
+    assert.deepEqual(gate(), [3, []]); // nothing was compared: no success
+    hours(30);
+    assert.deepEqual(gate(), [0, ["in/aged.toml"]]);
+    put("in/weak.toml", WEAK.replace("1700", "1600"));
+    assert.deepEqual(gate(), [0, ["in/weak.toml"]]);
+    put("t.csv", get("t.csv").replace(/[^\n]*\n$/, ""));
+    assert.deepEqual(gate(), [0, ["t.csv"]]);
+    const worse = ["diff", LAB, build("new", OTHER_DAEMON.replace("ff/", "fe/"), OTHER_PHONE), "in/weak.toml", "t.csv", "--keep", "kept"];
+    const [first, again] = [lab(...worse), lab(...worse, "--changed-only")];
+    assert.equal(again.stdout.replace(/ of 1 /, " of 2 ").replace(/skipped: 1 of 2.*\n|\nSkipped, as [^]*/g, ""), first.stdout);
+    assert.match(again.stdout, /\nskipped: 1 of 2, named below\n[^]*\nSkipped, as both builds' .* same\n {2}\.:\n {4}t\.csv\n$/);
 });
 
 test("over seeds the pairs are compared, and few pairs show nothing", () => {

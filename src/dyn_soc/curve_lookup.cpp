@@ -18,22 +18,25 @@ constexpr std::int32_t DECIC_PER_C = 10;
 
 }  // namespace
 
-wrap32 soc_from_curves(wrap32 ocv, wrap32 temp, curve_place& near) {
+curve_pair curves_at(wrap32 temp) {
     const wrap32 at = interpolate_for_index(s.battery->temps, 1, BATT_TEMPS, (temp / DECIC_PER_C).value,
-                                            TEMP_SCALE, near.temperature);
+                                            TEMP_SCALE, s.place_of_temp);
     const std::int32_t k = clamp(at / TEMP_SCALE, 0, BATT_TEMPS - 2).value;
-    const wrap32 weight = at - TEMP_SCALE * k;  // beyond 0 ... 1000 outside the temperatures: extrapolates
+    return {s.battery->ocv_curves[k], s.battery->ocv_curves[k + 1], at - TEMP_SCALE * k};
+}
+
+wrap32 soc_from_curves(wrap32 ocv, const curve_pair& curves, curve_place& near) {
     const auto below_full_on = [&](const std::int32_t* curve, std::int32_t& segment) -> wrap32 {
         return interpolate_for_index(curve, 1, BATT_CURVE_POINTS, ocv.value, SOC_PER_POINT, segment);
     };
-    const wrap32 warmer = below_full_on(s.battery->ocv_curves[k], near.warmer);
-    const wrap32 colder = below_full_on(s.battery->ocv_curves[k + 1], near.colder);
-    return SOC_FULL - warmer - weight * (colder - warmer) / TEMP_SCALE;
+    const wrap32 warmer = below_full_on(curves.warmer, near.warmer);
+    const wrap32 colder = below_full_on(curves.colder, near.colder);
+    return SOC_FULL - warmer - curves.weight * (colder - warmer) / TEMP_SCALE;
 }
 
-wrap32 calc_soc_vs_ocv(wrap32 ocv, wrap32 temp) {
-    const wrap32 above = soc_from_curves(ocv + SLOPE_REACH, temp, s.place_above);
-    return (above - soc_from_curves(ocv - SLOPE_REACH, temp, s.place_below)) / SLOPE_SPAN_10MV;
+wrap32 calc_soc_vs_ocv(wrap32 ocv, const curve_pair& curves) {
+    const wrap32 above = soc_from_curves(ocv + SLOPE_REACH, curves, s.place_above);
+    return (above - soc_from_curves(ocv - SLOPE_REACH, curves, s.place_below)) / SLOPE_SPAN_10MV;
 }
 
 soc_limits look_up_soc_at_toc_boc(wrap32 toc, wrap32 boc, wrap32 temp, tocboc_lookup& slot) {
@@ -41,8 +44,9 @@ soc_limits look_up_soc_at_toc_boc(wrap32 toc, wrap32 boc, wrap32 temp, tocboc_lo
     if (slot.temp != INVALID_VALUE && abs(temp - slot.temp) < CACHE_TEMP_REACH && are_limits_known) {
         return {slot.soc_toc, slot.soc_boc, false};
     }
-    const wrap32 soc_toc = soc_from_curves(toc, temp, s.place_of_toc);
-    const wrap32 soc_boc = soc_from_curves(boc, temp, s.place_of_boc);
+    const curve_pair curves = curves_at(temp);
+    const wrap32 soc_toc = soc_from_curves(toc, curves, s.place_of_toc);
+    const wrap32 soc_boc = soc_from_curves(boc, curves, s.place_of_boc);
     if (soc_boc >= soc_toc) return {SOC_FULL, 0, false};
     slot = {soc_toc, soc_boc, toc, boc, temp};
     return {soc_toc, soc_boc, !are_limits_known};

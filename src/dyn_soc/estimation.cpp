@@ -28,12 +28,12 @@ wrap32 charge_moved(wrap32 dt, wrap32 curr_before_ma, wrap32 curr_ma) {
 
 // The open-circuit voltage: the one before, changed by the mean of what was measured (less the drop over the
 // resistance, in whole millivolts) and what the moved charge predicts on the curve.
-wrap32 estimate_ocv(const dyn_soc_record& curr, wrap32 dt, wrap32 dsoc_counted) {
+wrap32 estimate_ocv(const dyn_soc_record& curr, const curve_pair& curves, wrap32 dt, wrap32 dsoc_counted) {
     const dyn_soc_record& prev = s.prev;
     const wrap32 drop = resistive_drop(prev.dcr, curr.curr_ma);
     // Both changes in hundredths of 0.1 mV; the slope is m% per 10 mV.
     const wrap32 measured = (curr.volt - drop - prev.ocv) * 100;
-    const wrap32 slope = calc_soc_vs_ocv(prev.ocv, curr.temp);
+    const wrap32 slope = calc_soc_vs_ocv(prev.ocv, curves);
     const wrap32 predicted = slope == 0 ? measured : dsoc_counted * 100 / slope;
     const wrap32 change = dt <= PREDICTION_MAX_DT_S ? (predicted + measured) / 2 : measured;
     return change / 100 + prev.ocv;
@@ -74,9 +74,10 @@ void update_soc_estimate(dyn_soc_record& curr, soc_delta& delta) {
     const wrap32 dsoc_counted = delta.dq_mas * 10000 / prev.qmax;  // m% * 100, as mA s / C is 100 m%
 
     if (is_long_gap || !is_same_status) vorn_queue__init(&s.ocv_queue, OCV_SAMPLES);
-    curr.ocv = estimate_ocv(curr, dt, dsoc_counted);
+    const curve_pair curves = curves_at(curr.temp);
+    curr.ocv = estimate_ocv(curr, curves, dt, dsoc_counted);
     curr.ocv_avg = (curr.ocv + s.ocv_queue.sum) / (static_cast<std::int32_t>(s.ocv_queue.count) + 1);
-    curr.soc_v = std::max(soc_from_curves(curr.ocv_avg, curr.temp, s.place_of_ocv), wrap32{0});
+    curr.soc_v = std::max(soc_from_curves(curr.ocv_avg, curves, s.place_of_ocv), wrap32{0});
 
     if (curr.chg_sts == STATUS_FULL || is_long_gap || s.dyn_soc_state == STATE_FIRST_CYCLE) {
         curr.soc_c = {0, curr.soc_v.value, prev.soc_c.base};

@@ -114,10 +114,15 @@ struct tocboc_lookup {
     wrap32 temp;     // 0.1 °C
 };
 
-// Where a look-up ended: the segment of the temperatures and of the two curves beside it. It saves the search, and
-// the result is the same from any.
+// The two of the battery's curves between which a temperature lies.
+struct curve_pair {
+    const std::int32_t* warmer;
+    const std::int32_t* colder;
+    wrap32 weight;  // of the colder one, thousandths; below 0 or above 1000 it extrapolates
+};
+
+// Where a look-up ended: the segments of the two curves. It saves the search, and the result is the same from any.
 struct curve_place {
-    std::int32_t temperature;
     std::int32_t warmer;
     std::int32_t colder;
 };
@@ -158,7 +163,8 @@ struct module_state {
     bool smoother_jump;             // the smoother must start anew from what is shown
     wrap32 toc_slope;               // m% per 10 mV, 100 mV below the top of charge
     wrap32 toc_slope_temp;          // 0.1 °C, where it was taken
-    curve_place place_of_ocv;       // of the look-ups at `ocv_avg`,
+    std::int32_t place_of_temp;     // of the look-ups at the temperature,
+    curve_place place_of_ocv;       //     at `ocv_avg`,
     curve_place place_above;        //     100 mV above `ocv`,
     curve_place place_below;        //     100 mV below it,
     curve_place place_of_toc;       //     at the top and
@@ -195,12 +201,15 @@ bool adapt_qmax_estimate(const soc_delta& delta, dyn_soc_record& curr);
 // Sets ocv, ocv_avg, soc_v, soc_c, soc_raw, soc_pre_scal, soc_min and soc_max, and fills `delta`.
 void update_soc_estimate(dyn_soc_record& curr, soc_delta& delta);
 
-// State of charge, m%, at an open-circuit voltage and a temperature. Below 0 and above 100000 outside the
-// curves. The search begins at `near` and leaves there where it ended.
-wrap32 soc_from_curves(wrap32 ocv, wrap32 temp, curve_place& near);
+// The curves to look at for a temperature, 0.1 °C.
+curve_pair curves_at(wrap32 temp);
+
+// State of charge, m%, at an open-circuit voltage. Below 0 and above 100000 outside the curves. The search begins at
+// `near` and leaves there where it ended.
+wrap32 soc_from_curves(wrap32 ocv, const curve_pair& curves, curve_place& near);
 
 // Its slope there, over 100 mV to either side, m% per 10 mV.
-wrap32 calc_soc_vs_ocv(wrap32 ocv, wrap32 temp);
+wrap32 calc_soc_vs_ocv(wrap32 ocv, const curve_pair& curves);
 
 struct soc_limits {
     wrap32 soc_toc;     // m% on the curves at the top-of-charge voltage

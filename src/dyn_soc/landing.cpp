@@ -42,7 +42,7 @@ wrap32 hidden_soc_times_100(wrap32 curr_ma, wrap32 dcr) {
 void refresh_toc_slope(wrap32 temp) {
     if (s.toc_slope_temp != INVALID_VALUE && abs(s.toc_slope_temp - temp) < SLOPE_TEMP_REACH) return;
     const wrap32 toc = TENTH_MV_PER_MV * wrap32{charge_mgr__get_top_of_charge_mv()};
-    s.toc_slope = calc_soc_vs_ocv(toc - SLOPE_BELOW_TOC, temp);
+    s.toc_slope = calc_soc_vs_ocv(toc - SLOPE_BELOW_TOC, curves_at(temp));
     s.toc_slope_temp = temp;
 }
 

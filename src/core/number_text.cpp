@@ -1,16 +1,17 @@
 #include "core/number_text.h"
 
 #include <cerrno>
+#include <cstddef>
 
 #include "util/arith.h"
 #include "util/log.h"
 
 namespace {
 
-constexpr std::int64_t SAFE_DIGITS = 18;  // so many of any digits fit into 64 bits
+constexpr std::ptrdiff_t SAFE_DIGITS = 18;  // so many of any digits fit into 64 bits
 
 struct decimal {
-    std::int32_t low_bits;
+    std::int64_t value;
     bool is_out_of_range;  // of 64 bits
 };
 
@@ -27,40 +28,41 @@ bool is_digit(std::int64_t value) {
     return value >= 0 && value <= 9;
 }
 
-// The digits from the 19th on; a negative number grows downward: its range is the greater one.
-[[gnu::noinline]] decimal read_long_decimal(const char* text, std::int64_t value, bool is_negative) {
-    if (is_negative) value = -value;
+// More digits than are safe; a negative number grows downward: its range is the greater one.
+[[gnu::noinline]] decimal read_long_decimal(const char* text, bool is_negative) {
+    std::int64_t value = 0;
     bool is_out_of_range = false;
     for (std::int64_t digit = digit_value(*text); is_digit(digit); digit = digit_value(*++text)) {
         is_out_of_range |= __builtin_mul_overflow(value, 10, &value);
         is_out_of_range |= __builtin_add_overflow(value, is_negative ? -digit : digit, &value);
     }
     if (is_out_of_range) value = is_negative ? INT64_MIN : INT64_MAX;
-    return {arith::low32(value), is_out_of_range};
+    return {value, is_out_of_range};
 }
 
-decimal read_decimal(const char* text) {
+inline decimal read_decimal(const char* text) {
     while (is_blank(*text)) ++text;
     const bool is_negative = *text == '-';
     if (is_negative || *text == '+') ++text;
-    const char* const end = text + SAFE_DIGITS;
-    std::int64_t value = 0;
+    const char* const first = text;
+    std::int64_t value = 0;  // wraps where there are too many digits for it
     for (std::int64_t digit = digit_value(*text); is_digit(digit); digit = digit_value(*++text)) {
-        if (text == end) return read_long_decimal(text, value, is_negative);
-        value = value * 10 + digit;
+        value = arith::add(arith::mul(value, std::int64_t{10}), digit);
     }
-    return {arith::low32(is_negative ? -value : value), false};
+    if (text - first > SAFE_DIGITS) return read_long_decimal(first, is_negative);
+    return {is_negative ? -value : value, false};
 }
 
 }  // namespace
 
 std::int32_t parse_decimal(const char* text) {
-    return read_decimal(text).low_bits;
+    return arith::low32(read_decimal(text).value);
 }
 
 std::int32_t parse_number(const char* text, std::int32_t out_of_range) {
     const decimal read = read_decimal(text);
-    if (read.low_bits != 0 || !read.is_out_of_range) return read.low_bits;
+    const std::int32_t number = arith::low32(read.value);
+    if (number != 0 || !read.is_out_of_range) return number;
     LOG_ERROR("strtol error errno %d---\n", ERANGE);
     return out_of_range;
 }

@@ -24,6 +24,23 @@ std::int64_t intercepted_clock(const char* clock_name, std::int64_t time_s) {
     return the_device().decide(operation::clock, clock_name, 0) == FAIL ? 0 : time_s;
 }
 
+std::ptrdiff_t copy_from(const virtual_device::file& source, void* buffer, std::size_t size) {
+    const std::size_t count = std::min(size, source.bytes.size());
+    std::memcpy(buffer, source.bytes.data(), count);
+    return static_cast<std::ptrdiff_t>(count);
+}
+
+// Where a fault or an interceptor has a say.
+[[gnu::noinline]] std::ptrdiff_t read_otherwise(const virtual_device::file& source, void* buffer,
+                                                std::size_t size) {
+    const std::ptrdiff_t allowed = the_device().decide(operation::read, source.path, size);
+    if (source.read_fails || allowed == FAIL) {
+        errno = EIO;
+        return -1;
+    }
+    return copy_from(source, buffer, std::min(size, static_cast<std::size_t>(allowed)));
+}
+
 }  // namespace
 
 int __android_log_print(int priority, const char* tag, const char* format, ...) {
@@ -83,17 +100,10 @@ int open_to_write(const char* path) {
 }
 
 std::ptrdiff_t read(int descriptor, void* buffer, std::size_t size) {
-    auto& device = the_device();
-    const auto* source = device.opened(descriptor);
-    const std::ptrdiff_t allowed = device.decide(operation::read, source->path, size);
-    if (source->read_fails || allowed == FAIL) [[unlikely]] {
-        errno = EIO;
-        return -1;
-    }
-    const std::size_t count =
-        std::min(std::min(size, source->bytes.size()), static_cast<std::size_t>(allowed));
-    std::memcpy(buffer, source->bytes.data(), count);
-    return static_cast<std::ptrdiff_t>(count);
+    const auto& source = *the_device().opened(descriptor);
+    if (source.read_fails || the_device().outcome.decide != nullptr) [[unlikely]]
+        return read_otherwise(source, buffer, size);
+    return copy_from(source, buffer, size);
 }
 
 std::ptrdiff_t write(int descriptor, const void* buffer, std::size_t size) {

@@ -20,6 +20,7 @@ struct fleet_run_options {
     fleet_wishes wishes;
     run_limits limits;
     std::string directory;
+    std::string also;
     std::uint64_t part = 0;
     bool is_quiet = false;
     std::vector<std::string> others;
@@ -29,11 +30,16 @@ constexpr std::uint64_t MOST = 1'000'000'000;
 
 std::string status_text(const fleet_directory& fleet, const run_progress& end) {
     std::string text = fleet.path() + ": ";
-    text += end.not_ok == 0 ? "" : std::to_string(end.not_ok) + " of the phones run now did not end well; ";
+    if (end.not_ok > 0)
+        text += std::to_string(end.not_ok) +
+                " of the phones run now did not end well, one of them by vorn-lab fleet phone " +
+                fleet.path() + " " + std::to_string(end.first_not_ok) + "; ";
     return text;
 }
 
 void run_fleet(const fleet_run_options& options) {
+    run_limits limits = options.limits;
+    if (!options.also.empty()) limits.proof.also = identify("--also", options.also);
     if ((options.part > 0) != (options.wishes.parts > 0))
         throw input_error("--part and --parts belong together");
     if (options.part > options.wishes.parts)
@@ -49,7 +55,7 @@ void run_fleet(const fleet_run_options& options) {
     run_progress end;
     {
         fleet_progress shown(options.is_quiet);
-        end = run_missing(fleet, range, options.limits, [&](const run_progress& now) { shown.show(now); });
+        end = run_missing(fleet, range, limits, [&](const run_progress& now) { shown.show(now); });
         told = shown.summary(end);
     }
     if (is_whole) gather(fleet);
@@ -89,12 +95,15 @@ void add_run(CLI::App& fleet) {
         ->check(CLI::Range(1.0, 1e9).description(""));
     command.add_option("--memory", options->limits.memory_mb, "Memory of a phone's process; 0: any")
         ->type_name("MB");
-    command.add_option("--prove", options->limits.prove, "Run one phone in N twice and compare; 0: none")
+    command
+        .add_option("--prove", options->limits.proof.twice_every,
+                    "Run one phone in N twice and compare; 0: none")
         ->type_name("N")
         ->capture_default_str();
-    command.add_option("--also", options->limits.also, "Another build of vorn-lab that must end alike")
+    command.add_option("--also", options->also, "Another build of vorn-lab that must end alike")
         ->type_name("BIN");
-    command.add_option("--also-every", options->limits.also_every, "For one phone in N")->type_name("N");
+    command.add_option("--also-every", options->limits.proof.also_every, "For one phone in N")
+        ->type_name("N");
     command.add_flag("--quiet", options->is_quiet, "Say nothing of progress");
     command.callback([options] { run_fleet(*options); });
 }

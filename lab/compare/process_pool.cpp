@@ -81,8 +81,9 @@ class worker {
 
     job_end end() {
         const int status = wait();
-        if (!WIFEXITED(status) || said_.empty())
-            return {false, "", "ended by signal " + std::to_string(WTERMSIG(status))};
+        if (WIFSIGNALED(status)) return {false, "", "ended by signal " + std::to_string(WTERMSIG(status))};
+        if (said_.empty())
+            return {false, "", "ended with exit status " + std::to_string(WEXITSTATUS(status))};
         const bool is_good = said_.front() == GOOD;
         std::string text = said_.substr(1);
         return is_good ? job_end{true, std::move(text), ""} : job_end{false, "", std::move(text)};

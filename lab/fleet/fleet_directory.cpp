@@ -29,13 +29,6 @@ std::string population_digest(const std::string& text, const std::vector<std::st
     return sum.hex();
 }
 
-void write_whole(const std::string& path, const std::string& text) {
-    output_file file(path);
-    file.write(text);
-    file.finish();
-    file.commit();
-}
-
 // "0-99" before `ending`; nothing for another name.
 std::optional<phone_range> range_in(const std::string& name, std::string_view ending) {
     if (!name.ends_with(ending)) return std::nullopt;
@@ -207,6 +200,13 @@ std::vector<phone_range> fleet_directory::missing(phone_range within) const {
 
 phone_range fleet_directory::range_of_part(std::uint64_t part, std::uint64_t parts) const {
     return {(part - 1) * count_ / parts, part * count_ / parts - 1};
+}
+
+void write_whole(const std::string& path, const std::string& text) {
+    output_file file(path);
+    file.write(text);
+    file.finish();
+    file.commit();
 }
 
 void sync_to_disk(const std::string& path) {

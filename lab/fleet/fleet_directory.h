@@ -65,6 +65,9 @@ class fleet_directory {
     population population_;
 };
 
+// A file, whole or not at all. Throws input_error.
+void write_whole(const std::string& path, const std::string& text);
+
 // A file or directory has reached the disk. Throws input_error.
 void sync_to_disk(const std::string& path);
 

@@ -27,14 +27,14 @@ body { margin: 0; background: var(--page); color: var(--text); font: 14px/1.5 sy
   font-variant-numeric: tabular-nums; }
 header, main, footer { max-width: 1320px; margin: 0 auto; padding: 16px 20px; }
 h1 { font-size: 22px; margin: 0; overflow-wrap: anywhere; } h2 { font-size: 15px; margin: 0 0 6px; } p { margin: 4px 0; }
-main { display: grid; gap: 14px; grid-template-columns: repeat(auto-fit, minmax(min(100%, 560px), 1fr)); padding-top: 0; }
+main { display: grid; gap: 14px; grid-template-columns: repeat(2, minmax(0, 1fr)); padding-top: 0; }
 section { background: var(--card); border: 1px solid var(--line); border-radius: 10px; padding: 14px 16px; min-width: 0; }
 .wide { grid-column: 1 / -1; } .muted { color: var(--muted); font-weight: 400; } .scroll { overflow-x: auto; }
 .tiles { display: grid; gap: 10px 24px; grid-template-columns: repeat(auto-fit, minmax(150px, 1fr)); }
 .tiles b { display: block; font-size: 20px; }
 .beside { display: grid; gap: 6px 24px; grid-template-columns: minmax(0, 500px) minmax(0, 1fr); }
 table { border-collapse: collapse; width: 100%; } th, td { text-align: left; padding: 3px 10px 3px 0; vertical-align: top;
-  border-top: 1px solid var(--line); } th { font-weight: 600; } th.n, .n { text-align: right; }
+  border-top: 1px solid var(--line); } th { font-weight: 600; } th.n, .n { text-align: right; } td .muted { font-size: 12px; }
 code { font: 12px/1.5 ui-monospace, monospace; overflow-wrap: anywhere; }
 svg { display: block; width: 100%; max-width: 500px; height: auto; } svg text { font-size: 11px; fill: var(--muted); }
 .grid { stroke: var(--line); fill: none; } .line { fill: none; stroke: var(--c); stroke-width: 2; stroke-dasharray: var(--dash); }
@@ -47,6 +47,7 @@ svg { display: block; width: 100%; max-width: 500px; height: auto; } svg text { 
 .heat td, .heat th { text-align: right; padding: 3px 6px; font-size: 12px; white-space: nowrap; }
 .heat th:first-child { position: sticky; left: 0; background: var(--card); }
 @media (max-width: 1000px) { .beside { grid-template-columns: minmax(0, 1fr); } }
+@media (max-width: 800px) { main { grid-template-columns: minmax(0, 1fr); } }
 @media (max-width: 600px) { svg text { font-size: 15px; } header, main, footer { padding-inline: 10px; }
   .stack tr, .stack td { display: block; padding: 3px 0; } .stack td { border: 0; text-align: left; } .stack tr:first-child { display: none; }
   .stack th { display: block; } .stack td[data-at]::before { content: attr(data-at) ": "; } .stack td br { display: none; } }
@@ -55,8 +56,9 @@ svg { display: block; width: 100%; max-width: 500px; height: auto; } svg text { 
 
 // "12 % (9 to 16)", of none "0 % (at most 1)".
 std::string share_text(const share& of) {
-    if (of.value <= 0) return text_of("0 %% (at most %.3g)", PCT * of.within.high);
-    return text_of("%.3g %% (%.3g to %.3g)", PCT * of.value, PCT * of.within.low, PCT * of.within.high);
+    const auto pct = [](double share) { return text_of(PCT * share < 9.95 ? "%.2g" : "%.0f", PCT * share); };
+    if (of.value <= 0) return "0 % (at most " + pct(of.within.high) + ")";
+    return pct(of.value) + " % (" + pct(of.within.low) + " to " + pct(of.within.high) + ")";
 }
 
 std::string section(const std::string& title, const std::string& body, bool is_wide = false) {
@@ -81,12 +83,16 @@ std::string colour_of(std::size_t i) {
     return "c" + std::to_string(i % COLOURS);
 }
 
-// Places of the curve that its table shows: the ends of years, or quarters of a span of less than two.
+// Places of the curve that its table shows, four at most: the end and whole years before it, or quarters of a short span.
 std::vector<std::size_t> ticks_of(const fleet_summary& of) {
     std::vector<std::size_t> ticks;
     const std::size_t count = of.days.size();
-    const std::size_t step = of.span_days >= 2 * YEAR_DAYS - 1 ? 12 : std::max<std::size_t>(1, count / 4);
-    for (std::size_t i = step; i <= count; i += step) ticks.push_back(i - 1);
+    constexpr std::size_t MOST = 4, A_YEAR = 12;
+    const bool is_long = of.span_days >= 2 * YEAR_DAYS - 1;
+    const std::size_t step =
+        is_long ? (count / A_YEAR + MOST - 1) / MOST * A_YEAR : std::max<std::size_t>(1, count / MOST);
+    for (std::size_t past = count; past > 0; past -= std::min(past, step))
+        ticks.insert(ticks.begin(), past - 1);
     return ticks;
 }
 
@@ -118,6 +124,7 @@ std::string curve_table(const fleet_summary& of, const std::vector<const kind_cu
 }
 
 std::string curve_section(const fleet_summary& of, const std::string& group) {
+    constexpr std::size_t MOST_BANDS = 3;  // more of them hide each other
     std::vector<const kind_curve*> curves;
     double lowest = 1;
     for (const kind_curve& each : of.curves) {
@@ -138,7 +145,7 @@ std::string curve_section(const fleet_summary& of, const std::string& group) {
             low.emplace_back(x, PCT * at.left.within.low);
             high.emplace_back(x, PCT * at.left.within.high);
         }
-        chart.band(low, high, colour_of(i));
+        if (curves.size() <= MOST_BANDS) chart.band(low, high, colour_of(i));
         chart.line(left, colour_of(i), curves[i]->kind.empty() ? "all phones" : curves[i]->kind, true);
     }
     const std::string note = of.has_departures
@@ -147,9 +154,9 @@ std::string curve_section(const fleet_summary& of, const std::string& group) {
                                    "(Kaplan and Meier give the same).";
     return section("Not yet lowered" + by,
                    "<div class=\"beside\"><div>" + chart.text() + "</div><div>" + curve_table(of, curves) +
-                       "<p class=\"muted\">The share lowered by that day, with its 95 % interval; bands: "
-                       "95 %. " +
-                       note + "</p></div></div>",
+                       "<p class=\"muted\">The share lowered by that day, with its 95 % interval" +
+                       (curves.size() <= MOST_BANDS ? ", which the bands show. " : ". ") + note +
+                       "</p></div></div>",
                    true);
 }
 
@@ -179,15 +186,16 @@ std::string band_section(const fleet_summary& of, const std::string& title,
     return section(title, body + "</p>");
 }
 
-// The daemon's table without the bands at its ends in which nothing was counted, so that it fits on a telephone.
+// The daemon's table without the bands at its ends in which next to nothing was counted.
 std::string hours_section(const fleet_summary& of) {
+    constexpr float NEXT_TO_NOTHING = 1e-4F;
     float most = 0;
+    for (const auto& row : of.hours) most = std::max(most, *std::ranges::max_element(row));
     std::array<std::size_t, 2> volt{VOLT_BANDS, 0},
         temp{TEMP_BANDS, 0};  // the first and the one past the last
     for (std::size_t v = 0; v < VOLT_BANDS; ++v) {
         for (std::size_t t = 0; t < TEMP_BANDS; ++t) {
-            if (!(of.hours[v][t] > 0)) continue;
-            most = std::max(most, of.hours[v][t]);
+            if (of.hours[v][t] <= NEXT_TO_NOTHING * most) continue;
             volt = {std::min(volt[0], v), std::max(volt[1], v + 1)};
             temp = {std::min(temp[0], t), std::max(temp[1], t + 1)};
         }

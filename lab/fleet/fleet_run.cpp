@@ -3,18 +3,14 @@
 #include <algorithm>
 #include <cmath>
 #include <csignal>
-#include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <memory>
-#include <nlohmann/json.hpp>
+#include <new>
 #include <sys/resource.h>
 #include <unistd.h>
 
 #include "lab/compare/process_pool.h"
-#include "lab/compare/run_json.h"
 #include "lab/io/error.h"
-#include "lab/io/output_file.h"
 
 namespace lab {
 
@@ -22,7 +18,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// A sanitizer reserves more addresses than any limit would leave it.
+// A sanitizer reserves more memory than any limit would leave it.
 #if defined(__SANITIZE_ADDRESS__)
 constexpr bool IS_SANITIZED = true;
 #elif defined(__has_feature)
@@ -35,9 +31,11 @@ constexpr bool IS_SANITIZED = false;
 void limit_this_process(double limit_s, std::uint64_t memory_mb) {
     std::signal(SIGALRM, SIG_DFL);
     ::alarm(static_cast<unsigned>(std::ceil(limit_s)));
-    if (IS_SANITIZED || memory_mb == 0) return;
-    const rlimit memory{memory_mb << 20, memory_mb << 20};
-    (void)::setrlimit(RLIMIT_AS, &memory);
+    rlimit memory{};
+    (void)::getrlimit(RLIMIT_DATA, &memory);
+    memory.rlim_cur = memory.rlim_max;
+    if (!IS_SANITIZED && memory_mb > 0) memory.rlim_cur = std::min<rlim_t>(memory.rlim_max, memory_mb << 20);
+    (void)::setrlimit(RLIMIT_DATA, &memory);
 }
 
 // How long a phone may take: ten times what the middle one took.
@@ -60,75 +58,26 @@ class time_limit {
     std::vector<double> taken_s_;
 };
 
-bool is_same(const phone_row& one, const phone_row& other) {
-    return one.status == other.status && one.events_digest == other.events_digest &&
-           one.cycles_digest == other.cycles_digest && one.figures == other.figures;
-}
-
-void keep_difference(const fleet_directory& fleet, const phone_row& one, const std::string& other) {
-    fs::create_directories(fleet.path() + "/differs");
-    const std::string name = fleet.path() + "/differs/" + std::to_string(one.number);
-    const auto keep = [](const std::string& path, const std::string& text) {
-        output_file file(path);
-        file.write(text);
-        file.finish();
-        file.commit();
-    };
-    keep(name + ".toml", plan_phone(fleet.phones(), one.number).scenario_text);
-    keep(name + ".first.json", nlohmann::json::from_cbor(packed(one)).dump(1) + "\n");
-    keep(name + ".second.json", other);
-}
-
-// Digests of the same phone under another build, from what its `simulate --json` says.
-std::string run_other_build(const fleet_directory& fleet, const std::string& program, std::uint64_t number) {
-    const std::string file = fleet.path() + "/parts/also-" + std::to_string(number) + ".toml";
-    {
-        output_file text(file);
-        text.write(plan_phone(fleet.phones(), number).scenario_text);
-        text.finish();
-        text.commit();
-    }
-    std::string said;
-    // Arguments of the shell rather than words in a command, so that no name needs quoting.
-    ::setenv("VORN_ALSO", program.c_str(), 1);
-    ::setenv("VORN_ALSO_FILE", file.c_str(), 1);
-    if (std::FILE* const pipe = ::popen("exec \"$VORN_ALSO\" simulate --json \"$VORN_ALSO_FILE\"", "r")) {
-        char piece[65536];
-        while (const std::size_t size = std::fread(piece, 1, sizeof piece, pipe)) said.append(piece, size);
-        (void)::pclose(pipe);
-    }
-    fs::remove(file);
-    return said;
-}
-
-bool agrees(const std::string& said, const phone_row& row) {
-    const auto document = nlohmann::json::parse(said, nullptr, false);
-    if (document.is_discarded() || !document.contains("runs") || document["runs"].empty()) return false;
-    const auto& digests = document["runs"][0]["digests"];
-    return digests["events"] == row.events_digest && digests["cycles"] == row.cycles_digest;
-}
-
 constexpr std::string_view DIFFERS = "differs: ";
 
 // One phone with its proofs, in its own process.
-std::string run_proved(const fleet_directory& fleet, const run_limits& limits, const phone_runner& run,
-                       std::uint64_t number) {
+std::string run_proved(const fleet_directory& fleet, const run_limits& limits, double limit_s,
+                       const phone_runner& run, std::uint64_t number) {
+    limit_this_process(limit_s, limits.memory_mb);
+    const proof_wishes& proof = limits.proof;
     phone_row row = run(fleet.phones(), number);
-    if (limits.prove > 0 && number % limits.prove == 0 && row.status == phone_status::ok) {
-        const phone_row again = run(fleet.phones(), number);
-        if (!is_same(row, again)) {
-            keep_difference(fleet, row, nlohmann::json::from_cbor(packed(again)).dump(1) + "\n");
-            throw std::runtime_error(std::string(DIFFERS) + "ended differently the second time");
+    const auto is_due = [&](std::uint64_t every) {
+        return every > 0 && number % every == 0 && row.status == phone_status::ok;
+    };
+    try {
+        if (is_due(proof.twice_every)) prove_twice(fleet, run, row);
+        if (proof.also && is_due(proof.also_every)) {
+            constexpr double SLOWER = 100;  // than this build, with sanitizers and without optimisation
+            limit_this_process(SLOWER * limit_s, 0);
+            prove_by(fleet, *proof.also, row);
         }
-        row.is_proved = true;
-    }
-    const bool also = !limits.also.empty() && limits.also_every > 0 && number % limits.also_every == 0;
-    if (also && row.status == phone_status::ok) {
-        const std::string said = run_other_build(fleet, limits.also, number);
-        if (!agrees(said, row)) {
-            keep_difference(fleet, row, said);
-            throw std::runtime_error(std::string(DIFFERS) + "ended differently under " + limits.also);
-        }
+    } catch (const phone_differs& differs) {
+        throw std::runtime_error(std::string(DIFFERS) + differs.what());
     }
     return packed(row);
 }
@@ -137,8 +86,9 @@ phone_row row_of_end(const fleet_directory& fleet, std::uint64_t number, const j
     if (end.is_good) return unpacked_row(end.output);
     phone_row row = row_of(fleet.phones(), plan_phone(fleet.phones(), number));
     const bool was_stopped = end.error.ends_with("signal " + std::to_string(SIGALRM));
+    const bool was_too_large = end.error == std::bad_alloc().what();
     row.status = was_stopped ? phone_status::hung : phone_status::failed;
-    row.error = was_stopped ? "took longer than its limit" : end.error;
+    row.error = was_stopped ? "took longer than its limit" : was_too_large ? "out of memory" : end.error;
     return row;
 }
 
@@ -188,10 +138,7 @@ run_progress run_missing(const fleet_directory& fleet, phone_range within, const
             }
             run_jobs(
                 todo.size(), limits.at_once,
-                [&](std::size_t i) {
-                    limit_this_process(limit.s(), limits.memory_mb);
-                    return run_proved(fleet, limits, run, todo[i]);
-                },
+                [&](std::size_t i) { return run_proved(fleet, limits, limit.s(), run, todo[i]); },
                 [&](std::size_t i, const job_end& end) {
                     if (end.error.starts_with(DIFFERS))
                         throw program_fault("phone " + std::to_string(todo[i]) + " " +
@@ -201,7 +148,8 @@ run_progress run_missing(const fleet_directory& fleet, phone_range within, const
                     part->add(row);
                     if (row.status == phone_status::ok) limit.note(row.host_s);
                     so_far.done += 1;
-                    so_far.not_ok += row.status == phone_status::ok ? 0 : 1;
+                    if (row.status != phone_status::ok && so_far.not_ok++ == 0)
+                        so_far.first_not_ok = row.number;
                     so_far.host_s += row.host_s;
                     so_far.phone_s += span_s;
                     progress(so_far);

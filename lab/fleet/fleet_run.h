@@ -7,27 +7,26 @@
 
 #include "lab/fleet/fleet_directory.h"
 #include "lab/fleet/phone_row.h"
+#include "lab/fleet/proof.h"
 
 namespace lab {
 
 struct run_limits {
-    std::size_t at_once = 0;   // phones at a time; 0: one for each core
-    std::uint64_t prove = 50;  // one phone in so many runs twice; 0: none
-    double limit_s = 0;        // wall time of a phone; 0: ten times the median of those before
-    std::uint64_t memory_mb = 1024;
-    std::string also;  // another build that runs one phone in `also_every` too; empty: none
-    std::uint64_t also_every = 50;
+    std::size_t at_once = 0;  // phones at a time; 0: one for each core
+    double limit_s = 0;  // wall time of a phone with its second run; 0: ten times the median of those before
+    std::uint64_t memory_mb = 1024;  // of the heap of a process; 0: any
+    proof_wishes proof;
 };
 
 struct run_progress {
     std::uint64_t done = 0;  // phones of this run
     std::uint64_t all = 0;
     std::uint64_t not_ok = 0;
-    double host_s = 0;   // that they took, together
-    double phone_s = 0;  // simulated
+    std::uint64_t first_not_ok = 0;  // its number, when there is one
+    double host_s = 0;               // that they took, together
+    double phone_s = 0;              // simulated
 };
 
-using phone_runner = std::function<phone_row(const population&, std::uint64_t)>;
 using progress_listener = std::function<void(const run_progress&)>;
 
 // Runs what is missing of `within`; each phone that ends is kept at once, so that a second call goes on where the first

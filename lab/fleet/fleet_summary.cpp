@@ -188,8 +188,10 @@ class summary_maker {
                 const double far = std::abs(*row.figures[f] - middle[f]) / scale;
                 if (far <= most) continue;
                 most = far;
+                constexpr double LARGE = 1000;
+                const bool is_large = std::max(std::abs(*row.figures[f]), std::abs(middle[f])) >= LARGE;
                 why =
-                    text_of("%s %.5g, the middle phone %.5g",
+                    text_of(is_large ? "%s %.0f, the middle phone %.0f" : "%s %.4g, the middle phone %.4g",
                             std::string(phone_figures[static_cast<std::size_t>(UNUSUAL_BY[f])].name).c_str(),
                             *row.figures[f], middle[f]);
             }

@@ -11,7 +11,7 @@ namespace lab {
 namespace {
 
 constexpr double WIDTH = 420, HEIGHT = 250;  // of the drawing, in its own units; the page stretches it
-constexpr double LEFT = 62, RIGHT = 20, TOP = 10, BOTTOM = 30;
+constexpr double LEFT = 72, RIGHT = 20, TOP = 10, BOTTOM = 30;
 
 }  // namespace
 

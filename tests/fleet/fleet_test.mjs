@@ -2,7 +2,7 @@
 
 import assert from "node:assert/strict";
 import { spawn, spawnSync } from "node:child_process";
-import { existsSync, readdirSync, readFileSync, rmSync, writeFileSync } from "node:fs";
+import { chmodSync, existsSync, readdirSync, readFileSync, writeFileSync } from "node:fs";
 import { test } from "node:test";
 import { setTimeout } from "node:timers/promises";
 import { at, get, lab, labMust, labRefuses, put } from "../support/lab.mjs";
@@ -93,6 +93,28 @@ test("a directory is of one build and one population, and of whole parts", () =>
     assert.match(labRefuses("fleet", "gather", "other"), /has changed/);
 });
 
+/** Processes below one of ours, the youngest generation last. */
+function offspring(pid) {
+    const children = readFileSync(`/proc/${pid}/task/${pid}/children`, "utf8").trim().split(" ").filter(Boolean);
+    return children.flatMap((each) => [each, ...offspring(each)]);
+}
+
+test("a daemon that crashes is a row that says where, and the others run on", async () => {
+    put("p.toml", POPULATION.replace('"2 d"', '"20 years"'));
+    const child = spawn(process.env.VORN_LAB, ["fleet", "run", "p.toml", "--out", "dir", "--phones", "1", "--prove", "0"], {
+        cwd: at("."),
+    });
+    const ended = new Promise((end) => child.once("exit", end));
+    while (offspring(child.pid).length < 2) await setTimeout(5);
+    await setTimeout(200);
+    process.kill(offspring(child.pid).at(-1), "SIGSEGV");
+    assert.equal(await ended, 0);
+    const [, row] = labMust("fleet", "sql", "dir", "SELECT status, error, end_day > 0, first_trip_day FROM phone").split("\n");
+    assert.match(row, /^crashed,the daemon crashed in boot 1 at elapsed \d+ s: killed by SIGSEGV .*,1,$/);
+    labMust("fleet", "report", "dir");
+    assert.match(get("fleet.html"), /1 crashed<[^]*1 not ok[^]*crashed: the daemon crashed/);
+});
+
 test("a phone that hangs or cannot run is a row that says so; another build is held against it", () => {
     put("p.toml", `${POPULATION.replace('"2 d"', '"9 years"')}\n`);
     run("--out", "hung", "--phones", "2", "--limit", "1", "--prove", "0");
@@ -108,11 +130,22 @@ test("a phone that hangs or cannot run is a row that says so; another build is h
     assert.match(labMust("fleet", "sql", "flat", "SELECT status, error FROM phone"), /failed,.*never starts/);
     put("p.toml", POPULATION);
     run("--out", "also", "--phones", "2", "--also", process.env.VORN_LAB, "--also-every", "1");
-    const { status, stderr } = lab("fleet", "run", "p.toml", "--out", "differs", "--phones", "2", "--also", "false", "--quiet");
-    assert.equal(status, 3);
-    assert.match(stderr, /phone 0 ended differently under false; both are in differs\/differs/);
-    assert.ok(existsSync(at("differs/differs/0.toml")));
-    rmSync(at("differs"), { recursive: true });
+    // A build that differs, one that fails, and what is no build.
+    for (const [name, does, second] of [
+        ["unlike", `exec "$VORN_LAB" "$@" --set cell.soc_pct=20`, /"events": "(?!$)/],
+        ["broken", "echo 'runtime error: overflow' >&2; exit 9", /refuses: runtime error: overflow/],
+    ]) {
+        put(name, `#!/bin/sh\n[ "$1" = --version ] || { ${does}; }\nexec "$VORN_LAB" "$@"\n`);
+        chmodSync(at(name), 0o755);
+        const { status, stderr } = lab("fleet", "run", "p.toml", "--out", `of-${name}`, "--phones", "2", "--also", `./${name}`, "--quiet");
+        assert.equal(status, 3);
+        assert.match(stderr, new RegExp(`phone 0 ended differently under ./${name}; both are in of-${name}/differs`));
+        assert.match(get(`of-${name}/differs/0.first.json`), /"events": "/);
+        assert.match(get(`of-${name}/differs/0.second.json`), second);
+        assert.match(get(`of-${name}/differs/0.toml`), /screen_h = /);
+    }
+    assert.match(labRefuses("fleet", "run", "p.toml", "--out", "none", "--also", "/bin/false"), /--also: \/bin\/false: is no vorn-lab/);
+    assert.ok(!existsSync(at("none")));
 });
 
 test("two fleets are compared phone by phone; a fleet with itself is equal", () => {

@@ -41,15 +41,14 @@ struct {
 
 // A flag behind a raised one is not asked for.
 const disable_source& deciding_source() {
-    return *std::find_if(std::begin(SOURCES), std::end(SOURCES) - 1,
+    return *std::find_if(std::begin(SOURCES), std::end(SOURCES),
                          [](const disable_source& source) { return source.wants_disable(); });
 }
 
 }  // namespace
 
 void charge_disable_init() {
-    s = {};
-    s.last_disable_code = NOTHING_PUBLISHED;
+    s = {NOTHING_PUBLISHED};
 }
 
 void update_chargedisable_sysprop() {

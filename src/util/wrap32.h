@@ -20,7 +20,6 @@ struct wrap32 {
     template <typename T>
     requires(!std::same_as<T, std::int32_t>) constexpr wrap32(T) = delete;
 
-    constexpr wrap32 operator-() const { return arith::sub(0, value); }
     constexpr wrap32& operator+=(wrap32 other) { return *this = *this + other; }
     constexpr wrap32& operator-=(wrap32 other) { return *this = *this - other; }
 

@@ -2,7 +2,6 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <cstdio>
 #include <iostream>
 #include <memory>
 #include <string>
@@ -70,16 +69,6 @@ void print_plan(const fleet_options& options, cluster_limits limits) {
     std::cout << plan_text(plan_parts(phones, slowest_s, memory_kb, limits), options.population);
 }
 
-std::string cluster_config() {
-    std::string said;
-    if (std::FILE* const pipe = ::popen("scontrol show config 2>/dev/null", "r")) {
-        char piece[4096];
-        while (const std::size_t size = std::fread(piece, 1, sizeof piece, pipe)) said.append(piece, size);
-        (void)::pclose(pipe);
-    }
-    return said;
-}
-
 void add_plan(CLI::App& fleet, const std::shared_ptr<fleet_options>& options) {
     const auto limits = std::make_shared<cluster_limits>();
     CLI::App& command = *fleet.add_subcommand("plan", "Time three phones, and cut the fleet for a cluster");
@@ -92,7 +81,7 @@ void add_plan(CLI::App& fleet, const std::shared_ptr<fleet_options>& options) {
     command.add_option("--most-parts", limits->most_parts, "Of an array; what scontrol says when not given")
         ->type_name("N");
     command.callback([options, limits] {
-        if (limits->most_parts == 0) limits->most_parts = most_parts_in(cluster_config());
+        if (limits->most_parts == 0) limits->most_parts = most_parts_here();
         print_plan(*options, *limits);
     });
 }

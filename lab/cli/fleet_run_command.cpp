@@ -9,6 +9,7 @@
 #include "lab/cli/fleet_commands.h"
 #include "lab/cli/fleet_progress.h"
 #include "lab/fleet/fleet_directory.h"
+#include "lab/fleet/fleet_plan.h"
 #include "lab/fleet/fleet_run.h"
 #include "lab/io/error.h"
 
@@ -110,9 +111,14 @@ void add_run(CLI::App& fleet) {
 
 void add_gather(CLI::App& fleet) {
     const auto directory = std::make_shared<std::string>();
+    const auto most_parts = std::make_shared<std::uint64_t>();
     CLI::App& command = *fleet.add_subcommand("gather", "Join the parts of a fleet, or say what is missing");
     command.add_option("DIR", *directory, "Directory of fleet run")->required();
-    command.callback([directory] { gather(fleet_directory(*directory)); });
+    command.add_option("--most-parts", *most_parts, "Of an array; what scontrol says when not given")
+        ->type_name("N");
+    command.callback([directory, most_parts] {
+        gather(fleet_directory(*directory), *most_parts > 0 ? *most_parts : most_parts_here());
+    });
 }
 
 void add_add(CLI::App& fleet) {

@@ -34,6 +34,20 @@ double must(toml_section& from, std::string_view key, double least = -INFINITE) 
     return *value;
 }
 
+// Before a misspelt key is missed.
+void refuse_unknown(toml_section& from, draw_kind kind) {
+    using names = std::vector<std::string_view>;
+    static const std::array<names, draw_kind_names.size()> OWN{names{"value"}, {"of", "weights"},
+                                                               {"mean", "sd"}, {"median", "mean", "sigma_ln"},
+                                                               {"from", "to"}, {"a", "b", "from", "to"}};
+    for (const std::string_view key : OWN[static_cast<std::size_t>(kind)]) (void)from.take(key);
+    for (const char* const key : {"draw", "source"}) (void)from.take(key);
+    const bool is_number = kind != draw_kind::constant && kind != draw_kind::choice;
+    for (const char* const key : {"least", "most", "step"})
+        if (is_number) (void)from.take(key);
+    from.finish();
+}
+
 void read_choice(toml_section& from, distribution& into) {
     const toml::node* const list = from.take("of");
     if (list == nullptr || !list->is_array() || list->as_array()->empty())
@@ -83,6 +97,11 @@ std::string toml_text(const toml::node& node) {
     text.precision(17);
     node.visit([&](const auto& value) { text << value; });
     return text.str();
+}
+
+std::optional<std::string> text_in_toml(const std::string& value) {
+    const toml::table read = toml::parse("value = " + value);
+    return read["value"].value<std::string>();
 }
 
 double distribution::share_below(double value) const {
@@ -144,6 +163,7 @@ std::string distribution::text_at(double probability) const {
 distribution read_distribution(toml_section& from) {
     distribution read;
     read.kind = static_cast<draw_kind>(from.choice("draw", draw_kind_names).value_or(0));
+    refuse_unknown(from, read.kind);
     read.source = from.text("source").value_or("");
     switch (read.kind) {
         case draw_kind::constant: {
@@ -176,7 +196,6 @@ distribution read_distribution(toml_section& from) {
             break;
     }
     if (read.is_number()) read_limits(from, read);
-    from.finish();
     return read;
 }
 

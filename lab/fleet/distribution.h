@@ -37,6 +37,8 @@ struct distribution {
 // Reads a table that has a `draw`. Throws input_error with place, also for what can never be drawn.
 distribution read_distribution(toml_section& from);
 
+// The text that a value written in TOML is; nothing when it is another kind of value.
+std::optional<std::string> text_in_toml(const std::string& value);
 // A node as it stands in TOML, on one line unless it is a long list.
 std::string toml_text(const toml::node& node);
 

@@ -21,11 +21,15 @@ namespace fs = std::filesystem;
 
 constexpr std::string_view COMPLETE = ".sqlite";
 constexpr std::string_view WORK = ".work";
+constexpr const char* FILES = "/files";
 
-std::string population_digest(const std::string& text, const std::vector<std::string>& settings) {
+// Of its text, what is set for all, and the files that it names.
+std::string population_digest(const std::string& text, const std::vector<std::string>& settings,
+                              const population& of) {
     digest sum;
     sum.add(text);
     for (const std::string& each : settings) sum.add(each);
+    for (const std::string& each : of.files) sum.add(read_file(of.path_of(each)));
     return sum.hex();
 }
 
@@ -70,7 +74,8 @@ fleet_directory::fleet_directory(std::string path, const fleet_wishes& wishes) :
     require_this_build();
     if (!wishes.population.empty()) {
         const std::string text = read_file(wishes.population);
-        if (population_digest(text, wishes.settings) != identity_.population)
+        const population given = parse_population(text, wishes.population, wishes.settings);
+        if (population_digest(text, wishes.settings, given) != identity_.population)
             throw input_error(path_ + ": was begun with another population or other settings than " +
                               wishes.population + "; give another --out");
     }
@@ -94,13 +99,20 @@ void fleet_directory::freeze(const fleet_wishes& wishes) {
     text_ = read_file(wishes.population);
     settings_ = wishes.settings;
     population_ = parse_population(text_, wishes.population, settings_);
-    identity_ = {this_build(), population_digest(text_, settings_)};
+    identity_ = {this_build(), population_digest(text_, settings_, population_)};
     count_ = wishes.phones > 0 ? wishes.phones : population_.phones;
     parts_ = wishes.parts;
     std::error_code wrong;
     fs::create_directories(path_ + "/parts", wrong);
     if (wrong) throw input_error(path_ + ": " + wrong.message());
     write_whole(path_ + "/population.toml", text_);
+    if (!population_.files.empty()) fs::create_directories(path_ + FILES);
+    for (std::size_t i = 0; i < population_.files.size(); ++i) {
+        const std::string& name = population_.files[i];
+        write_whole(path_ + FILES + "/" + population::copy_name(i, name),
+                    read_file(population_.path_of(name)));
+    }
+    population_.copies = path_ + FILES;
     write_facts();
 }
 
@@ -130,9 +142,10 @@ void fleet_directory::read() {
         throw input_error(name + ": not what vorn-lab wrote");
     }
     text_ = read_file(path_ + "/population.toml");
-    if (population_digest(text_, settings_) != identity_.population)
-        throw input_error(path_ + "/population.toml: has changed since the fleet was begun");
-    population_ = parse_population(text_, path_ + "/population.toml", settings_);
+    population_ = parse_population(text_, path_ + "/population.toml", settings_, path_ + FILES);
+    if (population_digest(text_, settings_, population_) != identity_.population)
+        throw input_error(
+            path_ + "/population.toml: it or a file that it names has changed since the fleet was begun");
 }
 
 void fleet_directory::require_this_build() const {

@@ -2,6 +2,7 @@
 //
 //     DIR/fleet.json           what the fleet is: build, settings, number of phones; nothing else may go on in it
 //     DIR/population.toml      the population's text as it was at the start
+//     DIR/files/0-hours.csv    and the files that it names
 //     DIR/parts/0-99.sqlite    a complete part; one that is being written ends in .work
 //     DIR/fleet.sqlite         all parts joined
 #pragma once

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstdio>
 
 #include "lab/io/print.h"
 #include "lab/io/time_text.h"
@@ -50,6 +51,16 @@ std::uint64_t most_parts_in(const std::string& config) {
     return size > 1 ? size - 1 : 0;
 }
 
+std::uint64_t most_parts_here() {
+    std::string said;
+    if (std::FILE* const pipe = ::popen("scontrol show config 2>/dev/null", "r")) {
+        char piece[4096];
+        while (const std::size_t size = std::fread(piece, 1, sizeof piece, pipe)) said.append(piece, size);
+        (void)::pclose(pipe);
+    }
+    return most_parts_in(said);
+}
+
 std::string plan_text(const fleet_plan& of, const std::string& population) {
     std::string out;
     print(out, "%llu phones of %.1f s and more on one core: %.1f core-hours\n",
@@ -66,7 +77,10 @@ std::string plan_text(const fleet_plan& of, const std::string& population) {
               static_cast<unsigned long long>(of.parts),
               before > 0 ? (" " + std::to_string(before)).c_str() : "");
     }
-    print(out, "sbatch --dependency=afterany:JOB --wrap 'vorn-lab fleet gather DIR'\n");
+    std::string jobs;
+    for (std::uint64_t i = 1; i <= of.arrays; ++i)
+        jobs += ":JOB" + (of.arrays > 1 ? std::to_string(i) : std::string());
+    print(out, "sbatch --dependency=afterany%s --wrap 'vorn-lab fleet gather DIR'\n", jobs.c_str());
     return out;
 }
 

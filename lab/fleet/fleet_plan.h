@@ -31,6 +31,9 @@ fleet_plan plan_parts(std::uint64_t phones, double phone_s, std::int64_t memory_
 // MaxArraySize in what `scontrol show config` prints, less one, as it counts from 0; 0 when it is not said.
 std::uint64_t most_parts_in(const std::string& config);
 
+// The same of the cluster that this machine belongs to; 0 when it belongs to none.
+std::uint64_t most_parts_here();
+
 // As a person reads it, with the lines to type.
 std::string plan_text(const fleet_plan& of, const std::string& population);
 

@@ -35,8 +35,9 @@ using progress_listener = std::function<void(const run_progress&)>;
 run_progress run_missing(const fleet_directory& fleet, phone_range within, const run_limits& limits,
                          const progress_listener& progress, const phone_runner& run = run_phone);
 
-// Joins the parts into one file. Throws answer_is_no when phones are missing, and says which.
-void gather(const fleet_directory& fleet);
+// Joins the parts into one file. Throws answer_is_no when phones are missing, and says which, and which tasks of arrays of no
+// more than `most_parts` run them (0: of any size).
+void gather(const fleet_directory& fleet, std::uint64_t most_parts = 0);
 
 // Takes over complete parts of another directory with the same identity. Throws input_error for another one, and for
 // phones that both have and that ended differently.

@@ -5,6 +5,7 @@
 #include "lab/fleet/fleet_run.h"
 #include "lab/fleet/results.h"
 #include "lab/io/error.h"
+#include "lab/io/text.h"
 #include "lab/state/stress_table.h"
 
 namespace lab {
@@ -13,27 +14,42 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Which parts of an array of jobs have phones that are missing: "3,7-9"; empty when it is cut into none.
-std::string parts_missing(const fleet_directory& fleet, const std::vector<phone_range>& gaps) {
+// Parts of an array of jobs as Slurm takes them: "3,7-9".
+std::string array_text(const std::vector<std::uint64_t>& tasks) {
     std::string text;
-    std::uint64_t run_begin = 0;
-    const auto is_missing = [&](std::uint64_t part) {
-        const phone_range range = fleet.range_of_part(part, fleet.parts());
-        return std::ranges::any_of(
-            gaps, [&](const phone_range& gap) { return gap.first <= range.last && gap.last >= range.first; });
-    };
-    for (std::uint64_t part = 1; part <= fleet.parts() + 1; ++part) {
-        const bool missing = part <= fleet.parts() && is_missing(part);
-        if (missing && run_begin == 0) run_begin = part;
-        if (missing || run_begin == 0) continue;
-        text += (text.empty() ? "" : ",") + std::to_string(run_begin);
-        if (part - 1 > run_begin) text += "-" + std::to_string(part - 1);
-        run_begin = 0;
+    for (std::size_t i = 0; i < tasks.size(); ++i) {
+        const std::size_t begin = i;
+        while (i + 1 < tasks.size() && tasks[i + 1] == tasks[i] + 1) ++i;
+        text += (text.empty() ? "" : ",") + std::to_string(tasks[begin]);
+        if (i > begin) text += "-" + std::to_string(tasks[i]);
     }
     return text;
 }
 
-std::string missing_text(const fleet_directory& fleet, const std::vector<phone_range>& gaps) {
+// Which parts have phones that are missing, as arrays of which no task has a number above `most_parts` (0: any); empty when
+// the fleet is cut into none.
+std::string parts_missing(const fleet_directory& fleet, const std::vector<phone_range>& gaps,
+                          std::uint64_t most_parts) {
+    const std::uint64_t in_one = most_parts > 0 ? most_parts : fleet.parts();
+    std::string text;
+    for (std::uint64_t before = 0; before < fleet.parts(); before += in_one) {
+        std::vector<std::uint64_t> tasks;
+        for (std::uint64_t task = 1; task <= std::min(in_one, fleet.parts() - before); ++task) {
+            const phone_range range = fleet.range_of_part(before + task, fleet.parts());
+            const bool is_missing = std::ranges::any_of(gaps, [&](const phone_range& gap) {
+                return gap.first <= range.last && gap.last >= range.first;
+            });
+            if (is_missing) tasks.push_back(task);
+        }
+        if (tasks.empty()) continue;
+        text += "; --array=" + array_text(tasks);
+        if (before > 0) text += " with " + counted(before, "part") + " before";
+    }
+    return text;
+}
+
+std::string missing_text(const fleet_directory& fleet, const std::vector<phone_range>& gaps,
+                         std::uint64_t most_parts) {
     constexpr std::size_t MOST_NAMED = 10;
     std::uint64_t count = 0;
     std::string text;
@@ -43,9 +59,8 @@ std::string missing_text(const fleet_directory& fleet, const std::vector<phone_r
             text += (i > 0 ? ", " : "") + std::to_string(gaps[i].first) + "-" + std::to_string(gaps[i].last);
     }
     if (gaps.size() > MOST_NAMED) text += ", ...";
-    const std::string parts = fleet.parts() > 0 ? parts_missing(fleet, gaps) : "";
     return fleet.path() + ": " + std::to_string(count) + " phones are missing: " + text +
-           (parts.empty() ? "" : "; --array=" + parts);
+           parts_missing(fleet, gaps, most_parts);
 }
 
 constexpr std::array<const char*, 5> TABLES{"phone", "trip", "moment", "histogram", "took"};
@@ -107,10 +122,10 @@ void sum_histograms(results& of) {
 
 }  // namespace
 
-void gather(const fleet_directory& fleet) {
+void gather(const fleet_directory& fleet, std::uint64_t most_parts) {
     const phone_range all{0, fleet.count() - 1};
     const std::vector<phone_range> gaps = fleet.missing(all);
-    if (!gaps.empty()) throw answer_is_no(missing_text(fleet, gaps));
+    if (!gaps.empty()) throw answer_is_no(missing_text(fleet, gaps, most_parts));
     const std::vector<std::string> files = fleet.complete_files();
     if (files.size() == 1 && files.front() == fleet.joined()) return;
     const std::string work = fleet.joined() + ".work";

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
 #include <optional>
 
 #include "lab/fleet/population.h"
@@ -9,6 +10,8 @@
 namespace lab {
 
 namespace {
+
+namespace fs = std::filesystem;
 
 constexpr double DAY_S = 86400;
 
@@ -111,8 +114,10 @@ composed_phone compose_phone(const population& of, std::uint64_t number,
         if (!section.empty()) lines.add((is_list ? "\n[[" : "\n[") + name + (is_list ? "]]" : "]"));
         if (section == "phase") lines.add("for = " + std::to_string(plan.span_s));
         for (const auto& [key, text] : valued) {
-            if (key->section == section && !key->name.empty())
-                lines.add(key->name + " = " + text, key->place);
+            if (key->section != section || key->name.empty()) continue;
+            const bool is_file = key->path() == FILE_KEY && text_in_toml(text).has_value();
+            lines.add(key->name + " = " + (is_file ? quoted(of.path_of(*text_in_toml(text))) : text),
+                      key->place);
         }
     }
     plan.scenario_text = lines.text;
@@ -140,6 +145,19 @@ phone_plan plan_phone(const population& of, std::uint64_t number) {
 
 scenario scenario_of(const population& of, const phone_plan& plan) {
     return parse_scenario(plan.scenario_text, "phone " + std::to_string(plan.number) + " of " + of.file);
+}
+
+std::string population::copy_name(std::size_t place, const std::string& name) {
+    return std::to_string(place) + "-" + fs::path(name).filename().string();
+}
+
+std::string population::path_of(const std::string& name) const {
+    const auto found = std::ranges::find(files, name);
+    const bool is_copied = !copies.empty() && found != files.end();
+    const fs::path path =
+        is_copied ? fs::path(copies) / copy_name(static_cast<std::size_t>(found - files.begin()), name)
+                  : fs::path(file).parent_path() / name;
+    return fs::absolute(path).lexically_normal().string();
 }
 
 std::string phone_plan::text_of(std::string_view path) const {

@@ -55,17 +55,25 @@ struct population {
     std::vector<std::string> correlated;
     std::vector<std::vector<double>> factor;
 
+    // Files that its phones refer to (weather.file), each once, as it names them: beside the population, or copied.
+    std::vector<std::string> files;
+    std::string copies;  // directory of the copies; empty: there are none
+    static std::string copy_name(std::size_t place, const std::string& name);
+    std::string path_of(const std::string& name) const;
+
     // Paths of all keys that differ from phone to phone, in the order of the file, each once.
     std::vector<std::string> drawn_paths() const;
 };
 
+// Key whose value names a file.
+inline constexpr std::string_view FILE_KEY = "weather.file";
 // Key that ends a phone's life before the span does, in days: its battery is replaced.
 inline constexpr std::string_view SERVICE_KEY = "service_days";
 
-// `settings` are KEY=VALUE texts that are so for all phones. Throws input_error "FILE:LINE:COLUMN: what is wrong",
-// also for a key or a draw that the scenario refuses.
+// `settings` are KEY=VALUE texts that are so for all phones; `copies` is the directory with its files when they are not
+// beside it. Throws input_error "FILE:LINE:COLUMN: what is wrong", also for a key or a draw that the scenario refuses.
 population parse_population(std::string_view text, const std::string& name,
-                            const std::vector<std::string>& settings = {});
+                            const std::vector<std::string>& settings = {}, const std::string& copies = "");
 
 struct phone_plan {
     std::uint64_t number = 0;

@@ -2,6 +2,7 @@
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <filesystem>
 #include <limits>
 
 #include "lab/fleet/population.h"
@@ -76,6 +77,21 @@ class population_reader {
         into_.keys.push_back(std::move(key));
     }
 
+    void find_files(const std::string& copies) {
+        into_.copies = copies;
+        for (const population_key* each : all_keys()) {
+            if (each->path() != FILE_KEY) continue;
+            for (const std::string& value : each->draw.values) {
+                const auto name = text_in_toml(value);
+                if (!name || std::ranges::find(into_.files, *name) != into_.files.end()) continue;
+                into_.files.push_back(*name);
+                if (!std::filesystem::is_regular_file(into_.path_of(*name)))
+                    fail_at(into_.file, each->place,
+                            "no file " + (copies.empty() ? *name + " beside it" : into_.path_of(*name)));
+            }
+        }
+    }
+
     // Of the correlations of ranks those of the normal numbers beneath (K. Pearson, 1907), and their Cholesky factor.
     void correlate() {
         for (const correlation& each : correlations_) {
@@ -115,6 +131,18 @@ class population_reader {
                 fail_at(into_.file, key.source(),
                         "a population knows no " + std::string(name) + meant(name, TOP_KEYS));
         }
+    }
+
+    std::vector<const population_key*> all_keys() const {
+        std::vector<const population_key*> all;
+        const auto take = [&all](const std::vector<population_key>& from) {
+            for (const population_key& each : from) all.push_back(&each);
+        };
+        take(into_.keys);
+        for (const population_group& group : into_.groups) {
+            for (const population_option& option : group.options) take(option.keys);
+        }
+        return all;
     }
 
     static void remove(std::vector<population_key>& from, const std::string& path) {
@@ -189,14 +217,14 @@ class population_reader {
         population_option read;
         const auto name = from.text("name");
         const auto share_pct = from.number("share_pct", 0, ALL_PCT);
-        if (!name || !share_pct) from.fail("needs name and share_pct");
-        read.name = *name;
-        read.share_pct = *share_pct;
         read.oversample = from.number("oversample", 1e-3, 1e6).value_or(1);
         read.source = from.text("source").value_or("");
         for (const std::string_view section : SECTIONS) (void)from.take(section);
         (void)from.take("phase");
-        from.finish();
+        from.finish();  // before a misspelt key is missed
+        if (!name || !share_pct) from.fail("needs name and share_pct");
+        read.name = *name;
+        read.share_pct = *share_pct;
         add_sections(read.keys, from.content());
         return read;
     }
@@ -264,6 +292,7 @@ void try_phone(const population& of, const std::vector<std::size_t>& options,
         (void)parse_scenario(made.plan.scenario_text, std::string(NAME));
     } catch (const input_error& refused) {
         const std::string message = refused.what();
+        if (!message.starts_with(NAME)) throw;  // of another file, which it names
         const std::size_t line = line_in(message, NAME);
         const bool has_place = line > 0 && line <= made.places.size() && made.places[line - 1].begin.line > 0;
         const auto what = message.find(": ");
@@ -310,7 +339,7 @@ void try_phones(const population& of) {
 }  // namespace
 
 population parse_population(std::string_view text, const std::string& name,
-                            const std::vector<std::string>& settings) {
+                            const std::vector<std::string>& settings, const std::string& copies) {
     population read;
     read.file = name;
     try {
@@ -319,6 +348,7 @@ population parse_population(std::string_view text, const std::string& name,
         reader.read(table);
         for (const std::string& each : settings) reader.set(each);
         reader.correlate();
+        reader.find_files(copies);
     } catch (const toml::parse_error& wrong) {
         fail_at(name, wrong.source(), std::string(wrong.description()));
     }

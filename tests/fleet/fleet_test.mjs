@@ -74,6 +74,7 @@ test("a directory is of one build and one population, and of whole parts", () =>
     const { status, stderr } = lab("fleet", "gather", "dir");
     assert.equal(status, 1);
     assert.match(stderr, /6 phones are missing: 6-11; --array=2\n$/);
+    assert.match(lab("fleet", "gather", "dir", "--most-parts", "1").stderr, /6-11; --array=1 with 1 part before\n$/);
     // The other part from elsewhere; then the same phones by another build, and by a damaged file.
     run("--out", "other", "--part", "2", "--parts", "2");
     assert.equal(labMust("fleet", "add", "dir", "other"), "other: 1 part\n");
@@ -98,6 +99,24 @@ function offspring(pid) {
     const children = readFileSync(`/proc/${pid}/task/${pid}/children`, "utf8").trim().split(" ").filter(Boolean);
     return children.flatMap((each) => [each, ...offspring(each)]);
 }
+
+test("the files that a population names are frozen with it", () => {
+    const hours = (celsius) => put("pop/hours/hot.csv", `ambient_c\n${`${celsius}\n`.repeat(24)}`);
+    hours(35);
+    put("pop/p.toml", POPULATION.replace("weather.mean_c = 28", 'weather.file = "hours/hot.csv"'));
+    const start = (...words) => lab("fleet", "run", "pop/p.toml", "--out", "dir", "--quiet", ...words);
+    assert.equal(start("--part", "1", "--parts", "2").stderr, "");
+    hours(5);
+    assert.match(start("--part", "2", "--parts", "2").stderr, /begun with another population/);
+    labMust("fleet", "run", "--out", "dir", "--part", "2", "--parts", "2", "--quiet");
+    labMust("fleet", "gather", "dir");
+    const hot = labMust("fleet", "sql", "dir", "SELECT number, events_digest FROM phone WHERE climate = 'hot' LIMIT 1").split("\n")[1];
+    const [number, digest] = hot.split(",");
+    put("elsewhere/phone.toml", labMust("fleet", "phone", "dir", number));
+    assert.equal(JSON.parse(labMust("simulate", "--json", "elsewhere/phone.toml")).runs[0].digests.events, digest);
+    put("dir/files/0-hot.csv", "ambient_c\n5\n");
+    assert.match(labRefuses("fleet", "report", "dir"), /it or a file that it names has changed/);
+});
 
 test("a daemon that crashes is a row that says where, and the others run on", async () => {
     put("p.toml", POPULATION.replace('"2 d"', '"20 years"'));

@@ -52,13 +52,13 @@ void write_rows(query& rows, output_file& file) {
     };
     for (int i = 0; i < rows.count(); ++i) {
         if (i > 0) line += ',';
-        append_csv_cell(line, rows.name(i));
+        append_foreign_csv_cell(line, rows.name(i));
     }
     end_line();
     while (rows.next()) {
         for (int i = 0; i < rows.count(); ++i) {
             if (i > 0) line += ',';
-            if (!rows.is_nothing(i)) append_csv_cell(line, rows.text(i));
+            if (!rows.is_nothing(i)) append_foreign_csv_cell(line, rows.text(i));
         }
         end_line();
     }

@@ -5,7 +5,7 @@
 
 #include "lab/io/error.h"
 #include "lab/io/input_file.h"
-#include "lab/scenario/toml_section.h"
+#include "lab/scenario/toml_file.h"
 
 namespace lab {
 
@@ -28,19 +28,15 @@ std::string needed(toml_section& from, std::string_view key) {
 }  // namespace
 
 std::vector<expected_cause> read_expected(const std::string& file) {
-    try {
-        const toml::table table = toml::parse(read_file(file), file);
-        toml_section top(file, table, "");
-        std::vector<expected_cause> all;
-        for (toml_section& each : top.tables("difference")) {
-            all.push_back({needed(each, "key"), needed(each, "reason")});
-            each.finish();
-        }
-        top.finish();
-        return all;
-    } catch (const toml::parse_error& wrong) {
-        fail_at(file, wrong.source(), std::string(wrong.description()));
+    const toml::table table = parse_toml(read_file(file), file);
+    toml_section top(file, table, "");
+    std::vector<expected_cause> all;
+    for (toml_section& each : top.tables("difference")) {
+        all.push_back({needed(each, "key"), needed(each, "reason")});
+        each.finish();
     }
+    top.finish();
+    return all;
 }
 
 void hold_against(const std::vector<expected_cause>& expected, build_comparison& found) {

@@ -1,6 +1,7 @@
 #include "lab/fleet/database.h"
 
 #include <charconv>
+#include <filesystem>
 #include <sqlite3.h>
 
 #include "lab/io/error.h"
@@ -9,6 +10,11 @@
 namespace lab {
 
 database::database(const std::string& file, mode how) : file_(file), handle_(nullptr, sqlite3_close) {
+    // The library would wait for a pipe, and read a device.
+    std::error_code unknown;
+    const auto type = std::filesystem::status(file, unknown).type();
+    if (type != std::filesystem::file_type::not_found && type != std::filesystem::file_type::regular)
+        throw input_error(file + ": not a regular file");
     sqlite3* opened = nullptr;
     const int flags = how == mode::read ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
     const int status = sqlite3_open_v2(file.c_str(), &opened, flags, nullptr);

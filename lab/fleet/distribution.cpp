@@ -17,6 +17,7 @@ constexpr double INFINITE = std::numeric_limits<double>::max();
 constexpr double SMALLEST = 1e-9;     // of a standard deviation and the like
 constexpr double LEAST_SHARE = 1e-6;  // that a distribution must have between its limits
 constexpr int DIGITS = 6;
+constexpr std::size_t MOST_VALUES = 1000;  // each is tried before the first phone runs
 
 std::string number_text(double value) {
     char text[64];
@@ -52,6 +53,8 @@ void read_choice(toml_section& from, distribution& into) {
     const toml::node* const list = from.take("of");
     if (list == nullptr || !list->is_array() || list->as_array()->empty())
         from.fail("needs of, a list of values");
+    if (list->as_array()->size() > MOST_VALUES)
+        from.fail(*list, "more than " + std::to_string(MOST_VALUES) + " values, the most to choose from");
     for (const toml::node& each : *list->as_array()) into.values.push_back(toml_text(each));
     into.weights.assign(into.values.size(), 1);
     const toml::node* const weights = from.take("weights");

@@ -339,9 +339,9 @@ std::string curves_csv(const fleet_summary& of) {
     for (const kind_curve& each : of.curves) {
         for (const curve_point& at : each.curve) {
             const share lowered = lowered_by(at);
-            append_csv_cell(out, each.group);
+            append_foreign_csv_cell(out, each.group);
             out += ',';
-            append_csv_cell(out, each.kind);
+            append_foreign_csv_cell(out, each.kind);
             for (const double value :
                  {at.time, lowered.value, lowered.within.low, lowered.within.high, lowered.number})
                 out += "," + number(value);

@@ -1,6 +1,8 @@
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <filesystem>
+#include <map>
 #include <optional>
 
 #include "lab/fleet/population.h"
@@ -14,6 +16,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr double DAY_S = 86400;
+constexpr double LEAST_SERVICE_DAYS = 0.01, MOST_SERVICE_DAYS = 36500;
 
 // Which draw a name is (FNV-1a): what is added to a population later leaves the other draws as they were.
 std::int64_t moment_of(std::string_view name) {
@@ -42,14 +45,14 @@ std::vector<std::size_t> draw_options(const population& of, std::uint64_t number
 
 std::vector<const population_key*> keys_of(const population& of, const std::vector<std::size_t>& options) {
     std::vector<const population_key*> keys;
-    const auto take = [&keys](const std::vector<population_key>& from) {
+    std::map<std::string, std::size_t> place_of;
+    const auto take = [&](const std::vector<population_key>& from) {
         for (const population_key& each : from) {
-            const auto same = std::ranges::find_if(
-                keys, [&](const population_key* one) { return one->path() == each.path(); });
-            if (same == keys.end()) {
+            const auto [place, is_new] = place_of.try_emplace(each.path(), keys.size());
+            if (is_new) {
                 keys.push_back(&each);
             } else {
-                *same = &each;
+                keys[place->second] = &each;
             }
         }
     };
@@ -66,6 +69,16 @@ std::string names_of(const population& of, const std::vector<std::size_t>& optio
     std::string text;
     for (std::size_t i = 0; i < options.size(); ++i) text += ", " + of.groups[i].options[options[i]].name;
     return text;
+}
+
+std::int64_t service_s(const population& of, const population_key& key, const std::string& text) {
+    double days = 0;
+    const char* const end = text.data() + text.size();
+    const auto [read_to, wrong] = std::from_chars(text.data(), end, days);
+    if (wrong != std::errc() || read_to != end || !(days >= LEAST_SERVICE_DAYS && days <= MOST_SERVICE_DAYS))
+        fail_at(of.file, key.place,
+                std::string(SERVICE_KEY) + " must be days from 0.01 to 36500, not " + text);
+    return static_cast<std::int64_t>(days * DAY_S);
 }
 
 // The scenario's text, line by line with the place each line is from.
@@ -101,7 +114,7 @@ composed_phone compose_phone(const population& of, std::uint64_t number,
         const std::string text = each->draw.text_at(chance_of(*each));
         if (each->draw.kind != draw_kind::constant) plan.values.emplace_back(each->path(), text);
         if (each->path() == SERVICE_KEY) {
-            plan.span_s = std::min(of.span_s, static_cast<std::int64_t>(std::stod(text) * DAY_S));
+            plan.span_s = std::min(of.span_s, service_s(of, *each, text));
             continue;
         }
         valued.emplace_back(each, text);

@@ -90,6 +90,10 @@ phone_plan plan_phone(const population& of, std::uint64_t number);
 // To be run; `name` is what it is called.
 scenario scenario_of(const population& of, const phone_plan& plan);
 
+// Inside: what parse_population has read can be run: every kind of phone, at the ends of its distributions and in
+// between, is one that the scenario takes, and the results can hold it. Throws as it does.
+void check_population(const population& of);
+
 // Inside: the phone of these options with each key at the probability that `chance_of` gives for its path, and for
 // each line of its scenario the place in the population that brought it (line 0 where none did).
 struct composed_phone {

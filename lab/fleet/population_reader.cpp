@@ -8,6 +8,7 @@
 #include "lab/fleet/population.h"
 #include "lab/fleet/probability.h"
 #include "lab/io/error.h"
+#include "lab/scenario/toml_file.h"
 
 namespace lab {
 
@@ -63,8 +64,8 @@ class population_reader {
         population_key key{setting.substr(0, dot), setting.substr(dot + 1, equals - dot - 1), {}, {}};
         const std::string value = setting.substr(equals + 1);
         try {
-            key.draw.values = {toml_text(*toml::parse("value = " + value).get("value"))};
-        } catch (const toml::parse_error&) {
+            key.draw.values = {toml_text(*parse_toml("value = " + value, into_.file).get("value"))};
+        } catch (const input_error&) {
             key.draw.values = {toml_text(toml::value<std::string>(value))};
         }
         remove(into_.keys, key.path());
@@ -117,6 +118,10 @@ class population_reader {
   private:
     static constexpr std::int64_t MOST = std::numeric_limits<std::int64_t>::max();
     static constexpr std::int64_t MOST_PHONES = 1'000'000'000;
+    // Each is looked at for each phone, most with each other one.
+    static constexpr std::size_t MOST_KEYS = 1000;
+    static constexpr std::size_t MOST_GROUPS = 100;
+    static constexpr std::size_t MOST_CORRELATIONS = 100;
 
     struct correlation {
         std::string one, other;
@@ -152,6 +157,9 @@ class population_reader {
     // A table that draws is a value; another one is a section within the section.
     void add_key(std::vector<population_key>& into, const std::string& section, const std::string& name,
                  const toml::node& node) {
+        if (++keys_ > MOST_KEYS)
+            fail_at(into_.file, node.source(),
+                    "more than " + std::to_string(MOST_KEYS) + " keys, the most of a population");
         const toml::table* const table = node.as_table();
         population_key key{section, name, {}, node.source()};
         if (table == nullptr) {
@@ -195,6 +203,8 @@ class population_reader {
     }
 
     void read_groups(toml_section& groups) {
+        if (groups.content().size() > MOST_GROUPS)
+            groups.fail("more than " + std::to_string(MOST_GROUPS) + " groups, the most of a population");
         for (const auto& [name, node] : groups.content()) {
             population_group& group = into_.groups.emplace_back();
             group.name = name.str();
@@ -241,7 +251,7 @@ class population_reader {
     void read_correlations(toml_section& top) {
         const std::vector<std::string> drawn = into_.drawn_paths();
         const std::vector<std::string_view> known(drawn.begin(), drawn.end());
-        for (toml_section& each : top.tables("correlate")) {
+        for (toml_section& each : top.tables("correlate", MOST_CORRELATIONS)) {
             const toml::node* const keys = each.take("keys");
             const auto rank = each.number("rank", -0.999, 0.999);
             (void)each.take("source");
@@ -271,70 +281,9 @@ class population_reader {
     }
 
     population& into_;
+    std::size_t keys_ = 0;
     std::vector<correlation> correlations_;
 };
-
-// The line of the scenario's text that a message of its reader begins with; 0 when it begins otherwise.
-std::size_t line_in(std::string_view message, std::string_view name) {
-    if (!message.starts_with(name) || message.size() <= name.size() + 1) return 0;
-    const std::string_view rest = message.substr(name.size() + 1);
-    std::size_t line = 0;
-    std::from_chars(rest.data(), rest.data() + rest.size(), line);
-    return line;
-}
-
-// Whether the scenario takes this phone; what it refuses is told where the population says it.
-void try_phone(const population& of, const std::vector<std::size_t>& options,
-               const chance_of_key& chance_of) {
-    constexpr std::string_view NAME = "scenario";
-    const composed_phone made = compose_phone(of, 0, options, chance_of);
-    try {
-        (void)parse_scenario(made.plan.scenario_text, std::string(NAME));
-    } catch (const input_error& refused) {
-        const std::string message = refused.what();
-        if (!message.starts_with(NAME)) throw;  // of another file, which it names
-        const std::size_t line = line_in(message, NAME);
-        const bool has_place = line > 0 && line <= made.places.size() && made.places[line - 1].begin.line > 0;
-        const auto what = message.find(": ");
-        const std::string told = what == std::string::npos ? message : message.substr(what + 2);
-        if (has_place) fail_at(of.file, made.places[line - 1], told);
-        throw input_error(of.file + ": " + told);
-    }
-}
-
-// Every kind of phone, at the ends of its distributions and in between, before the first one is run.
-void try_phones(const population& of) {
-    constexpr std::size_t MOST_KINDS = 2000;
-    static constexpr double ENDS[] = {1e-7, 0.5, 1 - 1e-7};
-    std::size_t kinds = 1, probes = std::size(ENDS);
-    for (const population_group& group : of.groups) {
-        kinds *= group.options.size();
-        for (const population_option& option : group.options) {
-            for (const population_key& key : option.keys) probes = std::max(probes, key.draw.values.size());
-        }
-    }
-    for (const population_key& key : of.keys) probes = std::max(probes, key.draw.values.size());
-    for (std::size_t kind = 0; kind < std::min(kinds, MOST_KINDS); ++kind) {
-        std::vector<std::size_t> options;
-        std::size_t rest = kind;
-        for (const population_group& group : of.groups) {
-            options.push_back(rest % group.options.size());
-            rest /= group.options.size();
-        }
-        for (std::size_t probe = 0; probe < probes; ++probe) {
-            try_phone(of, options, [probe](const population_key& key) {
-                if (key.draw.is_number()) return ENDS[probe % std::size(ENDS)];
-                double below = 0, sum = 0;
-                const std::size_t which = probe % std::max<std::size_t>(1, key.draw.values.size());
-                for (std::size_t i = 0; i < key.draw.weights.size(); ++i) {
-                    sum += key.draw.weights[i];
-                    below += i < which ? key.draw.weights[i] : i == which ? key.draw.weights[i] / 2 : 0;
-                }
-                return sum > 0 ? below / sum : 0.5;
-            });
-        }
-    }
-}
 
 }  // namespace
 
@@ -342,17 +291,13 @@ population parse_population(std::string_view text, const std::string& name,
                             const std::vector<std::string>& settings, const std::string& copies) {
     population read;
     read.file = name;
-    try {
-        const toml::table table = toml::parse(text, name);
-        population_reader reader(read);
-        reader.read(table);
-        for (const std::string& each : settings) reader.set(each);
-        reader.correlate();
-        reader.find_files(copies);
-    } catch (const toml::parse_error& wrong) {
-        fail_at(name, wrong.source(), std::string(wrong.description()));
-    }
-    try_phones(read);
+    const toml::table table = parse_toml(text, name);
+    population_reader reader(read);
+    reader.read(table);
+    for (const std::string& each : settings) reader.set(each);
+    reader.correlate();
+    reader.find_files(copies);
+    check_population(read);
     return read;
 }
 

@@ -21,6 +21,13 @@ std::string quoted(const std::string& name) {
     return text + "\"";
 }
 
+// 0 of what is no number: the file may be anybody's.
+std::uint64_t number_of(const std::string& text) {
+    std::uint64_t number = 0;
+    std::from_chars(text.data(), text.data() + text.size(), number);
+    return number;
+}
+
 std::string machine_name() {
     utsname about{};
     return ::uname(&about) == 0 ? about.nodename : "";
@@ -93,13 +100,13 @@ void results::create(const population& of, const fleet_identity& identity, phone
 }
 
 void results::read_columns() {
-    const std::size_t groups = static_cast<std::size_t>(std::stoul("0" + meta("groups")));
+    const std::size_t groups = number_of(meta("groups"));
     std::vector<std::string> names;
     query columns(file_, "SELECT name FROM pragma_table_info('phone')");
     while (columns.next()) names.push_back(columns.text(0));
     constexpr std::size_t BEFORE = 4;  // number, weight, status, error
     constexpr std::size_t AFTER = phone_figures.size() + 2;
-    if (names.size() < BEFORE + groups + AFTER)
+    if (groups > names.size() || names.size() < BEFORE + groups + AFTER)
         throw input_error(file_.file() + ": not the results of a fleet");
     const auto at = [&](std::size_t i) { return names.begin() + static_cast<std::ptrdiff_t>(i); };
     groups_.assign(at(BEFORE), at(BEFORE + groups));
@@ -195,7 +202,7 @@ fleet_identity results::identity() {
 }
 
 phone_range results::about() {
-    return {std::stoull("0" + meta("first")), std::stoull("0" + meta("last"))};
+    return {number_of(meta("first")), number_of(meta("last"))};
 }
 
 phone_row results::row_at(query& phones) {

@@ -143,6 +143,13 @@ void append_csv_cell(std::string& out, std::string_view text) {
     out.push_back('"');
 }
 
+// Numbers, too, may begin with a sign.
+void append_foreign_csv_cell(std::string& out, std::string_view text) {
+    const bool is_formula = !text.empty() && std::string_view("=+-@\t\r").find(text.front()) != text.npos;
+    const bool is_number = text.find_first_not_of("+-.0123456789eE") == text.npos;
+    append_csv_cell(out, is_formula && !is_number ? "'" + std::string(text) : std::string(text));
+}
+
 void append_utf8(std::string& out, std::string_view bytes) {
     const auto is_ascii = [](char c) { return static_cast<unsigned char>(c) < 0x80; };
     if (std::all_of(bytes.begin(), bytes.end(), is_ascii)) {

@@ -24,6 +24,8 @@ std::optional<std::string> bytes_from_hex(std::string_view digits);
 
 // A cell of a CSV file, quoted where it must be (RFC 4180).
 void append_csv_cell(std::string& out, std::string_view text);
+// Likewise of a text from somebody else: what a spreadsheet would take for a formula gets an apostrophe in front.
+void append_foreign_csv_cell(std::string& out, std::string_view text);
 
 // `bytes` as UTF-8: each longest piece that begins like a character but is none becomes one U+FFFD.
 void append_utf8(std::string& out, std::string_view bytes);

@@ -27,13 +27,6 @@ bool is_json_number(value_type type, std::string_view text) {
     return type != value_type::real || text.find('n') == std::string_view::npos;  // inf, nan
 }
 
-// A spreadsheet takes a cell that begins so for a formula. Numbers may begin with a sign.
-void append_found_cell(std::string& out, std::string_view text) {
-    const bool is_formula = !text.empty() && std::string_view("=+-@\t\r").find(text.front()) != text.npos;
-    const bool is_number = text.find_first_not_of("+-.0123456789eE") == text.npos;
-    append_csv_cell(out, is_formula && !is_number ? "'" + std::string(text) : std::string(text));
-}
-
 }  // namespace
 
 record_writer::record_writer(output_format format, sink put, std::vector<const record_schema*> only)
@@ -139,7 +132,7 @@ void record_writer::write_csv_header() {
 void record_writer::write_csv(const found_record& found) {
     const parsed_record& record = found.record;
     const bool is_good = record.result == verdict::good;
-    append_found_cell(out_, log_name_);
+    append_foreign_csv_cell(out_, log_name_);
     out_.append(",").append(std::to_string(found.line));
     out_.append(",").append(found.origin.time);
     out_.append(",").append(found.origin.pid);
@@ -148,12 +141,12 @@ void record_writer::write_csv(const found_record& found) {
     out_.append(",").append(record.schema == nullptr ? "" : record.schema->words);
     for (const std::string_view found_text : {record.schema_id, record.version}) {
         out_ += ',';
-        append_found_cell(out_, found_text);
+        append_foreign_csv_cell(out_, found_text);
     }
     out_.append(",").append(is_good ? "" : words(record.result)).append(",");
-    append_found_cell(out_, record.detail);
+    append_foreign_csv_cell(out_, record.detail);
     out_ += ',';
-    if (!is_good) append_found_cell(out_, found.text);
+    if (!is_good) append_foreign_csv_cell(out_, found.text);
     cells_.assign(columns_.size(), {});
     if (record.schema != nullptr) {
         const std::vector<std::size_t>& places = columns_of_[record.schema];
@@ -161,7 +154,7 @@ void record_writer::write_csv(const found_record& found) {
     }
     for (const std::string_view cell : cells_) {
         out_ += ',';
-        if (!cell.empty()) append_found_cell(out_, cell);
+        if (!cell.empty()) append_foreign_csv_cell(out_, cell);
     }
     out_ += '\n';
 }

@@ -10,6 +10,7 @@
 
 #include "lab/io/error.h"
 #include "lab/io/text.h"
+#include "lab/scenario/toml_file.h"
 
 namespace lab {
 
@@ -158,8 +159,8 @@ void apply_override(toml::table& top, const std::string& text, const std::string
     const std::string value = text.substr(equals + 1);
     toml::table parsed;
     try {
-        parsed = toml::parse("value = " + value);
-    } catch (const toml::parse_error&) {
+        parsed = parse_toml("value = " + value, name);
+    } catch (const input_error&) {
         parsed.insert_or_assign("value", value);
     }
     setter(std::move(path), *parsed.get("value"), name).set(top);

@@ -13,6 +13,7 @@
 #include "lab/io/time_text.h"
 #include "lab/scenario/keys.h"
 #include "lab/scenario/override.h"
+#include "lab/scenario/toml_file.h"
 #include "lab/state/state_layout.h"
 
 namespace lab {
@@ -21,6 +22,7 @@ namespace {
 
 constexpr std::int64_t LONGEST_S = 100LL * 365 * 86400;
 constexpr std::size_t MOST_PHASES = 1'000'000;
+constexpr std::size_t MOST_PROPERTIES = 1'000;  // of an ordinary phone some hundreds
 constexpr std::size_t MOST_HOURS =
     878'400;  // of the air: 100 years of 366 days, as long as a scenario may last
 constexpr std::array<std::string_view, 9> DAY_NAMES{"sun", "mon", "tue",      "wed",    "thu",
@@ -248,6 +250,9 @@ void read_files(toml_section& top, scenario& into) {
         }
     }
     if (auto properties = top.table("properties")) {
+        if (properties->content().size() > MOST_PROPERTIES)
+            properties->fail("more than " + std::to_string(MOST_PROPERTIES) +
+                             " properties, the most that are read");
         for (const auto& [key, node] : properties->content()) {
             if (key.str().find('\0') != std::string_view::npos)
                 properties->fail(node, "a NUL in a property's name");
@@ -258,13 +263,9 @@ void read_files(toml_section& top, scenario& into) {
 
 scenario parse_scenario(std::string_view text, const std::string& name,
                         const std::vector<std::string>& overrides) {
-    try {
-        toml::table table = toml::parse(text, name);
-        for (const auto& each : overrides) apply_override(table, each, name);
-        return read_table(table, name);
-    } catch (const toml::parse_error& wrong) {
-        fail_at(name, wrong.source(), std::string(wrong.description()));
-    }
+    toml::table table = parse_toml(text, name);
+    for (const auto& each : overrides) apply_override(table, each, name);
+    return read_table(table, name);
 }
 
 scenario read_scenario(const std::string& path, const std::vector<std::string>& overrides) {

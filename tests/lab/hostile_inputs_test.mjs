@@ -150,6 +150,43 @@ test("a scenario of 200 000 phases is run phase by phase", () => {
     assert.match(labRefuses("simulate", "y.toml"), /more than 10000 tables, the most that \[\[event\]\] may have/);
 });
 
+// The library that reads TOML would fall over the first two, with no word.
+test("a key of a million parts or a population of a million values is refused where it goes too far", () => {
+    const head = 'span = "1 d"\nphones = 2\n';
+    const many = (count, text) => Array.from({ length: count }, (_, i) => text.replaceAll("#", i)).join("\n") + "\n";
+    const deep = "a.".repeat(500_000) + "a";
+    const kinds = '[[group.g#]]\nname = "x"\nshare_pct = 100';
+    for (const [command, text, place] of [
+        ["simulate", `[cell]\n${deep} = 1\n`, "2:64: a key of more than 32 parts, the most that one may have"],
+        ["simulate", `x = """'#"""" # "\n[${deep}]\n`, "2:65: a key of more than 32 parts, the most that one may have"],
+        ["simulate", `[properties]\n${many(1001, "a# = 1")}`, "1:1: [properties]: more than 1000 properties, the most that are read"],
+        ["fleet look", `${head}[cell]\n${deep} = 1\n`, "4:64: a key of more than 32 parts, the most that one may have"],
+        ["fleet look", `${head}[properties]\n${many(1001, "a# = 1")}`, /:\d+:\d+: more than 1000 keys, the most of a population$/],
+        [
+            "fleet look",
+            `${head}[cell]\nsoc_pct = { draw = "choice", of = [${"50, ".repeat(1001)}] }\n`,
+            "4:35: more than 1000 values, the most to choose from",
+        ],
+        ["fleet look", head + many(101, kinds), /more than 100 groups, the most of a population$/],
+    ]) {
+        put("x.toml", text);
+        const refused = labRefuses(...command.split(" "), "x.toml").trimEnd();
+        if (place instanceof RegExp) assert.match(refused, place);
+        else assert.equal(refused, `vorn-lab: x.toml:${place}`);
+    }
+    // What looks like a deep key and is none.
+    put("x.toml", `title = "${".".repeat(99)}" # ${"a.".repeat(99)}\n[[phase]]\nfor = "1 h"\nload_mw = 300\n`);
+    labMust("simulate", "x.toml");
+});
+
+test("a fleet from somebody else is no wait, and no formula in its table", () => {
+    put("p.toml", 'span = "1 h"\nphones = 1\n[[group.kind]]\nname = "=cmd()"\nshare_pct = 100\n');
+    labMust("fleet", "run", "p.toml", "--out", "f", "--quiet");
+    assert.match(labMust("fleet", "export", "f"), /\n0,1,ok,,'=cmd\(\),/);
+    assert.equal(shell("rm f/fleet.sqlite; mkfifo f/fleet.sqlite").status, 0);
+    assert.equal(labRefuses("fleet", "export", "f"), "vorn-lab: f/fleet.sqlite: not a regular file\n");
+});
+
 // JSON escapes what is below a space, but a C1 or bidirectional control stands in it as it is.
 test("what goes to a terminal is harmless, what goes into a file keeps its bytes", () => {
     const title = "x\u009b31m\u202etxt";

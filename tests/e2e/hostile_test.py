@@ -113,6 +113,22 @@ class Hostile(unittest.TestCase):
         node.write_text(healthy)
         wait_for(lambda: process.count(' cycles more: --- vorn ' + line), 'the end of it to be said')
 
+    def test_a_full_disk_is_said_when_it_begins_and_when_it_ends(self):
+        small = ['--size', '32768', '--tmpfs', '/mnt']  # for the sandbox
+        fill = ('mkdir -p /mnt/vendor/nvcfg/vorn; head -c 99999 /dev/zero >/mnt/fill 2>/dev/null; '
+                '(until [ -e /run/heal ]; do sleep 0.1; done; rm /mnt/fill) & exec "$@"')
+        process = self.start(*small, 'sh', '-c', fill, 'sh', *QUICK)
+        wait_for(lambda: process.count(RUNS), 'the daemon to start')
+        before = process.sleeps()
+        wait_for(lambda: process.sleeps() > before + 1000, 'a thousand cycles')
+        line = '--- vorn file write error errno file /mnt/vendor/nvcfg/vorn/dyn_soc_params ---'
+        self.assertEqual(process.count(line), 1)
+        # Not four a cycle: in three hours of its clock each of some twenty lines, and what fails each hour each time.
+        self.assertLess(sum(times for said, times in list(process.lines.items()) if said.startswith('E/')), 60)
+        (self.box.root / 'run/heal').touch()
+        wait_for(lambda: process.count(' cycles more: ' + line), 'the end of it to be said')
+        self.expect_cycles(process)
+
     def test_a_property_that_cannot_be_put_in_place_leaves_nothing(self):
         self.toc.mkdir(parents=True)
         process = self.start(*QUICK)

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <limits>
 
+#include "lab/io/digits.h"
 #include "lab/io/error.h"
 #include "lab/io/text.h"
 
@@ -43,7 +44,7 @@ char* put_shortest(char* at, T value) {
 // Nearly all have 32 bits, which is noticeably faster.
 char* put_number(char* at, std::int64_t value) {
     const auto small = static_cast<std::int32_t>(value);
-    return small == value ? put_shortest(at, small) : put_shortest(at, value);
+    return small == value ? put_decimal(at, small) : put_shortest(at, value);
 }
 
 // To three decimals, as the phone's own columns have them. Written from an integer, which is several times

@@ -1,6 +1,6 @@
 #include "lab/simulation/sensor_nodes.h"
 
-#include <charconv>
+#include "lab/io/digits.h"
 
 namespace lab {
 
@@ -25,7 +25,7 @@ void sensor_nodes::put_number(std::size_t place, std::int32_t value) {
     if (into.shown == value) return;
     into.shown = value;
     char text[16];
-    char* const end = std::to_chars(text, text + sizeof text - 1, value).ptr;
+    char* const end = put_decimal(text, value);
     *end = '\n';
     into.file->put(std::string_view(text, static_cast<std::size_t>(end - text) + 1));
 }

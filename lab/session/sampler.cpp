@@ -1,5 +1,6 @@
 #include "lab/session/sampler.h"
 
+#include <algorithm>
 #include <string>
 
 #include "lab/session/device_files.h"
@@ -18,8 +19,9 @@ bool is_space(char c) {
     return c == ' ' || (c >= '\t' && c <= '\r');
 }
 
-bool is_digit(char c) {
-    return c >= '0' && c <= '9';
+// Above 9 for what is no digit.
+unsigned digit_of(char c) {
+    return static_cast<unsigned char>(c) - unsigned{'0'};
 }
 
 const file& battery_node(virtual_device::device& on, std::string_view name) {
@@ -37,17 +39,16 @@ std::optional<std::int32_t> number_in(const file& node) {
 }  // namespace
 
 std::optional<std::int32_t> node_number(std::string_view text) {
-    text = text.substr(0, SEEN_SIZE);
-    while (!text.empty() && is_space(text.front())) text.remove_prefix(1);
-    const bool is_negative = text.starts_with('-');
-    if (is_negative || text.starts_with('+')) text.remove_prefix(1);
-    if (text.empty() || !is_digit(text.front())) return std::nullopt;
+    const char* at = text.data();
+    const char* const end = at + std::min(text.size(), SEEN_SIZE);
+    while (at != end && is_space(*at)) ++at;
+    const bool is_negative = at != end && *at == '-';
+    if (is_negative || (at != end && *at == '+')) ++at;
+    const char* const digits = at;
     std::int64_t number = 0;  // of 15 digits at most
-    for (; !text.empty() && is_digit(text.front()); text.remove_prefix(1)) {
-        number = number * 10 + (text.front() - '0');
-    }
-    if (is_negative) number = -number;
-    return arith::low32(number);
+    for (; at != end && digit_of(*at) <= 9; ++at) number = number * 10 + digit_of(*at);
+    if (at == digits) return std::nullopt;
+    return arith::low32(is_negative ? -number : number);
 }
 
 std::int32_t node_status(std::string_view text) {

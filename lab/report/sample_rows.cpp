@@ -18,8 +18,7 @@ sample_row row_of(const thinned_series& series, std::size_t bucket) {
 
 sample_row row_of(const close_ups::taken& cycle, std::size_t states) {
     sample_row row{cycle.t, cycle.t, {}, 1, {}, {}};
-    row.values.resize(cycle.values.size());
-    for (std::size_t i = 0; i < cycle.values.size(); ++i) row.values[i].take(cycle.values[i]);
+    for (const std::int32_t value : cycle.values) row.values.push_back(thinned_series::range::of(value));
     for (std::size_t i = 0; i < states; ++i) row.in_state.push_back((cycle.states >> i) & 1U);
     return row;
 }

@@ -8,6 +8,7 @@
 // cycles the state held. The memory is that of CAPACITY buckets, whatever the run.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
@@ -27,8 +28,17 @@ class thinned_series {
         std::int64_t sum = 0;     // of the values; of 2^32 cycles at most, so that it cannot overflow
         std::uint32_t count = 0;  // cycles with a value
 
-        void take(std::int32_t value);  // NO_VALUE: nothing happens
-        void take(const range& other);
+        // Of one cycle.
+        static range of(std::int32_t value) {
+            return value == NO_VALUE ? range{} : range{value, value, value, 1};
+        }
+        void take(const range& other) {
+            if (other.count == 0) return;
+            least = count == 0 ? other.least : std::min(least, other.least);
+            greatest = std::max(greatest, other.greatest);  // NO_VALUE is the least of all
+            sum += other.sum;
+            count += other.count;
+        }
         double mean() const { return count == 0 ? 0.0 : static_cast<double>(sum) / count; }
     };
     struct extent {
@@ -43,28 +53,30 @@ class thinned_series {
     // One cycle at moment `t`: a value (or NO_VALUE) for each channel, a bit (the lowest is state 0) for each state.
     void add(std::int64_t t, std::span<const std::int32_t> values, std::uint32_t states);
 
-    std::size_t channels() const { return channels_.size(); }
-    std::size_t states() const { return states_.size(); }
+    std::size_t channels() const { return channels_; }
+    std::size_t states() const { return states_; }
     std::size_t size() const { return extents_.size(); }  // buckets in use
     std::uint64_t cycles() const { return cycles_; }      // cycles added in all
     std::uint32_t cycles_per_bucket() const { return cycles_per_bucket_; }
 
     const extent& bucket(std::size_t index) const { return extents_[index]; }
-    const range& value(std::size_t channel, std::size_t index) const { return channels_[channel][index]; }
+    const range& value(std::size_t channel, std::size_t index) const {
+        return values_[index * channels_ + channel];
+    }
     std::uint32_t cycles_in_state(std::size_t state, std::size_t index) const {
-        return states_[state][index];
+        return cycles_in_state_[index * states_ + state];
     }
 
   private:
-    void open_bucket(std::int64_t t);
+    void open_bucket(std::int64_t t, std::span<const std::int32_t> values);
     void halve();
 
-    std::size_t capacity_;
+    std::size_t channels_, states_, capacity_;
     std::uint32_t cycles_per_bucket_ = 1;
     std::uint64_t cycles_ = 0;
     std::vector<extent> extents_;
-    std::vector<std::vector<range>> channels_;
-    std::vector<std::vector<std::uint32_t>> states_;
+    std::vector<range> values_;                   // bucket by bucket, each channel by channel
+    std::vector<std::uint32_t> cycles_in_state_;  // likewise
 };
 
 }  // namespace lab

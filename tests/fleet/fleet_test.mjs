@@ -126,10 +126,10 @@ test("a daemon that crashes is a row that says where, and the others run on", as
     const ended = new Promise((end) => child.once("exit", end));
     while (offspring(child.pid).length < 2) await setTimeout(5);
     await setTimeout(200);
-    process.kill(offspring(child.pid).at(-1), "SIGSEGV");
+    process.kill(offspring(child.pid).at(-1), "SIGABRT");
     assert.equal(await ended, 0);
     const [, row] = labMust("fleet", "sql", "dir", "SELECT status, error, end_day > 0, first_trip_day FROM phone").split("\n");
-    assert.match(row, /^crashed,the daemon crashed in boot 1 at elapsed \d+ s: killed by SIGSEGV .*,1,$/);
+    assert.match(row, /^crashed,the daemon crashed in boot 1 at elapsed \d+ s: killed by SIGABRT .*,1,$/);
     labMust("fleet", "report", "dir");
     assert.match(get("fleet.html"), /1 crashed<[^]*1 not ok[^]*crashed: the daemon crashed/);
 });

@@ -9,6 +9,7 @@
 #include "lab/report/provenance.h"
 #include "lab/state/daemon_view.h"
 #include "lab/state/stress_table.h"
+#include "lab/state/values.h"
 #include "lab/story/story_lines.h"
 
 namespace lab {
@@ -18,6 +19,7 @@ namespace {
 using json = nlohmann::ordered_json;
 
 constexpr std::size_t BUCKETS_SHOWN = 5;
+constexpr std::size_t SPOILT_SHOWN = 5;
 constexpr std::size_t INDENT = 41;
 constexpr std::string_view ORIGINS[][2] = {{"log", "what its log says"},
                                            {"events", "what a run of the lab left"},
@@ -54,7 +56,23 @@ struct held_state {
     std::string toc_mv;  // empty: not known
     std::string stopped_by;
     std::optional<daemon_view> view;  // of the state files
+    std::vector<std::string> spoilt;  // "toc_clients 12: the daemon takes step 0 and writes it back"
 };
+
+// The values that the daemon does not take for what they say, with what it does instead.
+std::vector<std::string> spoilt_values(const stored_state& state) {
+    std::vector<std::string> told;
+    for (const stored_file& file : state.files) {
+        if (file.condition == file_condition::missing) continue;
+        for (const state_place& place : state_places_of(*file.kind)) {
+            const std::string value = value_text(file, place).value_or("");
+            const std::string_view effect = value.empty() ? "" : value_effect(place, value);
+            if (!effect.empty())
+                told.push_back(place.name() + " " + value + ": the daemon " + std::string(effect));
+        }
+    }
+    return told;
+}
 
 held_state held_by(const dossier& evidence) {
     held_state held;
@@ -62,7 +80,9 @@ held_state held_by(const dossier& evidence) {
     held.stopped_by = property_of(evidence, DISABLE_PROPERTY);
     if (held.stopped_by == "0") held.stopped_by.clear();
     if (!evidence.image.files.empty()) {
-        held.view = ask_daemon(state_of(evidence));
+        const stored_state state = state_of(evidence);
+        held.view = ask_daemon(state);
+        held.spoilt = spoilt_values(state);
         if (held.toc_mv.empty()) held.toc_mv = std::to_string(voltage_of_step(held.view->toc_step));
     }
     return held;
@@ -75,6 +95,11 @@ void print_held(std::ostream& out, const dossier& evidence) {
     if (!held.toc_mv.empty()) out << "  top of charge: " << held.toc_mv << " mV\n";
     if (!held.stopped_by.empty()) out << "  charging stopped by: " << held.stopped_by << '\n';
     if (!held.view) return;
+    for (std::size_t i = 0; i < std::min(SPOILT_SHOWN, held.spoilt.size()); ++i)
+        out << "  damaged: " << held.spoilt[i] << '\n';
+    if (held.spoilt.size() > SPOILT_SHOWN)
+        out << "  and " << held.spoilt.size() - SPOILT_SHOWN
+            << " more values, which vorn-lab state show names\n";
     out << "  stress hours: " << held.view->stress_hours << '\n';
     const stress_summary stress = summarise_stress(held.view->hours);
     for (std::size_t i = 0; i < std::min(BUCKETS_SHOWN, stress.buckets.size()); ++i) {
@@ -194,6 +219,7 @@ json evidence_json(const dossier& evidence, const evidence_story& told) {
             {"decisions", decisions},
             {"top_of_charge_mv", held.toc_mv.empty() ? json(nullptr) : json(held.toc_mv)},
             {"charging_stopped_by", held.stopped_by},
+            {"damaged", held.spoilt},
             {"stress_hours", held.view ? json(held.view->stress_hours) : json(nullptr)}};
 }
 
@@ -210,6 +236,7 @@ device_state state_at_end(const dossier& evidence, const evidence_story& told) {
     if (held.view) state.words += ", " + std::to_string(held.view->stress_hours) + " stress hours";
     if (!held.stopped_by.empty()) state.words += ", charging stopped by " + held.stopped_by;
     state.words += ", " + std::to_string(actions) + " actions, " + std::to_string(findings) + " findings";
+    if (!held.spoilt.empty()) state.words += ", damaged state files";
     if (!told.contradictions.empty()) state.words += ", contradicts itself";
     state.badness = (held.stopped_by.empty() ? 0 : STOPPED) + std::min<std::int64_t>(findings, 1000);
     if (!held.toc_mv.empty())

@@ -51,8 +51,10 @@ std::span<char> log_scanner::space() {
 }
 
 void log_scanner::filled(std::size_t count) {
+    const std::string_view came(buffer_.data() + end_, count);
     end_ += count;
-    read_whole_lines();
+    // Only what came can end a line: a long one is not looked through again with each block.
+    if (came.find('\n') != came.npos) read_whole_lines();
     if (space().size() < LONGEST_RECORD) read_piece_of_line();
 }
 

@@ -40,9 +40,8 @@ json field_json(const state_place& place, const std::string& value) {
     }
     const bool in_range = is_in_range(place, value);
     field["in_range"] = in_range;
-    if (!in_range) field["daemon"] = place.field->otherwise;
-    if (is_in_future(place, value)) field["daemon"] = FUTURE_EFFECT;
-    if (field["value"] == "nan") field["daemon"] = NAN_EFFECT;
+    const std::string_view effect = value_effect(place, value);
+    if (!effect.empty()) field["daemon"] = effect;
     return field;
 }
 

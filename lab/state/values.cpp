@@ -90,12 +90,18 @@ bool is_in_future(const state_place& place, std::string_view text) {
     return is_time(place) && value > std::time(nullptr) + CLOCKS_DIFFER_S;
 }
 
+std::string_view value_effect(const state_place& place, std::string_view text) {
+    if (text.ends_with("nan")) return NAN_EFFECT;
+    if (is_in_future(place, text)) return FUTURE_EFFECT;
+    return is_in_range(place, text) ? std::string_view() : place.field->otherwise;
+}
+
 bool is_damaged(const stored_file& file) {
     if (file.condition == file_condition::missing) return false;
     if (file.condition != file_condition::whole) return true;
     return std::ranges::any_of(state_places_of(*file.kind), [&](const state_place& place) {
         const std::string value = value_text(file, place).value_or("");
-        return !is_in_range(place, value) || value.ends_with("nan") || is_in_future(place, value);
+        return !value_effect(place, value).empty();
     });
 }
 

@@ -22,6 +22,9 @@ inline constexpr std::string_view NAN_EFFECT = "lets it pass, and the stress hou
 // What it does with a saved time that has not come yet, likewise.
 inline constexpr std::string_view FUTURE_EFFECT = "counts no time off, and asks again every hour, until then";
 
+// What it does with a value that it does not take for what it says, likewise; empty for another one.
+std::string_view value_effect(const state_place& place, std::string_view text);
+
 // A value as given by a user: a decimal number in the range of the field's type; for last_datetime also
 // "2026-01-01T00:00:00Z". The text that set_state_field() takes, or nothing.
 std::optional<std::string> read_value(const state_place& place, std::string_view text);

@@ -135,6 +135,13 @@ test("says what contradicts itself, what is not there and what is not evidence",
     const device = labMust("story", "device");
     assert.match(device, /^Not there: no log, events or trace[^]*top of charge: 4350 mV\n[^]*>4400 mV, 40-45 °C: 1400\.0 h/);
     assert.equal(labMust("story", "device/mnt/vendor/nvcfg/vorn"), device);
+    // What looks like no stress and no time off at all is damage.
+    labMust("state", "set", "--force", "device", "batt_stress[0][0]=nan", "last_datetime=2999-01-01T00:00:00Z");
+    assert.match(
+        labMust("story", "device"),
+        /\n  damaged: batt_stress\[0\]\[0\] nan: the daemon lets it pass,[^\n]*\n  damaged: last_datetime \d+: [^\n]*\n  stress hours: 0\n/,
+    );
+    assert.equal(JSON.parse(labMust("story", "--json", "device")).damaged.length, 2);
     // Nothing that another tag says is the daemon's.
     put("x.7z", "7z\xbc\xaf'\x1c\0\x04");
     assert.match(labRefuses("story", "x.7z"), /it looks like a 7z archive: unpack it first/);

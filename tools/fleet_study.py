@@ -66,10 +66,11 @@ def compared_table(lab, one, other):
             continue
         scale = 100 if each['name'] == 'lowered' else 1
         worth = f'{each["worth_of_pairing"]:.3g}' if each['worth_of_pairing'] else '–'
+        variances = [f'{scale**2 * each[key]:.3g}' for key in ('unpaired_variance', 'paired_variance')]
         rows.append([each['name'] + (' %' if scale > 1 else ''),
                      *(f'{scale * each[key]:.4g}' for key in ('a', 'b', 'difference')),
-                     f'{scale * each["low"]:.3g} to {scale * each["high"]:.3g}', worth])
-    return table(['', 'A', 'B', 'B − A', '95 %', 'pairing'], rows)
+                     f'{scale * each["low"]:.3g} to {scale * each["high"]:.3g}', *variances, worth])
+    return table(['', 'A', 'B', 'B − A', '95 %', 'variance unpaired', 'paired', 'ratio'], rows)
 
 
 def influence_table(lab, fleet):

@@ -36,9 +36,14 @@ struct pairs {
 
     figure_difference figure_of(std::string name) const {
         const mean_value one = mean_of(first), other = mean_of(second), both = mean_of(difference);
-        figure_difference made{std::move(name), one.value, other.value, both.value, {}, 0};
+        figure_difference made{std::move(name),
+                               one.value,
+                               other.value,
+                               both.value,
+                               {},
+                               both.variance,
+                               one.variance + other.variance};
         made.within = {both.value - both.half_width, both.value + both.half_width};
-        if (both.variance > 0) made.worth_of_pairing = (one.variance + other.variance) / both.variance;
         return made;
     }
 };
@@ -131,7 +136,7 @@ class comparer {
 };
 
 std::string worth_text(const figure_difference& of) {
-    return of.worth_of_pairing > 0 ? text_of("%9.3gx", of.worth_of_pairing) : std::string("         -");
+    return of.paired_variance > 0 ? text_of("%9.3gx", of.worth_of_pairing()) : std::string("         -");
 }
 
 }  // namespace
@@ -172,7 +177,9 @@ std::string comparison_json(const fleet_comparison& of) {
                                       {"difference", each.difference},
                                       {"low", each.within.low},
                                       {"high", each.within.high},
-                                      {"worth_of_pairing", each.worth_of_pairing}};
+                                      {"paired_variance", each.paired_variance},
+                                      {"unpaired_variance", each.unpaired_variance},
+                                      {"worth_of_pairing", each.worth_of_pairing()}};
     };
     nlohmann::ordered_json all{{"schema", "vorn-lab/fleet-comparison/1"},
                                {"phones", of.phones},

@@ -15,9 +15,11 @@ struct figure_difference {
     double first = 0, second = 0;  // weighted means
     double difference = 0;
     interval within;  // 95 %, of the difference
-    // Variance of the difference of unpaired phones over that of paired ones: so many times as many phones would be needed
-    // without pairing. 0 where the paired difference does not vary.
-    double worth_of_pairing = 0;
+    // Of the difference of one phone in both, and of two phones that have nothing to do with each other.
+    double paired_variance = 0, unpaired_variance = 0;
+
+    // So many times as many phones would be needed without pairing; 0 where the paired difference does not vary.
+    double worth_of_pairing() const { return paired_variance > 0 ? unpaired_variance / paired_variance : 0; }
 };
 
 struct fleet_comparison {

@@ -162,10 +162,12 @@ std::string fleet_directory::work_file(phone_range of) const {
     return path_ + "/parts/" + range_text(of) + std::string(WORK);
 }
 
-std::vector<std::string> fleet_directory::complete_files() const {
+std::vector<std::string> fleet_directory::complete_files(phone_range within) const {
     std::vector<std::string> files;
     if (fs::exists(joined())) files.push_back(joined());
-    for (const phone_range& each : ranges_in(path_ + "/parts", COMPLETE)) files.push_back(part_file(each));
+    for (const phone_range& each : ranges_in(path_ + "/parts", COMPLETE)) {
+        if (each.first <= within.last && each.last >= within.first) files.push_back(part_file(each));
+    }
     for (const std::string& each : files) {
         results part(each);
         if (!(part.identity() == identity_))
@@ -183,7 +185,7 @@ std::vector<phone_range> fleet_directory::begun() const {
 
 std::vector<phone_range> fleet_directory::missing(phone_range within) const {
     std::vector<phone_range> there;
-    for (const std::string& each : complete_files()) there.push_back(results(each).about());
+    for (const std::string& each : complete_files(within)) there.push_back(results(each).about());
     std::vector<std::uint64_t> cuts;
     for (const phone_range& each : begun()) {
         cuts.push_back(each.first);

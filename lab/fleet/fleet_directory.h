@@ -41,9 +41,11 @@ class fleet_directory {
     std::string part_file(phone_range of) const;
     std::string work_file(phone_range of) const;
 
-    // Files of results that are complete by their content: the joined one, then parts by their first phone. Throws
+    // Files of results that are complete by their content: the joined one, then parts with phones of `within` by their first
+    // phone. The others are not opened: of a thousand tasks each would otherwise read what all have written. Throws
     // input_error for one of another build or population, and for one that is damaged.
-    std::vector<std::string> complete_files() const;
+    std::vector<std::string> complete_files(phone_range within) const;
+    std::vector<std::string> complete_files() const { return complete_files({0, UINT64_MAX}); }
     std::vector<phone_range> begun() const;  // parts that are being written, or were when something ended it
     // Phones of `within` that no complete file has, cut where a part was begun.
     std::vector<phone_range> missing(phone_range within) const;

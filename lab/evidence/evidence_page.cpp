@@ -76,7 +76,7 @@ evidence_story write_evidence_page(const dossier& of, const device_zone& zone, c
     audience.on_decision = [&](const told_decision& each) {
         decision what = each.what;
         if (each.at) what.numbers.push_back({"source", source_text(of, each)});
-        page.on_decision(what);
+        page.on_decision(what, each.line_id);
     };
     evidence_story told = tell_evidence(of, timeline, zone, audience);
     page.finish();

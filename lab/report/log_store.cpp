@@ -4,6 +4,7 @@
 #include <string>
 
 #include "lab/story/effect_text.h"
+#include "lab/story/log_table.h"
 
 namespace lab {
 
@@ -84,7 +85,9 @@ std::size_t log_store::shape_for(const event& what, const std::string& text, std
     }
     if (known != shape_numbers_.end()) return known->second;
     shape_numbers_.emplace(kind + shape_text, shapes_.size());
-    shapes_.push_back({what.kind, whose, std::move(shape_text)});
+    const log_line* const ours = what.kind == event_kind::log ? log_line_of(what.text) : nullptr;
+    shapes_.push_back(
+        {what.kind, whose, std::move(shape_text), ours == nullptr ? std::string_view() : ours->id});
     return shapes_.size() - 1;
 }
 

@@ -30,6 +30,8 @@ class log_store {
         event_kind kind = event_kind::log;
         feature whose = feature::core;
         std::string text;
+        std::string_view line_id =
+            {};  // of the first line of it (log_table.h); empty: none of the daemon's log
     };
     struct line {
         std::int64_t t = 0;  // axis seconds

@@ -12,6 +12,7 @@
 #include "lab/report/page.h"
 #include "lab/report/provenance.h"
 #include "lab/report/zone.h"
+#include "lab/story/log_table.h"
 #include "stress/stress_trip.h"
 
 namespace lab::page_parts {
@@ -119,7 +120,8 @@ json decision_json(const report& run, const report::told& told) {
             {"weight", WEIGHT_NAMES[static_cast<std::size_t>(what.weight)]},
             {"feature", what.feature},
             {"sentence", text_of(what.sentence)},
-            {"numbers", numbers}};
+            {"numbers", numbers},
+            {"line", told.line_id}};  // of the log's lines which shows it; empty: not known
 }
 
 json story_json(const report& run) {
@@ -158,20 +160,24 @@ json log_json(const log_store& log) {
         order.push_back(each.group);
         lines[each.group].add(each.what);
     }
-    json shapes = json::array();
+    json shapes = json::array(), explained = json::object();
     for (std::size_t i = 0; i < log.shapes().size(); ++i) {
         const auto& each = log.shapes()[i];
         const auto& count = log.lines().groups()[i];
+        if (const log_line* const known = find_log_line(each.line_id))
+            explained[std::string(known->id)] = {known->meaning, known->remedy};
         shapes.push_back({{"kind", KIND_NAMES[static_cast<std::size_t>(each.kind)]},
                           {"feature", key_of(each.whose)},
                           {"text", each.text},
+                          {"id", each.line_id},  // in docs/log.md; empty: it is none of the daemon's log
                           {"seen", count.seen},
                           {"kept", count.kept},
                           {"dt", lines[i].dt},  // from the line of this shape before
                           {"columns", lines[i].columns}});
     }
     return {{"shapes", shapes},
-            {"order", order},  // the shape of each line
+            {"order", order},          // the shape of each line
+            {"explained", explained},  // by id: what it means, what to do
             {"seen", log.lines().seen()}};
 }
 

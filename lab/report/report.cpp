@@ -238,13 +238,14 @@ void report::finish() {
 }
 
 // Told when its cycle is over, which may be after the next event.
-void report::on_decision(const decision& what) {
+void report::on_decision(const decision& what, std::string_view line_id) {
     const bool is_of_last_cycle = what.boot == boot_;
     const std::int64_t t = is_of_last_cycle ? last_cycle_t_ - (elapsed_s_ - what.elapsed_s) : clock_.last();
     std::size_t bytes = what.sentence.size();
     for (const number& each : what.numbers) bytes += each.name.size() + each.value.size();
     if (what.weight == importance::action) close_ups_.mark();
-    decisions_.add(decision_group(what), {std::clamp<std::int64_t>(t, 0, clock_.last()), what}, bytes);
+    decisions_.add(decision_group(what), {std::clamp<std::int64_t>(t, 0, clock_.last()), what, line_id},
+                   bytes);
 }
 
 std::size_t report::decision_group(const decision& what) {

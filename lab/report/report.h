@@ -56,6 +56,7 @@ class report : public listener {
     struct told {
         std::int64_t t = 0;  // axis seconds
         decision what;
+        std::string_view line_id = {};  // of the log's line that shows it (log_table.h); empty: not known
     };
     struct stress_state {
         std::optional<stress_hours_table> table;
@@ -77,7 +78,7 @@ class report : public listener {
     void on_event(const event& what) override;
     void on_cycle(const cycle& after) override;
     // For the story's teller; in the order in which the decisions were taken.
-    void on_decision(const decision& what);
+    void on_decision(const decision& what, std::string_view line_id = {});
     // The run is over; to be called once.
     void finish();
 

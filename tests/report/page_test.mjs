@@ -576,6 +576,36 @@ test("the moment and the time axis stay in view, and a phone's fingers move and 
     assert.ok(await isInView("#story-heading"), "the way back to the list");
 });
 
+test("a line of the log is explained, a decision shows its line, and a first start's missing files are one row", async () => {
+    const START = "03-28 08:00:00.000   401   401 E vorn    : --- vorn ";
+    const missing = ["last_datetime", "toc_clients", "batt_stress", "toc_clients"];
+    write(
+        "first_start.txt",
+        [
+            `${START}attempting to migrate persistent files`,
+            ...missing.map((name) => `${START}file open error errno file /mnt/vendor/nvcfg/vorn/${name} ---`),
+            `${START}No saved datetime ---`,
+            "03-28 10:00:00.000   401   401 E vorn    : --- vorn CHG_MGR New ToC setting: v=4350 ---\n",
+        ].join("\n"),
+    );
+    execFileSync(VORN_LAB, ["report", "first_start.txt", "-o", page("first_start")], { cwd: folder, stdio: "pipe" });
+    await openWide(pages.first_start);
+    const rows = () => browser.run(`[...document.querySelectorAll("#log-list .text")].map((each) => each.textContent)`);
+    const folded = "3 files not found, in 4 lines: last_datetime toc_clients batt_stress";
+    assert.equal((await rows())[1], folded);
+    const count = (await rows()).length;
+    assert.match(await text("log-count"), new RegExp(`^${count + 3} lines$`), "the count is of lines");
+    await click("#log-list .row:nth-child(2)");
+    assert.match(await text("log-detail"), /file\.not_opened a state file is not there.*What to do: on a later start/);
+    await click("#log-detail button");
+    assert.equal((await rows()).length, count + 3);
+    assert.match(await browser.run(`document.querySelector("#log-list [aria-selected=true]").textContent`), /last_datetime/);
+    await browser.run(`[...document.querySelectorAll("#decisions button")].find((each) => each.textContent.includes("4350")).click()`);
+    await click("#decisions .link + .link");
+    assert.match(await text("log-detail"), /New ToC setting: v=4350.*toc\.published the top-of-charge voltage is published/);
+    assertQuiet(pages.first_start);
+});
+
 test("a decision and a line can be copied as links, with a clipboard and without", async () => {
     await openWide(pages.week);
     const copy = async (selector) => {
@@ -588,7 +618,7 @@ test("a decision and a line can be copied as links, with a clipboard and without
     assert.equal(await text("decisions").then((said) => /Copied/.test(said)), true);
     await click("#log-list .row:nth-child(5)");
     const link = await copy("#log-detail button:last-of-type");
-    assert.match(link, /#t=\d+&span=86400&line=4$/);
+    assert.match(link, /#t=\d+&span=86400&line=20$/); // the fifth row, behind one for all missing files
     await browser.run(`navigator.clipboard.writeText = () => Promise.reject(new Error("no"))`);
     await click("#log-detail button:last-of-type");
     assert.equal(await browser.run("location.href"), link);

@@ -2,6 +2,7 @@
 
 import { lineText } from "./data.js";
 import { $, make, toggle } from "./dom.js";
+import { fold } from "./fold.js";
 import { number, plural } from "./format.js";
 import { VirtualList } from "./list.js";
 import { fileName, saveText } from "./save.js";
@@ -17,9 +18,11 @@ export class Log {
    * @param {(line: any) => void} choose shows a line's moment on the axis
    * @param {(button: HTMLElement, line: any) => void} link copies its link
    */
-  constructor({ log: { shapes, seen }, features, daemon, title }, lines, clock, choose, link) {
+  constructor({ log: { shapes, seen, explained }, features, daemon, title }, lines, clock, choose, link) {
     this.shapes = shapes;
     this.seen = seen;
+    this.explained = explained;
+    this.open = new Set(); // moments whose lines are not folded
     this.lines = lines;
     this.features = features;
     this.clock = clock;
@@ -75,7 +78,8 @@ export class Log {
     const found = (this.found = this.lines.filter(
       (line) => !line.shape.isOut && (!wanted || lineText(line).toLowerCase().includes(wanted)),
     ));
-    this.list.set(found);
+    this.shown = wanted ? found : fold(found, this.open);
+    this.list.set(this.shown);
     $("log-detail").hidden = true;
     const all = found.length === this.lines.length;
     $("log-print").textContent = `Not printed: ${plural(found.length, "line")}. Open the page to read or to save them.`;
@@ -94,20 +98,30 @@ export class Log {
     if (!this.lines[index]) return;
     $("log-text").value = $("log-feature").value = "";
     for (const chip of $("log-kinds").children) if (chip.getAttribute("aria-pressed") !== "true") chip.click();
+    this.open.add(this.lines[index].t);
     this.apply();
-    this.list.choose(index);
+    this.list.choose(this.shown.indexOf(this.lines[index]));
     $("log").scrollIntoView({ block: "start" });
   }
 
+  /** The line called so that is closest to a moment; -1 when there is none. */
+  closest(id, t) {
+    let best = -1;
+    this.lines.forEach((line, i) => {
+      if (line.shape.id === id && (best < 0 || Math.abs(line.t - t) < Math.abs(this.lines[best].t - t))) best = i;
+    });
+    return best;
+  }
+
   #row(line) {
-    const { t, shape } = line;
+    const { t, shape, folds } = line;
     return make(
       "div",
       { className: "row" },
       this.#time(t),
       make("span", { className: `kind ${shape.kind}` }, KINDS[shape.kind]),
       make("span", { className: "feature" }, this.features[shape.feature]),
-      make("span", { className: "text" }, ...this.#words(lineText(line))),
+      make("span", { className: "text" }, ...(folds ? [folds.words] : this.#words(lineText(line)))),
     );
   }
 
@@ -127,7 +141,8 @@ export class Log {
   }
 
   #chosen(line) {
-    const { t, shape } = line;
+    const { t, shape, folds } = line;
+    if (folds) return this.#foldChosen(line);
     const show = make("button", { type: "button", className: "quiet" }, "Show on the axis");
     show.addEventListener("click", () => this.choose(line));
     const link = make("button", { type: "button", className: "quiet" }, "Copy link");
@@ -139,8 +154,24 @@ export class Log {
       show,
       link,
       make("code", {}, lineText(line)),
+      ...this.#explanation(shape.id),
     );
     $("log-detail").hidden = false;
+  }
+
+  #foldChosen({ t, shape, folds }) {
+    const show = make("button", { type: "button", className: "quiet" }, "Show the lines");
+    show.addEventListener("click", () => this.showLine(folds.lines[0].index));
+    $("log-detail").replaceChildren(make("b", {}, this.clock.full(t)), ` ${folds.words} `, show, ...this.#explanation(shape.id));
+    $("log-detail").hidden = false;
+  }
+
+  /** What docs/log.md says of the line. */
+  #explanation(id) {
+    if (!this.explained[id]) return [];
+    const [meaning, remedy] = this.explained[id];
+    const name = make("span", { className: "fact", title: "its name in docs/log.md" }, id);
+    return [make("span", { className: "means" }, name, ` ${meaning}. What to do: ${remedy || "nothing"}.`)];
   }
 
   #tellLeftOut() {

@@ -58,6 +58,7 @@ class Page {
     this.story = new Story(run.story, this.clock, {
       choose: (decision) => this.choose(decision),
       link: (button, { t, index }) => copyLink(button, { t, span: this.charts.axis.span, d: index }),
+      line: ({ line, t }) => this.log?.showLine(this.log.closest(line, t)),
       filter: (shown) => this.charts.bands.showDecisions(shown),
     });
     this.charts.onDecision = (decision) => this.choose(decision);

@@ -11,7 +11,7 @@ export class Story {
   /**
    * @param {{decisions: any[], taken: number}} story
    * @param {any} clock
-   * @param {{choose: (decision: any) => void, link: (button: HTMLElement, decision: any) => void, filter: (shown: any[]) => void}} on
+   * @param {{choose: (decision: any) => void, link: (button: HTMLElement, decision: any) => void, line: (decision: any) => void, filter: (shown: any[]) => void}} on
    */
   constructor({ decisions, taken }, clock, on) {
     this.decisions = decisions;
@@ -113,7 +113,7 @@ export class Story {
 
   /** Marks the chosen decision in the list, and brings it into view. */
   mark(decision) {
-    this.list.querySelector(".chosen .link")?.remove();
+    for (const each of this.list.querySelectorAll(".chosen .link")) each.remove();
     this.list.querySelector(".chosen")?.classList.remove("chosen");
     this.chosen = decision;
     if (!decision) return;
@@ -127,6 +127,11 @@ export class Story {
     const link = make("button", { type: "button", className: "quiet link" }, "Copy link");
     link.addEventListener("click", () => this.on.link(link, decision));
     item.append(link);
+    if (decision.line) {
+      const line = make("button", { type: "button", className: "quiet link" }, "Show its line in the log");
+      line.addEventListener("click", () => this.on.line(decision));
+      item.append(line);
+    }
     this.list.scrollTop = Math.min(
       Math.max(this.list.scrollTop, item.offsetTop + item.offsetHeight - this.list.clientHeight),
       item.offsetTop,

@@ -48,8 +48,7 @@ void check_evidence(const check_options& options) {
     }
     const std::vector<finding> found = check_wiring(evidence, facts ? &*facts : nullptr);
     if (options.as_json) {
-        std::cout << nlohmann::ordered_json{{"program",
-                                             {{"version", program_version}, {"commit", program_commit}}},
+        std::cout << nlohmann::ordered_json{{"program", program_json()},
                                             {"assumed", options.assumed},
                                             {"findings", findings_json(found)}}
                          .dump(2, ' ', false, nlohmann::json::error_handler_t::replace)

@@ -95,8 +95,7 @@ std::string usage_message(const CLI::App& app, const CLI::ParseError& error) {
 // For a person, and for a comparison that wants to know what two builds have in common.
 std::string version_text() {
     const build_identity& build = this_build();
-    const std::string commit = program_commit.empty() ? "" : " (commit " + std::string(program_commit) + ")";
-    return "vorn-lab " VORN_VERSION + commit + "\ndaemon " + build.daemon + "\nlab " + build.lab;
+    return "vorn-lab " + program_text() + "\ndaemon " + build.daemon + "\nlab " + build.lab;
 }
 
 int run(CLI::App& app, int argc, const char* const* argv) {

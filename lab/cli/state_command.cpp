@@ -11,6 +11,7 @@
 #include "lab/cli/commands.h"
 #include "lab/cli/reference.h"
 #include "lab/io/error.h"
+#include "lab/report/provenance.h"
 #include "lab/state/assign.h"
 #include "lab/state/diff.h"
 #include "lab/state/show.h"
@@ -59,7 +60,8 @@ void show(const state_options& options) {
             const stored_state state = read_stored_state(path);
             append(damage, damage_in(state));
             if (options.as_json) {
-                shown.push_back(show_as_json(state));
+                shown.push_back({{"program", program_json()}});
+                shown.back().update(show_as_json(state));
             } else {
                 std::cout << show_as_text(state);
             }
@@ -75,7 +77,9 @@ void show(const state_options& options) {
 
 void diff(const state_options& options) {
     const auto changes = compare_states(read_stored_state(options.before), read_stored_state(options.after));
-    std::cout << (options.as_json ? json_text(changes_as_json(changes)) : changes_as_text(changes));
+    std::cout << (options.as_json
+                      ? json_text({{"program", program_json()}, {"changes", changes_as_json(changes)}})
+                      : changes_as_text(changes));
     if (!changes.empty()) throw answer_is_no("");  // the differences have been told
 }
 

@@ -208,7 +208,7 @@ json evidence_json(const dossier& evidence, const evidence_story& told) {
                  {"first_difference", told.proof->first_difference},
                  {"likely_reasons", told.proof->likely_reasons}};
     }
-    return {{"program", {{"version", program_version}, {"commit", program_commit}}},
+    return {{"program", program_json()},
             {"proof", proof},
             {"origin", told.origin},
             {"clock", told.clock},

@@ -6,6 +6,7 @@
 
 #include "lab/io/error.h"
 #include "lab/io/print.h"
+#include "lab/report/provenance.h"
 
 namespace lab {
 
@@ -182,6 +183,7 @@ std::string comparison_json(const fleet_comparison& of) {
                                       {"worth_of_pairing", each.worth_of_pairing()}};
     };
     nlohmann::ordered_json all{{"schema", "vorn-lab/fleet-comparison/1"},
+                               {"program", program_json()},
                                {"phones", of.phones},
                                {"effective", of.effective},
                                {"left_out", of.left_out},

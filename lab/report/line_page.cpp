@@ -7,6 +7,7 @@
 
 #include "lab/io/print.h"
 #include "lab/io/text.h"
+#include "lab/report/provenance.h"
 
 namespace lab {
 
@@ -130,17 +131,18 @@ std::string line_page(const std::string& title, const std::string& about,
                       "</title>\n<meta name=\"viewport\" content=\"width=device-width\">\n<style>" + STYLE +
                       "</style></head>\n<body><h1>" + name + "</h1>\n<p>" + html_text(about) + "</p>\n";
     for (const line_chart& each : charts) draw(out, each);
+    const std::string foot = "<p>Made by vorn-lab " + html_text(program_text()) + ".</p></body></html>\n";
     out += "<h2>In numbers</h2>\n";
     if (table.head.empty()) {
         out += "<pre>";
         for (const auto& row : table.rows) out += html_text(row.front()) + "\n";
-        return out + "</pre></body></html>\n";
+        return out + "</pre>" + foot;
     }
     out += "<table><thead>\n";
     append_row(out, table.head, "th");
     out += "</thead><tbody>\n";
     for (const auto& row : table.rows) append_row(out, row, "td");
-    return out + "</tbody></table></body></html>\n";
+    return out + "</tbody></table>" + foot;
 }
 
 }  // namespace lab

@@ -7,6 +7,7 @@
 #include <fstream>
 #include <iterator>
 #include <nettle/sha2.h>
+#include <nlohmann/json.hpp>
 
 namespace lab {
 
@@ -32,6 +33,15 @@ std::string hexadecimal(const std::array<std::uint8_t, SHA256_DIGEST_SIZE>& byte
 }
 
 }  // namespace
+
+nlohmann::ordered_json program_json() {
+    return {{"version", program_version}, {"commit", program_commit}};
+}
+
+std::string program_text() {
+    std::string text(program_version);
+    return program_commit.empty() ? text : text.append(" (commit ").append(program_commit).append(")");
+}
 
 std::string command_text() {
     std::ifstream words("/proc/self/cmdline", std::ios::binary);

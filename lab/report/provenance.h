@@ -1,6 +1,7 @@
 // provenance: what made a page, and from what, so that the page can be traced and made again.
 #pragma once
 
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <string_view>
 
@@ -9,6 +10,11 @@ namespace lab {
 extern const std::string_view program_version;  // of the project, for example "1.0.0"
 // The commit that the program was built from, with "-dirty" when files differed from it; empty when not known.
 extern const std::string_view program_commit;
+
+// The two, as every JSON says which build made it: {"version", "commit"}.
+nlohmann::ordered_json program_json();
+// And in words: "1.0.0 (commit 4211baeeb37f)".
+std::string program_text();
 
 // This process's own command as a shell would read it; empty when the system does not say.
 std::string command_text();

@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 #include "lab/cli/commands.h"
@@ -13,6 +14,7 @@
 #include "lab/cli/explanation.h"
 #include "lab/evidence/evidence_text.h"
 #include "lab/io/error.h"
+#include "lab/io/narrow_stream.h"
 #include "lab/io/text.h"
 #include "lab/report/provenance.h"
 #include "lab/wiring/wiring_checks.h"
@@ -54,6 +56,7 @@ void check_evidence(const check_options& options) {
                          .dump(2, ' ', false, nlohmann::json::error_handler_t::replace)
                   << '\n';
     } else {
+        const narrow_stream shown(std::cout, columns_of_terminal(STDOUT_FILENO));
         if (!options.assumed.empty()) std::cout << "assuming " << options.assumed << '\n';
         std::cout << findings_text(found);
     }

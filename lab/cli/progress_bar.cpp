@@ -4,10 +4,10 @@
 #include <cstdlib>
 #include <iostream>
 #include <string_view>
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include "lab/io/descriptor.h"
+#include "lab/io/narrow_stream.h"
 
 namespace lab {
 
@@ -29,13 +29,6 @@ void draw(const std::string& line) {
 bool can_wipe() {
     const char* const terminal = std::getenv("TERM");
     return ::isatty(STDERR_FILENO) != 0 && terminal != nullptr && std::string_view(terminal) != "dumb";
-}
-
-// Asked anew each time: a window changes its size.
-std::size_t columns_of_terminal() {
-    struct winsize size {};
-    const bool is_known = ::ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
-    return is_known ? size.ws_col : USUAL_COLUMNS;
 }
 
 }  // namespace
@@ -63,7 +56,8 @@ void progress_bar::on_progress(double share) {
     if (!is_on_terminal_ || share < 0 || std::chrono::steady_clock::now() < next_) return;
     next_ = std::chrono::steady_clock::now() + PERIOD;
     is_shown_ = true;
-    draw(bar_text(share, columns_of_terminal()));
+    const std::size_t columns = columns_of_terminal(STDERR_FILENO);  // each time: a window changes its size
+    draw(bar_text(share, columns > 0 ? columns : USUAL_COLUMNS));
 }
 
 }  // namespace lab

@@ -17,6 +17,7 @@
 #include "lab/compare/run_one.h"
 #include "lab/compare/run_text.h"
 #include "lab/io/error.h"
+#include "lab/io/narrow_stream.h"
 #include "lab/io/time_text.h"
 #include "lab/recordings/trace_course.h"
 #include "lab/report/provenance.h"
@@ -93,6 +94,7 @@ void replay(const replay_options& options) {
         throw input_error("--json: standard output is taken already");
     const bool is_silent =
         options.prints_json || !options.outputs.events.empty() || options.outputs.is_on_standard_output();
+    const narrow_stream shown(std::cout, is_silent ? 0 : columns_of_terminal(STDOUT_FILENO));
     event_log log(std::cout, !options.shows_routine);
     story_lines lines(std::cout, options.shows_routine);
     story told([&](const decision& what) { lines.tell(what, local_time_text(what.real_time_s)); }, start);

@@ -18,6 +18,7 @@
 #include "lab/compare/run_one.h"
 #include "lab/compare/run_text.h"
 #include "lab/io/error.h"
+#include "lab/io/narrow_stream.h"
 #include "lab/io/print.h"
 #include "lab/io/time_text.h"
 #include "lab/report/provenance.h"
@@ -223,6 +224,8 @@ void simulate_all(const simulate_options& options) {
     // All are read before the first one runs, so that a mistake in the last costs no waiting.
     std::vector<scenario> plans;
     for (const std::string& file : options.files) plans.push_back(read_scenario(file, options.overrides));
+    const bool is_for_programs = options.prints_json || options.outputs.is_on_standard_output();
+    const narrow_stream shown(std::cout, is_for_programs ? 0 : columns_of_terminal(STDOUT_FILENO));
     const std::vector<run_result> results = simulate_each(plans, options);
     if (options.prints_json) {
         std::vector<nlohmann::ordered_json> runs;

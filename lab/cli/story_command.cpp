@@ -6,6 +6,7 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 #include "lab/cli/commands.h"
@@ -13,6 +14,7 @@
 #include "lab/cli/explanation.h"
 #include "lab/evidence/evidence_text.h"
 #include "lab/io/error.h"
+#include "lab/io/narrow_stream.h"
 #include "lab/io/time_text.h"
 #include "lab/story/log_table.h"
 
@@ -61,6 +63,7 @@ void print_many(const std::vector<dossier>& devices, const std::vector<evidence_
 }
 
 void tell_stories(const story_options& options) {
+    const narrow_stream shown(std::cout, options.as_json ? 0 : columns_of_terminal(STDOUT_FILENO));
     const std::vector<dossier> devices = read_devices(options);
     std::vector<evidence_story> told;
     std::uint64_t troubles = 0;

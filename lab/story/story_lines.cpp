@@ -7,13 +7,13 @@ namespace lab {
 
 namespace {
 
-constexpr int WHO_WIDTH = 18;
+constexpr int WHO_WIDTH = 17;  // and a space
 constexpr int NUMBER_INDENT = 41;
 
 }  // namespace
 
 void story_lines::line(const std::string& when, std::string_view who, std::string_view what) {
-    out_ << when << "  " << std::left << std::setw(WHO_WIDTH) << who << what << '\n';
+    out_ << when << "  " << std::left << std::setw(WHO_WIDTH) << who << ' ' << what << '\n';
 }
 
 void story_lines::tell(const decision& what, const std::string& when) {

@@ -15,6 +15,7 @@ namespace {
 
 const std::string STRESS(name_of(feature::stress));
 const std::string PULLDOWN(name_of(feature::pulldown));
+const std::string EARLIER = "an earlier request";
 constexpr std::size_t BUCKETS_NAMED = 5;
 constexpr int BLOCK_SAMPLES = 6;  // of the secondary thermal detector
 
@@ -27,7 +28,7 @@ std::string asker_of(std::int32_t toc_mv, const memory& about) {
     if (toc_mv >= FULL_VOLTAGE_MV) return "";
     if (about.stress_mv.value_or(FULL_VOLTAGE_MV) <= toc_mv) return STRESS;
     if (about.pulldown_mv.value_or(FULL_VOLTAGE_MV) <= toc_mv) return PULLDOWN;
-    return "an earlier request";
+    return EARLIER;
 }
 
 // The record with the stress hours of this step: of an evaluation or of a start-up.
@@ -221,12 +222,12 @@ void tell_charging(const step& now, memory& about, std::vector<decision>& told) 
 }
 
 void tell_start(const step& now, const memory& about, std::vector<decision>& told) {
-    const std::int32_t toc_mv = about.toc_mv.value_or(0);
     auto& start = add(told, now, importance::finding, feature::core,
                       text_of("Started (boot %lld)", static_cast<long long>(now.boot)));
-    std::string voltage = text_of("%d mV", toc_mv);
-    if (toc_mv < FULL_VOLTAGE_MV) {
-        voltage += ", asked by " + about.lowered_by + " since " + since_text(about.lowered_since_s);
+    std::string voltage = about.toc_mv ? text_of("%d mV", *about.toc_mv) : "not known";
+    if (about.toc_mv.value_or(FULL_VOLTAGE_MV) < FULL_VOLTAGE_MV) {
+        voltage += ", asked by " + (about.lowered_by.empty() ? EARLIER : about.lowered_by) + " since " +
+                   since_text(about.lowered_since_s);
     }
     start.numbers.push_back({"top of charge", voltage});
     const bool is_stopped = !about.disabled_by.empty() && about.disabled_by != "0";

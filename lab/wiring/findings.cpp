@@ -1,10 +1,11 @@
 // Findings as text and as JSON.
 
+#include "lab/wiring/findings.h"
+
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
 #include "lab/io/print.h"
-#include "lab/wiring/wiring_checks.h"
 
 namespace lab {
 

@@ -8,7 +8,7 @@
 #include "lab/io/print.h"
 #include "lab/io/text.h"
 #include "lab/io/time_text.h"
-#include "lab/state/values.h"
+#include "lab/wiring/verdict_sheet.h"
 
 namespace lab {
 
@@ -18,7 +18,7 @@ constexpr std::uint64_t FEW_ROWS = 20;        // too few to say anything of move
 constexpr std::int64_t LONG_ENOUGH_S = 3600;  // for a value that must move
 constexpr double LEAST_MOVE_PCT = 3;          // of the level, for charge to be held against it
 constexpr double LEAST_AGREEMENT = 0.5;       // of the charge counted, in or against the level's direction
-constexpr std::uint64_t LEAST_JUMPS = 10;     // of the current
+constexpr double LEAST_SIGNIFICANCE = 5;      // of how the voltage answers the current: not by chance
 constexpr double CAPACITY_MAH = 7500;         // that the daemon's charge timer counts with
 constexpr double LEAST_CELL_MAH =
     150;  // no phone has so small a cell; a thousandth of any phone's is smaller
@@ -32,27 +32,15 @@ class checker {
     checker(const dossier& of, const sample_facts* facts) : of_(of), facts_(facts) {}
 
     std::vector<finding> all() {
-        for (const check_entry& each : check_table())
-            found_.push_back({&each, wiring_verdict::not_there, "no samples", "", 0, {}});
         if (facts_ != nullptr && facts_->rows > 0) check_samples();
-        check_files();
-        return std::move(found_);
+        check_state_files(of_.image, sheet_);
+        return sheet_.finish();
     }
 
   private:
     void say(std::string_view id, wiring_verdict result, std::string what, std::string raw = "",
              std::uint64_t count = 0) {
-        finding& each = at(id);
-        each = {each.check,
-                result,
-                std::move(what),
-                std::move(raw),
-                count == 0 && facts_ != nullptr ? facts_->rows : count,
-                {}};
-    }
-
-    finding& at(std::string_view id) {
-        return *std::ranges::find(found_, id, [](const finding& of) { return of.check->id; });
+        sheet_.say(id, result, std::move(what), std::move(raw), count == 0 ? facts_->rows : count);
     }
 
     const value_range& values(std::string_view node) const { return facts_->node(node).values; }
@@ -88,7 +76,7 @@ class checker {
         }
         if (!gaps.empty()) {
             say("node.present", wiring_verdict::doubtful, "in some samples without: " + gaps, "", missing);
-            at("node.present").effect = effects;
+            sheet_.at("node.present").effect = effects;
             return;
         }
         if (!absent.empty())
@@ -135,11 +123,10 @@ class checker {
         const std::int64_t highest =
             std::max(std::abs(values("current_now").least()), std::abs(values("current_now").greatest()));
         if (highest >= DECISIVE_CURRENT_UA) return say("unit.current", wiring_verdict::ok, about, raw);
-        const charge_facts& charge = facts_->charge;
-        if (charge.level_pct < LEAST_MOVE_PCT)
+        if (!has_moving_level())
             return say("unit.current", high == 0 ? wiring_verdict::cannot_say : wiring_verdict::doubtful,
                        about + ", and the level hardly moves", raw);
-        const double cell_mah = charge.moved_uah / charge.level_pct / 10;
+        const double cell_mah = facts_->by_level.charge_uah() / facts_->by_level.counted() / 10;
         if (high > 0 && cell_mah < LEAST_CELL_MAH)
             return say("unit.current", wiring_verdict::wrong,
                        text_of("by it the cell has %.1f mAh: that is mA", cell_mah), raw);
@@ -175,48 +162,59 @@ class checker {
             could_be_degrees ? about + ", or " + raw + " °C" : about, raw);
     }
 
-    // Charge against level first; where the level hardly moves, the voltage answers a jump of the current.
+    bool is_level_percent() const {
+        return has("capacity") && values("capacity").least() >= 0 && values("capacity").greatest() <= 100;
+    }
+    // So that charge can be held against it.
+    bool has_moving_level() const {
+        return is_level_percent() && facts_->by_level.counted() >= LEAST_MOVE_PCT;
+    }
+
+    // Charge against the level, or the gauge's own count, first; where they hardly move, the voltage answers a jump of
+    // the current.
     void check_sign_and_scale() {
         if (!has("current_now")) {
             say("sign.current", wiring_verdict::not_there, "the recording has no current");
             return say("scale.current", wiring_verdict::not_there, "the recording has no current");
         }
-        const charge_facts& charge = facts_->charge;
-        const double agreement = charge.moved_uah > 0 ? charge.along_uah / charge.moved_uah : 0;
-        const bool by_level = charge.level_pct >= LEAST_MOVE_PCT && std::abs(agreement) >= LEAST_AGREEMENT;
-        const double resistance_ohm = charge.jump_squared > 0 ? charge.jump_product / charge.jump_squared : 0;
-        const bool by_jumps = charge.jumps >= LEAST_JUMPS && std::abs(resistance_ohm) > 0.005;
+        const charge_balance& charge = has_moving_level() ? facts_->by_level : facts_->by_counter;
+        const double agreement = charge.agreement(), ohm = facts_->answer.ohm();
+        const bool by_charge = charge.counted() > 0 && std::abs(agreement) >= LEAST_AGREEMENT;
+        const bool by_jumps = facts_->answer.significance() >= LEAST_SIGNIFICANCE && std::abs(ohm) > 0.005;
         const std::string figures =
-            text_of("%.0f %% of the charge goes with the level; %.0f mΩ by %llu jumps of the current",
-                    100 * agreement, 1000 * resistance_ohm, static_cast<unsigned long long>(charge.jumps));
-        if (!by_level && !by_jumps) {
+            text_of("%.0f %% of the charge goes with the %s; %.0f mΩ by %llu jumps of the current",
+                    100 * agreement, has_moving_level() ? "level" : "node charge_counter", 1000 * ohm,
+                    static_cast<unsigned long long>(facts_->answer.jumps));
+        if (!by_charge && !by_jumps) {
             say("sign.current", wiring_verdict::cannot_say, "neither level nor current moved enough");
-        } else if (by_level && by_jumps && (agreement > 0) != (resistance_ohm > 0)) {
+        } else if (by_charge && by_jumps && (agreement > 0) != (ohm > 0)) {
             say("sign.current", wiring_verdict::doubtful, "level and voltage disagree: " + figures);
         } else {
-            const bool is_right = by_level ? agreement > 0 : resistance_ohm > 0;
+            const bool is_right = by_charge ? agreement > 0 : ohm > 0;
             say("sign.current", is_right ? wiring_verdict::ok : wiring_verdict::wrong, figures);
         }
-        check_scale(by_level);
+        check_scale(by_charge);
     }
 
-    void check_scale(bool by_level) {
-        const charge_facts& charge = facts_->charge;
-        if (!by_level)
+    void check_scale(bool by_charge) {
+        const double factor =
+            std::abs(static_cast<double>(facts_->by_counter.nah_per_unit().quantile(0.5))) / 1000;
+        const bool has_counter = facts_->by_counter.nah_per_unit().count() >= 3;
+        if (!by_charge || (!has_moving_level() && !has_counter))
             return say("scale.current", wiring_verdict::cannot_say,
                        "the level did not move enough with the current");
-        const double cell_mah = charge.moved_uah / charge.level_pct / 10;
-        const std::string about = text_of("%.0f mAh for the whole range", cell_mah);
+        const double cell_mah =
+            has_moving_level() ? facts_->by_level.charge_uah() / facts_->by_level.counted() / 10 : 0;
+        const std::string about =
+            has_moving_level() ? text_of("%.0f mAh for the whole range", cell_mah) : "the level cannot say";
         const std::string raw = text_of("%.0f", cell_mah);
-        const bool has_counter = charge.per_mille_of_counter.count() >= 3;
-        const double factor = std::abs(static_cast<double>(charge.per_mille_of_counter.quantile(0.5))) / 1000;
-        const bool is_far = has_counter && (factor < 0.8 || factor > 1.25);
-        const bool is_twice = factor < 0.55 || factor > 1.8;
-        if (is_far)
-            return say("scale.current", is_twice ? wiring_verdict::wrong : wiring_verdict::doubtful,
+        // What flows between samples that are far apart is a guess.
+        const bool is_sure = (factor < 0.55 || factor > 1.8) && facts_->gaps_s.quantile(0.5) <= 2 * SPACING_S;
+        if (has_counter && (factor < 0.8 || factor > 1.25))
+            return say("scale.current", is_sure ? wiring_verdict::wrong : wiring_verdict::doubtful,
                        text_of("counts %.2f of what charge_counter says; ", factor) + about, raw);
         const double share = cell_mah / CAPACITY_MAH;
-        const bool is_other = share < 0.65 || share > 1.5;
+        const bool is_other = has_moving_level() && (share < 0.65 || share > 1.5);
         say("scale.current", is_other ? wiring_verdict::doubtful : wiring_verdict::ok,
             is_other ? about + text_of(", and the daemon counts with %.0f", CAPACITY_MAH) : about, raw);
     }
@@ -259,21 +257,41 @@ class checker {
             say("status.words", wiring_verdict::ok,
                 std::to_string(facts_->statuses.size()) +
                     (facts_->statuses.size() == 1 ? " status seen" : " of them seen"));
-        std::vector<std::int64_t> lags = facts_->status_lags_s;
-        if (lags.empty())
+        check_delay();
+    }
+
+    // Of the status behind the current; where that cannot tell, since the two lag alike or one of them is stuck, of each
+    // behind the charger, which a driver may notice a sample later.
+    void check_delay() {
+        struct pairing {
+            const char *who, *whom;
+            const turn_lags& lags;
+            std::int64_t limit_s;
+        };
+        const std::int64_t gap_s = facts_->gaps_s.quantile(0.5);
+        const std::int64_t later_s = std::max(LATE_S, gap_s * 3 / 2);
+        const std::size_t sign = sheet_.at("sign.current").result == wiring_verdict::wrong ? 1 : 0;
+        const pairing all[] = {
+            {"status", "current", facts_->status_behind_current[sign], std::max(LATE_S, gap_s / 2)},
+            {"status", "charger", facts_->status_behind_charger, later_s},
+            {"current", "charger", facts_->current_behind_charger[sign], later_s}};
+        // Between two samples that are far apart one may fall by chance: three times hardly.
+        const std::size_t least = gap_s > LATE_S ? 3 : 2;
+        const auto is_late = [&](const pairing& each) {
+            return each.lags.count() >= least && std::abs(each.lags.middle_s()) > each.limit_s;
+        };
+        const pairing* told = std::ranges::find_if(all, is_late);
+        if (told == std::end(all))
+            told = std::ranges::find_if(all, [](const pairing& each) { return each.lags.count() > 0; });
+        if (told == std::end(all))
             return say("status.delay", wiring_verdict::cannot_say,
                        "no change of the status goes with one of the current");
-        std::ranges::sort(lags);
-        const std::int64_t lag_s = lags[lags.size() / 2];
-        const std::int64_t limit_s = std::max(LATE_S, 3 * facts_->gaps_s.quantile(0.5));
-        const bool is_late = std::abs(lag_s) > limit_s && lags.size() >= 2;
-        const std::string about =
-            "status " + duration_text(std::abs(lag_s)) + (lag_s < 0 ? " before" : " behind") + " the current";
-        say("status.delay", is_late ? wiring_verdict::doubtful : wiring_verdict::ok,
-            is_late      ? about
-            : lag_s == 0 ? "both change together"
-                         : about,
-            std::to_string(lag_s), lags.size());
+        const std::int64_t lag_s = told->lags.middle_s();
+        const std::string about = lag_s == 0 ? std::string("and ") + told->whom + " change together"
+                                             : duration_text(std::abs(lag_s)) +
+                                                   (lag_s < 0 ? " before the " : " behind the ") + told->whom;
+        say("status.delay", is_late(*told) ? wiring_verdict::doubtful : wiring_verdict::ok,
+            std::string(told->who) + " " + about, std::to_string(lag_s), told->lags.count());
     }
 
     // `must_move`: something else shows that the value cannot have stood still.
@@ -296,24 +314,31 @@ class checker {
     }
 
     void check_movement() {
-        const charge_facts& charge = facts_->charge;
         const auto moves = [&](std::string_view node) { return values(node).changes() > FEW_ROWS; };
-        const bool level_moves = charge.level_pct >= LEAST_MOVE_PCT || values("capacity").changes() >= 3;
-        const bool charge_flows =
+        const auto range_of = [&](std::string_view node) {
+            return values(node).count() > 0 ? values(node).greatest() - values(node).least() : 0;
+        };
+        const charge_balance &level = facts_->by_level, &counter = facts_->by_counter;
+        const bool level_moves = level.moved() >= LEAST_MOVE_PCT || values("capacity").changes() >= 3;
+        // A battery that took a good part of its charge, and gave one.
+        const bool charge_turns = (is_level_percent() && level.turns()) || counter.turns();
+        const bool counter_moves = 10 * range_of("charge_counter") > values("charge_counter").greatest();
+        const bool current_flows =
             facts_->in_rows + facts_->out_rows > facts_->rows / 4 && moves("current_now");
-        const bool turns = facts_->in_rows > facts_->rows / 20 && facts_->out_rows > facts_->rows / 20;
         check_moves("moves.voltage", "voltage_now", level_moves || moves("current_now"),
                     wiring_verdict::wrong);
-        check_moves("moves.current", "current_now", level_moves && moves("voltage_now"),
+        check_moves("moves.current", "current_now", charge_turns || (level_moves && moves("voltage_now")),
                     wiring_verdict::wrong);
-        check_moves("moves.temp", "temp", facts_->span_s >= 4 * LONG_ENOUGH_S && charge_flows,
+        check_moves("moves.temp", "temp",
+                    facts_->span_s >= 4 * LONG_ENOUGH_S && (current_flows || charge_turns),
                     wiring_verdict::doubtful);
-        const bool long_charge = facts_->span_s >= 12 * LONG_ENOUGH_S && charge_flows && moves("voltage_now");
-        const bool wide_voltage = values("voltage_now").greatest() - values("voltage_now").least() >
-                                  values("voltage_now").greatest() / 20;
-        check_moves("moves.capacity", "capacity", long_charge && wide_voltage, wiring_verdict::wrong);
-        check_moves("moves.status", "status", turns && facts_->in_rows > FEW_ROWS && level_moves,
-                    wiring_verdict::doubtful);
+        const bool long_charge =
+            facts_->span_s >= 12 * LONG_ENOUGH_S && current_flows && moves("voltage_now");
+        const bool wide_voltage = 20 * range_of("voltage_now") > values("voltage_now").greatest();
+        check_moves("moves.capacity", "capacity",
+                    (long_charge && wide_voltage) || (counter.turns() && counter_moves),
+                    wiring_verdict::wrong);
+        check_moves("moves.status", "status", charge_turns, wiring_verdict::doubtful);
     }
 
     void check_vendor() {
@@ -351,39 +376,9 @@ class checker {
             has_gaps ? "goes with the boot clock" : "one sample");
     }
 
-    void check_files() {
-        std::uint64_t whole = 0, values = 0;
-        std::string broken, strange;
-        for (const state_file& kind : state_files) {
-            const auto found = of_.image.files.find(std::string(kind.path));
-            if (found == of_.image.files.end()) continue;
-            const std::string& bytes = found->second;
-            if (bytes.size() == kind.size)
-                whole += 1;
-            else
-                broken += (broken.empty() ? "" : ", ") + std::string(kind.name) +
-                          text_of(" has %zu bytes, not %zu", bytes.size(), kind.size);
-            for (const state_place& each : state_places_of(kind)) {
-                const auto value = state_field_text(each, bytes);
-                if (!value) continue;
-                values += 1;
-                if (!is_in_range(each, *value) || *value == "nan")
-                    strange += (strange.empty() ? "" : ", ") + each.name() + " is " + *value;
-            }
-        }
-        if (whole == 0 && broken.empty()) {
-            say("files.whole", wiring_verdict::not_there, "no state files");
-            return say("files.plausible", wiring_verdict::not_there, "no state files");
-        }
-        say("files.whole", broken.empty() ? wiring_verdict::ok : wiring_verdict::wrong,
-            broken.empty() ? std::to_string(whole) + " files" : broken, "", whole);
-        say("files.plausible", strange.empty() ? wiring_verdict::ok : wiring_verdict::wrong,
-            strange.empty() ? std::to_string(values) + " values" : strange, "", values);
-    }
-
     const dossier& of_;
     const sample_facts* facts_;
-    std::vector<finding> found_;
+    verdict_sheet sheet_;
 };
 
 }  // namespace

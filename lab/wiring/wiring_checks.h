@@ -1,43 +1,15 @@
 // Is this device wired as the daemon expects? One verdict for each entry of the table.
 #pragma once
 
-#include <nlohmann/json_fwd.hpp>
-#include <string>
 #include <vector>
 
 #include "lab/evidence/dossier.h"
-#include "lab/wiring/check_table.h"
+#include "lab/wiring/findings.h"
 #include "lab/wiring/sample_facts.h"
 
 namespace lab {
 
-enum class wiring_verdict : std::uint8_t {
-    ok,
-    wrong,
-    doubtful,    // may be right, and may not
-    cannot_say,  // the evidence never showed what would tell
-    not_there,   // the evidence has nothing of it
-};
-
-std::string_view verdict_words(wiring_verdict of);
-
-struct finding {
-    const check_entry* check = nullptr;
-    wiring_verdict result = wiring_verdict::not_there;
-    std::string what;         // for a person: "reads 4123 (4.123 V in mV)"
-    std::string raw;          // a value as the node has it; empty when there is none
-    std::uint64_t count = 0;  // samples or files that it rests on
-    std::string effect;       // what the daemon does, where that is more special than what the table says
-};
-
 // `facts` null: there are no samples.
 std::vector<finding> check_wiring(const dossier& of, const sample_facts* facts);
-
-// Whether one says wrong or doubtful: something for somebody to look at.
-bool is_trouble(const finding& of);
-bool is_wrong(const std::vector<finding>& all);
-
-std::string findings_text(const std::vector<finding>& all);
-nlohmann::ordered_json findings_json(const std::vector<finding>& all);
 
 }  // namespace lab

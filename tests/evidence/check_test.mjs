@@ -49,6 +49,39 @@ test("a well-wired phone has nothing wrong, and each wrong wire is told", () => 
     assert.match(labMust("check", "--assume", "sign=-", "wired.csv"), /^assuming sign=-\n[^]*^ok +sign\.current/m);
 });
 
+test("one fault does not hide another", () => {
+    labMust("simulate", "--quiet", WEEK, "--trace", "week.csv");
+    const late =
+        (name, held = []) =>
+        (cells) => {
+            held.push(cells[name]);
+            cells[name] = held.length > 30 ? held.shift() : held[0];
+        };
+    const half = (cells) => (cells.current_now = String(cells.current_now / 2));
+    for (const [changes, expected] of [
+        [
+            [(cells) => (cells.current_now = "-300000"), (cells) => (cells.capacity = "50")],
+            { "moves.current": "wrong", "moves.capacity": "wrong" },
+        ],
+        [[half, (cells) => (cells.capacity = cells.temp)], { "scale.current": "wrong", "range.capacity": "wrong" }],
+        [[late("current_now"), late("status")], { "status.delay": "doubtful", "sign.current": "ok" }],
+        [[late("current_now"), (cells) => (cells.status = "Charging")], { "status.delay": "doubtful", "moves.status": "doubtful" }],
+    ]) {
+        rewire((cells) => changes.forEach((change) => change(cells)));
+        const found = verdicts("wired.csv");
+        for (const [id, verdict] of Object.entries(expected)) assert.equal(found[id], verdict, `${id} of ${changes}`);
+    }
+    rewire((cells) => (cells.current_now = String(-cells.current_now)));
+    const [header, ...rows] = get("wired.csv").trimEnd().split("\n");
+    put("thin.csv", `${[header, ...rows.filter((_, i) => i % 30 === 0)].join("\n")}\n`);
+    assert.deepEqual([verdicts("thin.csv")["sign.current"], verdicts("thin.csv").spacing], ["wrong", "doubtful"]);
+    // Two minutes of a phone in a drawer: the noise of its gauge is no answer to anything.
+    const noise = [-98, -90, -88, -99, -98, -94, -91, -86, -98, -84, -90, -98, -89];
+    const volts = [3824, 3823, 3821, 3823, 3822, 3820, 3822, 3822, 3822, 3822, 3820, 3823, 3822];
+    put("drawer.csv", `elapsed_s,voltage_now,current_now\n${noise.map((ma, i) => `${i * 10},${volts[i]}000,${ma}000\n`).join("")}`);
+    assert.equal(verdicts("drawer.csv")["sign.current"], "cannot say");
+});
+
 test("what the evidence cannot tell is no fault", () => {
     put("short.csv", "elapsed_s,voltage_now\n0,4000000\n10,4000000\n");
     const found = verdicts("short.csv");

@@ -11,6 +11,7 @@
 #include "lab/io/error.h"
 #include "lab/io/input_file.h"
 #include "lab/io/text.h"
+#include "lab/state/state_layout.h"
 #include "platform/virtual/device.h"
 
 namespace lab {
@@ -73,7 +74,9 @@ std::vector<fs::path> files_in(const fs::path& directory) {
     if (error == std::errc::no_such_file_or_directory) return found;
     if (error) fail(directory, error);
     for (; each != fs::directory_iterator(); each.increment(error)) {
-        if (fs::is_directory(status_of(each->path()))) continue;
+        const bool is_state_file = std::ranges::any_of(
+            state_files, [&](const state_file& kind) { return each->path().filename() == kind.name; });
+        if (!is_state_file && fs::is_directory(status_of(each->path()))) continue;
         require_regular_file(each->path());
         if (found.size() == MOST_FILES)
             throw input_error(directory.string() + ": more than " + std::to_string(MOST_FILES) +

@@ -58,6 +58,7 @@ test("a device root that cannot be read is named", () => {
     put("broken/data/vendor/vorn", "a file in place of the directory");
     mkdirSync(at(`dangling/${DATA}`), { recursive: true });
     put("flat/toc_clients", "\x02");
+    mkdirSync(at(`folder/${DATA}toc_clients`), { recursive: true });
     symlinkSync("nowhere", at(`dangling/${DATA}link`));
     for (const [root, message] of [
         ["file", "file: Not a directory"],
@@ -66,6 +67,7 @@ test("a device root that cannot be read is named", () => {
         ["root", "root/properties:2:1: not a property (name=value): nonsense"],
         ["broken", "broken/data/vendor/vorn: Not a directory"],
         ["dangling", `dangling/${DATA}link: a symbolic link, which a device root must not hold`],
+        ["folder", `folder/${DATA}toc_clients: Is a directory`],
         ["nowhere", "nowhere: No such file or directory"],
         ["flat", "flat: not a device root: none of mnt/vendor/nvcfg/vorn, data/vendor/vorn and properties is in it"],
     ]) {

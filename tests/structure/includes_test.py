@@ -27,7 +27,7 @@ LAB_REACH = {
     'records': 'io',
     'session': 'io',
     'state': 'io',
-    'recordings': 'io session',
+    'recordings': 'io session state',
     'story': 'io records session state',
     'tally': 'io session state',
     'scenario': 'io phone records session state',

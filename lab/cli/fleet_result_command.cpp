@@ -96,7 +96,7 @@ void add_fleet_result_commands(CLI::App& fleet) {
 
     CLI::App& exported = *fleet.add_subcommand("export", "Write a row for each phone");
     add_directory(exported, *options);
-    exported.add_flag("--csv", options->as_csv, "As CSV, which there is no other than");
+    exported.add_flag("--csv", options->as_csv, "As CSV, the only form there is");
     add_out(exported, *options);
     exported.callback([options] { write_query(*options, "SELECT * FROM phone ORDER BY number"); });
 

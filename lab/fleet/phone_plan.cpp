@@ -124,7 +124,11 @@ composed_phone compose_phone(const population& of, std::uint64_t number,
     for (const std::string& section : sections) {
         const bool is_list = section == "phase" || section.ends_with(']');
         const std::string name = section.substr(0, section.find('['));
-        if (!section.empty()) lines.add((is_list ? "\n[[" : "\n[") + name + (is_list ? "]]" : "]"));
+        const auto first =
+            std::ranges::find(valued, section, [](const auto& each) { return each.first->section; });
+        if (!section.empty())
+            lines.add((is_list ? "\n[[" : "\n[") + name + (is_list ? "]]" : "]"),
+                      first == valued.end() ? toml::source_region{} : first->first->place);
         if (section == "phase") lines.add("for = " + std::to_string(plan.span_s));
         for (const auto& [key, text] : valued) {
             if (key->section != section || key->name.empty()) continue;

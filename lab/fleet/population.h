@@ -38,6 +38,7 @@ struct population_option {
 
 struct population_group {
     std::string name;  // "climate"
+    toml::source_region place;
     std::vector<population_option> options;
 };
 

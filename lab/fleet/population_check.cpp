@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <iterator>
+#include <strings.h>
 
 #include "lab/fleet/population.h"
 #include "lab/fleet/results.h"
@@ -80,8 +81,12 @@ void try_columns(const population& of) {
     try {
         const results unused(nowhere, of, {}, {});
     } catch (const input_error& refused) {
-        const std::string why = std::string(refused.what()).substr(nowhere.size() + 2);
-        throw input_error(of.file + ": groups and keys are columns of the results: " + why);
+        const std::string why = "groups and keys are columns of the results: " +
+                                std::string(refused.what()).substr(nowhere.size() + 2);
+        const std::string column = why.substr(why.rfind(' ') + 1);
+        for (const population_group& group : of.groups)
+            if (::strcasecmp(group.name.c_str(), column.c_str()) == 0) fail_at(of.file, group.place, why);
+        throw input_error(of.file + ": " + why);
     }
 }
 

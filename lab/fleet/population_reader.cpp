@@ -21,6 +21,9 @@ constexpr std::array<std::string_view, 21> TOP_KEYS{
     "title",     "seed",  "phones",  "span",      "start", "time_zone", "group",
     "correlate", "phase", "event",   SERVICE_KEY, "phone", "cell",      "boot_loader",
     "ageing",    "user",  "thermal", "charger",   "gauge", "weather",   "files"};
+// Of a distribution, and of nothing else.
+constexpr std::array<std::string_view, 7> DRAW_ONLY{"sd",    "sigma_ln", "of",    "weights",
+                                                    "least", "most",     "median"};
 constexpr double ALL_PCT = 100;
 constexpr double NEAR_PCT = 0.01;  // shares written with two decimals may be off by so much
 
@@ -43,8 +46,8 @@ class population_reader {
         into_.seed = static_cast<std::uint64_t>(top.integer("seed", 0, MOST).value_or(1));
         into_.phones = static_cast<std::uint64_t>(top.integer("phones", 1, MOST_PHONES).value_or(1000));
         const auto span_s = top.duration("span");
-        if (!span_s || *span_s <= 0)
-            top.fail(table, "needs span, how long each phone is followed: \"3 years\"");
+        if (!span_s) top.fail(table, "needs span, how long each phone is followed: \"3 years\"");
+        if (*span_s <= 0) top.fail(*table.get("span"), "span must be more than 0");
         into_.span_s = *span_s;
         for (const std::string_view key :
              {std::string_view("start"), std::string_view("time_zone"), SERVICE_KEY})
@@ -167,6 +170,8 @@ class population_reader {
         } else if (table->contains("draw")) {
             toml_section from(into_.file, *table, name);
             key.draw = read_distribution(from);
+        } else if (std::ranges::any_of(DRAW_ONLY, [&](auto each) { return table->contains(each); })) {
+            fail_at(into_.file, table->source(), name + ": needs draw" + meant("", draw_kind_names));
         } else {
             for (const auto& [inner, value] : *table)
                 add_key(into, section, name + "." + key_text(inner.str()), value);
@@ -192,6 +197,9 @@ class population_reader {
             if (!node.is_table())
                 fail_at(into_.file, node.source(),
                         std::string(key.str()) + " must be a table: [" + std::string(key.str()) + "]");
+            if (key.str() == "phase" && node.as_table()->contains("for"))
+                fail_at(into_.file, node.as_table()->get("for")->source(),
+                        "a phone's phase lasts for the span");
             add_section(into, std::string(key.str()), *node.as_table());
         }
     }
@@ -208,9 +216,14 @@ class population_reader {
         for (const auto& [name, node] : groups.content()) {
             population_group& group = into_.groups.emplace_back();
             group.name = name.str();
+            group.place = name.source();
             double sum_pct = 0;
             for (toml_section& each : groups.tables(name.str())) {
-                group.options.push_back(read_option(each));
+                population_option option = read_option(each);
+                if (std::ranges::find(group.options, option.name, &population_option::name) !=
+                    group.options.end())
+                    each.fail("there is a " + option.name + " already");
+                group.options.push_back(std::move(option));
                 sum_pct += group.options.back().share_pct;
             }
             if (std::abs(sum_pct - ALL_PCT) > NEAR_PCT) {
@@ -267,17 +280,22 @@ class population_reader {
                               "no key that is drawn: \"" + names[i] + "\"" + meant(names[i], known));
             }
             if (names[0] == names[1]) each.fail(*keys, "a key cannot be correlated with itself");
+            if (between(names[0], names[1]) != nullptr) each.fail(*keys, "correlated already");
             correlations_.push_back({names[0], names[1], *rank, each.content().source()});
         }
     }
 
+    const correlation* between(const std::string& a, const std::string& b) const {
+        const auto found = std::ranges::find_if(correlations_, [&](const correlation& each) {
+            return (each.one == a && each.other == b) || (each.one == b && each.other == a);
+        });
+        return found == correlations_.end() ? nullptr : &*found;
+    }
+
     double normal_correlation(const std::string& a, const std::string& b) const {
         constexpr double PI = 3.141592653589793;
-        for (const correlation& each : correlations_) {
-            if ((each.one == a && each.other == b) || (each.one == b && each.other == a))
-                return 2 * std::sin(PI / 6 * each.rank);
-        }
-        return 0;
+        const correlation* const said = between(a, b);
+        return said == nullptr ? 0 : 2 * std::sin(PI / 6 * said->rank);
     }
 
     population& into_;

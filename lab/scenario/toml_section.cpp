@@ -5,6 +5,7 @@
 #include <charconv>
 #include <cmath>
 #include <ctime>
+#include <limits>
 
 #include "lab/io/error.h"
 #include "lab/io/text.h"
@@ -16,6 +17,12 @@ namespace {
 std::string number_text(double value) {
     char text[32];
     return {text, std::to_chars(text, text + sizeof text, value).ptr};
+}
+
+std::string range_text(double least, double greatest) {
+    constexpr double INFINITE = std::numeric_limits<double>::max();
+    if (greatest < INFINITE) return "within " + number_text(least) + " and " + number_text(greatest);
+    return least > -INFINITE ? "finite and at least " + number_text(least) : "finite";
 }
 
 }  // namespace
@@ -85,8 +92,8 @@ std::optional<double> toml_section::number(std::string_view key, double least, d
     if (!node->is_number()) fail(*node, std::string(key) + " must be a number");
     const double value = node->value<double>().value_or(0);
     if (!(value >= least && value <= greatest)) {
-        fail(*node, std::string(key) + " must be within " + number_text(least) + " and " +
-                        number_text(greatest) + ", not " + number_text(value));
+        fail(*node,
+             std::string(key) + " must be " + range_text(least, greatest) + ", not " + number_text(value));
     }
     return value;
 }

@@ -77,7 +77,7 @@ void add_plan(CLI::App& fleet, const std::shared_ptr<fleet_options>& options) {
         ->type_name("N");
     command.add_option("--cores", limits->cores, "Of a part")
         ->type_name("N")
-        ->check(CLI::PositiveNumber.description(""));
+        ->check(CLI::Range(std::uint64_t{1}, std::uint64_t{10'000}).description(""));
     command.add_option("--most-parts", limits->most_parts, "Of an array; what scontrol says when not given")
         ->type_name("N");
     command.callback([options, limits] {

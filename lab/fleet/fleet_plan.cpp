@@ -30,6 +30,7 @@ fleet_plan plan_parts(std::uint64_t phones, double phone_s, std::int64_t memory_
                       const cluster_limits& within) {
     fleet_plan made;
     made.phones = phones;
+    made.cores = within.cores;
     made.phone_s = phone_s;
     const double all_s = phone_s * static_cast<double>(phones) / static_cast<double>(within.cores);
     made.parts =
@@ -63,16 +64,18 @@ std::uint64_t most_parts_here() {
 
 std::string plan_text(const fleet_plan& of, const std::string& population) {
     std::string out;
-    print(out, "%llu phones of %.1f s and more on one core: %.1f core-hours\n",
+    print(out, "%llu phones of at most %.1f s of one core: %.1f core-hours\n",
           static_cast<unsigned long long>(of.phones), of.phone_s, of.total_core_h);
-    print(out, "%llu parts of about %s, %lld MB each\n\n", static_cast<unsigned long long>(of.parts),
-          duration_text(static_cast<std::int64_t>(of.part_s)).c_str(), static_cast<long long>(of.memory_mb));
+    print(out, "%llu %s of about %s, %lld MB each\n\n", static_cast<unsigned long long>(of.parts),
+          of.parts == 1 ? "part" : "parts", duration_text(static_cast<std::int64_t>(of.part_s)).c_str(),
+          static_cast<long long>(of.memory_mb));
+    const std::string cores = of.cores > 1 ? " --cpus-per-task=" + std::to_string(of.cores) : std::string();
     for (std::uint64_t i = 0; i < of.arrays; ++i) {
         // A task's number has the same limit as their count, so each array counts from 1 and is told what lies before it.
         const std::uint64_t before = i * of.parts / of.arrays;
         const std::uint64_t count = (i + 1) * of.parts / of.arrays - before;
-        print(out, "sbatch --array=1-%llu%%200 --time=%s --mem=%lldM fleet.sbatch %s DIR %llu%s\n",
-              static_cast<unsigned long long>(count), clock_text(of.part_s * RESERVE).c_str(),
+        print(out, "sbatch --array=1-%llu%%200%s --time=%s --mem=%lldM fleet.sbatch %s DIR %llu%s\n",
+              static_cast<unsigned long long>(count), cores.c_str(), clock_text(of.part_s * RESERVE).c_str(),
               static_cast<long long>(of.memory_mb), population.c_str(),
               static_cast<unsigned long long>(of.parts),
               before > 0 ? (" " + std::to_string(before)).c_str() : "");

@@ -18,6 +18,7 @@ struct fleet_plan {
     std::uint64_t phones = 0;
     std::uint64_t parts = 1;
     std::uint64_t arrays = 1;  // jobs that the parts need, none with more than most_parts
+    std::uint64_t cores = 1;   // of a part
     double phone_s = 0;        // of one core, the slowest that was run
     double part_s = 0;
     double total_core_h = 0;

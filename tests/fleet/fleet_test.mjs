@@ -200,8 +200,8 @@ test("the page holds all it needs, and its curves are data too", () => {
     assert.deepEqual([day, lowered, at_risk], [2, 0, 0]);
     assert.ok(censored > 0);
     assert.match(
-        labMust("fleet", "plan", "p.toml", "--phones", "5000000", "--most-parts", "2"),
-        /\nsbatch --array=1-2%200 .* p\.toml DIR \d+ \d\n/,
+        labMust("fleet", "plan", "p.toml", "--phones", "20000000", "--most-parts", "2", "--cores", "4"),
+        /\nsbatch --array=1-2%200 --cpus-per-task=4 .* p\.toml DIR \d+ \d\n/,
     );
 });
 

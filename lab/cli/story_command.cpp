@@ -5,6 +5,7 @@
 #include <iostream>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <numeric>
 #include <string>
 #include <unistd.h>
 #include <vector>
@@ -15,6 +16,7 @@
 #include "lab/evidence/evidence_text.h"
 #include "lab/io/error.h"
 #include "lab/io/narrow_stream.h"
+#include "lab/io/text.h"
 #include "lab/io/time_text.h"
 #include "lab/story/log_table.h"
 
@@ -34,58 +36,50 @@ struct story_options {
     bool lists = false;
 };
 
-// Two inputs that each hold a device of their own are two devices; otherwise all are parts of one.
-bool are_devices(const std::vector<dossier>& inputs) {
-    const auto count = [&](auto has) { return std::ranges::count_if(inputs, has); };
-    return count([](const dossier& each) { return !each.log.report_times().empty(); }) > 1 ||
-           count([](const dossier& each) { return !each.image.files.empty(); }) > 1 ||
-           count([](const dossier& each) { return each.trace.has_value(); }) > 1 ||
-           count([](const dossier& each) { return each.events.has_value(); }) > 1;
+// The places of the devices, the worst first.
+std::vector<std::size_t> worst_first(const std::vector<device_state>& states) {
+    std::vector<std::size_t> order(states.size());
+    std::iota(order.begin(), order.end(), std::size_t{0});
+    std::ranges::stable_sort(order, std::ranges::greater(), [&](std::size_t i) { return states[i].badness; });
+    return order;
 }
 
-std::vector<dossier> read_devices(const story_options& options) {
-    std::vector<dossier> devices;
-    for (const std::string& input : options.inputs) read_shown(input, devices.emplace_back());
-    if (devices.size() < 2 || options.each_by_itself || are_devices(devices)) return devices;
-    for (std::size_t i = 1; i < devices.size(); ++i) absorb_evidence(devices.front(), std::move(devices[i]));
-    devices.resize(1);
-    return devices;
-}
-
-void print_many(const std::vector<dossier>& devices, const std::vector<evidence_story>& told) {
-    std::vector<std::pair<device_state, std::size_t>> states;
-    for (std::size_t i = 0; i < devices.size(); ++i)
-        states.emplace_back(state_at_end(devices[i], told[i]), i);
-    std::ranges::stable_sort(states,
-                             [](const auto& a, const auto& b) { return a.first.badness > b.first.badness; });
-    for (const auto& [state, i] : states)
-        std::cout << without_personal(devices[i].input) << ": " << state.words << '\n';
+void print_json(const dossier& device, const evidence_story& told, bool is_one_of_many) {
+    auto object = evidence_json(device, told);
+    if (is_one_of_many) object["device"] = without_personal(device.input);
+    std::cout << object.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';
 }
 
 void tell_stories(const story_options& options) {
     const narrow_stream shown(std::cout, options.as_json ? 0 : columns_of_terminal(STDOUT_FILENO));
-    const std::vector<dossier> devices = read_devices(options);
+    const given_devices given = read_devices(options.inputs, options.each_by_itself);
+    const std::vector<dossier>& devices = given.devices;
+    const bool are_many = options.inputs.size() > 1 && (devices.size() > 1 || options.each_by_itself);
     std::vector<evidence_story> told;
+    std::vector<device_state> states;
     std::uint64_t troubles = 0;
     for (const dossier& each : devices) {
         const device_zone zone(each, options.zone);
         const log_timeline timeline = make_timeline(each);
         told.push_back(tell_evidence(each, timeline, zone));
+        states.push_back(state_at_end(each, told.back()));
         troubles += each.troubles();
+    }
+    for (const std::size_t i : worst_first(states)) {
+        const device_zone zone(devices[i], options.zone);  // what is printed tells its times
         if (options.as_json) {
-            auto object = evidence_json(each, told.back());
-            if (devices.size() > 1) object["device"] = without_personal(each.input);
-            std::cout << object.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';
-        } else if (devices.size() == 1) {
-            print_evidence(std::cout, each, told.back(), {options.shows_routine, options.shows_places});
+            print_json(devices[i], told[i], are_many);
+        } else if (are_many) {
+            std::cout << without_personal(devices[i].input) << ": " << states[i].words << '\n';
+        } else {
+            print_evidence(std::cout, devices[i], told[i], {options.shows_routine, options.shows_places});
         }
         std::cout.flush();
-        std::cerr << sources_text(each);
+        std::cerr << sources_text(devices[i]);
     }
-    if (!options.as_json && devices.size() > 1) print_many(devices, told);
+    require_all_read(given);
     if (options.is_strict && troubles > 0)
-        throw expectation_failed(std::to_string(troubles) + (troubles == 1 ? " source" : " sources") +
-                                 " not read whole");
+        throw expectation_failed(counted(troubles, "source") + " not read whole");
 }
 
 }  // namespace

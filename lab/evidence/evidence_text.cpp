@@ -5,6 +5,7 @@
 #include <ostream>
 
 #include "core/sys_properties.h"
+#include "lab/io/text.h"
 #include "lab/io/time_text.h"
 #include "lab/report/provenance.h"
 #include "lab/state/daemon_view.h"
@@ -158,8 +159,7 @@ std::string sources_text(const dossier& evidence) {
     for (const source& each : evidence.sources) {
         text += "vorn-lab: " + each.name + ": ";
         if (each.holds == "log") {
-            text += std::to_string(each.lines) +
-                    (each.lines == 1 ? " line of the daemon" : " lines of the daemon");
+            text += counted(each.lines, "line") + " of the daemon";
         } else {
             text += each.holds.empty() ? "not read" : each.holds;
         }
@@ -235,7 +235,8 @@ device_state state_at_end(const dossier& evidence, const evidence_story& told) {
     state.words = held.toc_mv.empty() ? "top of charge not known" : held.toc_mv + " mV";
     if (held.view) state.words += ", " + std::to_string(held.view->stress_hours) + " stress hours";
     if (!held.stopped_by.empty()) state.words += ", charging stopped by " + held.stopped_by;
-    state.words += ", " + std::to_string(actions) + " actions, " + std::to_string(findings) + " findings";
+    state.words += ", " + counted(static_cast<std::uint64_t>(actions), "action") + ", " +
+                   counted(static_cast<std::uint64_t>(findings), "finding");
     if (!held.spoilt.empty()) state.words += ", damaged state files";
     if (!told.contradictions.empty()) state.words += ", contradicts itself";
     state.badness = (held.stopped_by.empty() ? 0 : STOPPED) + std::min<std::int64_t>(findings, 1000);

@@ -67,8 +67,10 @@ void tell_precharge(const step& now, std::vector<decision>& told) {
     each.numbers.push_back({"last voltage before", last_voltage_text(happened)});
     const auto total = now.record(record::precharge_trackers_updated_id);
     if (!total.empty()) {
-        each.numbers.push_back({"in this battery's life", integer_text(total, "counter", " times, ") +
-                                                              integer_text(total, "timer_s", " s")});
+        const bool is_first = record_integer(total, "counter") == 1;
+        each.numbers.push_back(
+            {"in this battery's life", integer_text(total, "counter", is_first ? " time, " : " times, ") +
+                                           integer_text(total, "timer_s", " s")});
     }
 }
 

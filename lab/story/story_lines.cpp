@@ -3,6 +3,8 @@
 #include <iomanip>
 #include <ostream>
 
+#include "lab/io/text.h"
+
 namespace lab {
 
 namespace {
@@ -28,7 +30,8 @@ void story_lines::tell(const decision& what, const std::string& when) {
 }
 
 void story_lines::finish() {
-    if (not_shown_ > 0) out_ << "\nand " << not_shown_ << " routine decisions, which --all shows\n";
+    if (not_shown_ > 0)
+        out_ << "\nand " << counted(not_shown_, "routine decision") << ", which --all shows\n";
     not_shown_ = 0;
 }
 

@@ -27,7 +27,7 @@ class story_lines {
   private:
     std::ostream& out_;
     bool shows_routine_;
-    std::int64_t not_shown_ = 0;
+    std::uint64_t not_shown_ = 0;
 };
 
 }  // namespace lab

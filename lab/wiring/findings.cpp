@@ -26,8 +26,9 @@ bool is_trouble(const finding& of) {
     return of.result == wiring_verdict::wrong || of.result == wiring_verdict::doubtful;
 }
 
-bool is_wrong(const std::vector<finding>& all) {
-    return std::ranges::any_of(all, [](const finding& each) { return each.result == wiring_verdict::wrong; });
+std::pair<std::int64_t, std::int64_t> troubles_in(const std::vector<finding>& all) {
+    return {std::ranges::count(all, wiring_verdict::wrong, &finding::result),
+            std::ranges::count(all, wiring_verdict::doubtful, &finding::result)};
 }
 
 std::string findings_text(const std::vector<finding>& all) {
@@ -38,6 +39,18 @@ std::string findings_text(const std::vector<finding>& all) {
         if (is_trouble(each)) print(out, "%-27s the daemon %s\n", "", effect_of(each).c_str());
     }
     return out;
+}
+
+std::string findings_summary(const std::vector<finding>& all) {
+    std::string out;
+    for (const wiring_verdict verdict : {wiring_verdict::wrong, wiring_verdict::doubtful}) {
+        std::string ids;
+        for (const finding& each : all) {
+            if (each.result == verdict) ids += (ids.empty() ? "" : ", ") + std::string(each.check->id);
+        }
+        if (!ids.empty()) out += (out.empty() ? "" : "; ") + std::string(verdict_words(verdict)) + ": " + ids;
+    }
+    return out.empty() ? "nothing wrong" : out;
 }
 
 nlohmann::ordered_json findings_json(const std::vector<finding>& all) {

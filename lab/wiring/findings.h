@@ -5,6 +5,7 @@
 #include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "lab/wiring/check_table.h"
@@ -32,9 +33,12 @@ struct finding {
 
 // Whether one says wrong or doubtful: something for somebody to look at.
 bool is_trouble(const finding& of);
-bool is_wrong(const std::vector<finding>& all);
+// How many say wrong, and how many doubtful.
+std::pair<std::int64_t, std::int64_t> troubles_in(const std::vector<finding>& all);
 
 std::string findings_text(const std::vector<finding>& all);
+// On one line: "wrong: sign.current; doubtful: spacing", or that nothing is.
+std::string findings_summary(const std::vector<finding>& all);
 nlohmann::ordered_json findings_json(const std::vector<finding>& all);
 
 }  // namespace lab

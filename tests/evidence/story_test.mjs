@@ -150,19 +150,26 @@ test("says what contradicts itself, what is not there and what is not evidence",
     assert.match(labRefuses("story", "nowhere"), /^vorn-lab: nowhere: No such file/);
 });
 
-test("lists several devices, the worst first", () => {
+test("lists several devices, the worst first, and one that is none costs only itself", () => {
     labMust("state", "set", "a", "toc_clients=0");
     labMust("state", "set", "b", "toc_clients=9");
-    const [worst, other] = labMust("story", "a", "b").split("\n");
-    assert.match(worst, /^b: 4000 mV, 0 stress hours/);
-    assert.match(other, /^a: 4450 mV/);
-    assert.deepEqual(
-        labMust("story", "--json", "a", "b")
+    put("none", "nothing\n");
+    const done = lab("story", "a", "none", "b");
+    assert.equal(done.status, 2);
+    assert.match(done.stdout, /^b: 4000 mV, 0 stress hours, 0 actions, 0 findings\na: 4450 mV, [^\n]*\n$/);
+    assert.match(done.stderr, /^vorn-lab: none: nothing of the daemon in it[^]*vorn-lab: 1 of 3 inputs: not read\n$/);
+    const devices = (text) =>
+        text
             .trimEnd()
             .split("\n")
-            .map((each) => JSON.parse(each).device),
-        ["a", "b"],
-    );
+            .map((each) => JSON.parse(each).device);
+    assert.deepEqual(devices(labMust("story", "--json", "a", "b")), ["b", "a"]);
+    put("b/mnt/vendor/nvcfg/vorn/batt_stress", "short");
+    assert.equal(lab("check", "a", "b").stdout, "b: wrong: files.whole, files.plausible\na: nothing wrong\n");
+    assert.deepEqual(devices(lab("check", "--json", "a", "b").stdout), ["b", "a"]);
+    // The page is of one, and mixes no two.
+    assert.match(labRefuses("report", "a", "b", "-o", "p.html"), /^vorn-lab: a and b: two devices, or one at two times/);
+    assert.match(lab("story", "none", "none").stderr, /vorn-lab: nothing was read of 2 inputs\n$/);
 });
 
 // What the page holds of the run is packed into it.

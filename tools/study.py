@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
-"""Prints the tables of docs/study.md: what the daemon's results owe to its sampling, and how far its estimate of the
-state of charge drifts on a phone that is never charged full.
+"""Prints the tables of docs/study.md: what the daemon's results owe to its sampling, how far its estimate of the state
+of charge drifts on a phone that is never charged full, and what warm air does to two charging habits.
 
     tools/study.py build/release/lab/vorn-lab
     tools/study.py build/release/lab/vorn-lab --check docs/study.md
 
-With --check, fails when the document has other tables. Takes a minute or two."""
+With --check, fails when the document has other tables. Takes two minutes or three."""
 import argparse
 import csv
 import re
@@ -78,6 +78,20 @@ HELD_PHONES = {  # use, permanent step, offsets: of the cell's curve in mV, of t
     'to 4000 mV, current 30 mA off': (NIGHTLY, 9, 0, 30),
     'held at 4250 mV, current 30 mA off': (ON_DESK, 0, 0, 30),
 }
+
+# Twelve weeks of a phone, new at the start, in air of one temperature; docs/study.md has it too.
+HABITS = ('night charger', 'desk')
+WARM_PHONE = """
+start = 2026-01-05T06:00:00
+seed = 11
+[cell]
+soc_pct = 60
+[user]
+habit = "desk"
+[[phase]]
+for = "12 weeks"
+ambient_c = 25
+"""
 
 
 class Phones(Lab):
@@ -181,6 +195,19 @@ def drift_table(lab, curve):
                f'{mean(shown for _, shown in weeks[HELD_WEEKS[-1]]):+.1f} %']
 
 
+def warmth_table(lab):
+    (lab.directory / 'warmth.toml').write_text(WARM_PHONE)
+    rows = csv.DictReader(lab.run('sweep', 'warmth.toml', '--csv', '--vary', 'phase[0].ambient_c=15..45:5',
+                                  '--vary', f'user.habit={",".join(HABITS)}').splitlines())
+    runs = {(row['phase[0].ambient_c'], row['user.habit']): row for row in rows}
+    figures = {'stress hours': 'end.stress_h', 'above 4.3 V': 'end.high_h', 'capacity left': 'end.capacity_left_pct'}
+    yield ['air', *(f'{habit}: {name}' for habit in HABITS for name in figures)]
+    for warmth in dict.fromkeys(warmth for warmth, _ in runs):
+        yield [f'{warmth} °C', *(f'{float(runs[warmth, habit][key]):.2f} %' if key.endswith('_pct') else
+                                 f'{float(runs[warmth, habit][key]):.0f} h'
+                                 for habit in HABITS for key in figures.values())]
+
+
 def main():
     arguments = argparse.ArgumentParser(description=__doc__.split('\n', maxsplit=1)[0])
     arguments.add_argument('vorn_lab')
@@ -189,7 +216,8 @@ def main():
     with tempfile.TemporaryDirectory() as directory:
         lab = Phones(given.vorn_lab, directory)
         curve = lab.curve()
-        lines = markdown(sampling_table(lab, curve)) + [''] + markdown(drift_table(lab, curve))
+        tables = (sampling_table(lab, curve), drift_table(lab, curve), warmth_table(lab))
+        lines = [line for table in tables for line in [*markdown(table), '']]
     print_or_check(lines, given.check)
 
 

@@ -56,9 +56,9 @@ def fault_of(path, before, after):
     return Fault(path, line + 1, source.split('\n')[line].strip(), after, 1, start, start + len(before), after), source
 
 
-def diff(lab, *words):
+def diff(*command):
     begin = time.monotonic()
-    done = subprocess.run([lab, 'diff', *words], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
+    done = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
     return done.returncode, done.stdout, time.monotonic() - begin
 
 
@@ -74,13 +74,13 @@ def main():
             program = lab_with(fault, source, sound, aside)
             if program is None:
                 fail(f'{path} does not compile with {after}')
-            status, text, seconds = diff(lab, lab, str(program), str(GALLERY))
+            status, text, seconds = diff(lab, 'diff', lab, str(program), str(GALLERY))
         head = '\n'.join(text.split('\n')[:FIRST_LINES])
         is_named = status == 1 and re.search(words, head) is not None
         missed += not is_named
         print(f'== {what}: {path}: {before} -> {after}\n{head}\n-- {"named" if is_named else "NOT NAMED"}, {seconds:.1f} s\n',
               flush=True)
-    status, text, seconds = diff(lab, lab, lab, str(GALLERY), '--always', '--exact')
+    status, text, seconds = diff(lab, 'diff', lab, lab, str(GALLERY), '--always', '--exact')
     print(f'== nothing\n{text}-- {seconds:.1f} s')
     sys.exit(0 if missed == 0 and status == 0 else 1)
 

@@ -21,6 +21,7 @@
 #include "lab/io/text.h"
 #include "lab/io/unfinished_files.h"
 #include "lab/report/provenance.h"
+#include "lab/session/daemon_seat.h"
 #include "lab/session/session.h"
 
 namespace lab {
@@ -95,7 +96,8 @@ std::string usage_message(const CLI::App& app, const CLI::ParseError& error) {
 // For a person, and for a comparison that wants to know what two builds have in common.
 std::string version_text() {
     const build_identity& build = this_build();
-    return "vorn-lab " + program_text() + "\ndaemon " + build.daemon + "\nlab " + build.lab;
+    return "vorn-lab " + program_text() + "\ndaemon " + build.daemon + "\nlab " + build.lab + "\nwire " +
+           std::to_string(DAEMON_WIRE_VERSION);
 }
 
 int run(CLI::App& app, int argc, const char* const* argv) {

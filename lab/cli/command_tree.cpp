@@ -7,7 +7,8 @@ std::vector<const CLI::App*> commands_of(const CLI::App& app) {
 }
 
 std::vector<const CLI::Option*> options_of(const CLI::App& app) {
-    return app.get_options([](const CLI::Option* each) { return !each->get_positional(); });
+    return app.get_options(
+        [](const CLI::Option* each) { return !each->get_positional() && !each->get_group().empty(); });
 }
 
 std::vector<const CLI::Option*> arguments_of(const CLI::App& app) {

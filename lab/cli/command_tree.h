@@ -10,7 +10,7 @@ namespace lab {
 // The commands directly under `app`, those hidden from --help left out.
 std::vector<const CLI::App*> commands_of(const CLI::App& app);
 
-std::vector<const CLI::Option*> options_of(const CLI::App& app);    // options and flags
+std::vector<const CLI::Option*> options_of(const CLI::App& app);    // options and flags that the help lists
 std::vector<const CLI::Option*> arguments_of(const CLI::App& app);  // positional
 
 // "--record" and "-r", as far as there are such names.

@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <memory>
 
+#include "lab/cli/daemon_option.h"
 #include "lab/cli/help_format.h"
 
 namespace lab {
@@ -22,6 +23,7 @@ void add_commands(CLI::App& app) {
     add_curves_command(app);
     add_state_command(app);
     add_metrics_command(app);
+    add_daemon_wire_command(app);
     add_completion_command(app);
 }
 

@@ -1,6 +1,7 @@
 #include "lab/cli/help_format.h"
 
 #include <sstream>
+#include <utility>
 
 namespace lab {
 
@@ -29,6 +30,12 @@ std::string help_format::make_subcommand(const CLI::App* command) const {
     CLI::detail::format_help(out, command->get_name(),
                              wrapped(command->get_description(), HELP_WIDTH - NAME_WIDTH), NAME_WIDTH);
     return out.str();
+}
+
+std::string help_format::make_help(const CLI::App* command, std::string name, CLI::AppFormatMode mode) const {
+    std::string text = CLI::Formatter::make_help(command, std::move(name), mode);
+    while (text.ends_with("\n\n\n")) text.pop_back();  // where options are left out
+    return text;
 }
 
 std::string help_format::make_description(const CLI::App* command) const {

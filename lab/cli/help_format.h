@@ -17,6 +17,7 @@ class help_format : public CLI::Formatter {
 
     std::string make_option_desc(const CLI::Option* option) const override;
     std::string make_subcommand(const CLI::App* command) const override;
+    std::string make_help(const CLI::App* command, std::string name, CLI::AppFormatMode mode) const override;
     std::string make_description(const CLI::App* command) const override;
 
   private:

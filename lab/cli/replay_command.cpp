@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "lab/cli/commands.h"
+#include "lab/cli/daemon_option.h"
 #include "lab/cli/outputs.h"
 #include "lab/cli/progress_bar.h"
 #include "lab/compare/run_json.h"
@@ -136,6 +137,7 @@ void add_replay_command(CLI::App& app) {
     command.add_flag("--log", options->shows_log,
                      "Print every log line, record and write instead of the story");
     command.add_flag("--json", options->prints_json, "Print the result as JSON (docs/formats.md)");
+    add_daemon_option(command);
     command.add_flag("--all", options->shows_routine,
                      "Show routine decisions too; in the log, each file not found");
     command.callback([options] { replay(*options); });

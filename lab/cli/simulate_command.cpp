@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "lab/cli/commands.h"
+#include "lab/cli/daemon_option.h"
 #include "lab/cli/outputs.h"
 #include "lab/cli/progress_bar.h"
 #include "lab/compare/process_pool.h"
@@ -247,6 +248,7 @@ void add_simulate_command(CLI::App& app) {
     command.add_option("--set", options->overrides, "Replace a value: cell.soc_pct=20, phase.*.load_mw=300")
         ->type_name("KEY=VALUE")
         ->allow_extra_args(false);
+    add_daemon_option(command);
     command.add_flag("--all", options->shows_routine, "Show routine decisions too");
     command.add_flag("--json", options->prints_json, "Print the results as JSON (docs/formats.md)");
     command.add_flag("--quiet", options->is_quiet, "Only say whether the expectations hold");

@@ -17,6 +17,7 @@
 #include "lab/io/input_file.h"
 #include "lab/io/text.h"
 #include "lab/io/work_folder.h"
+#include "lab/session/daemon_seat.h"
 
 namespace lab {
 
@@ -41,8 +42,13 @@ struct program_end {
     stream("/out", STDOUT_FILENO);
     stream("/err", STDERR_FILENO);
     if (!how.time_zone.empty()) ::setenv("TZ", how.time_zone.c_str(), 1);
-    std::vector<char*> words{const_cast<char*>(build.program.c_str())};
+    const std::string& program = build.lab.empty() ? build.program : build.lab;
+    std::vector<char*> words{const_cast<char*>(program.c_str())};
     for (const std::string& each : how.words) words.push_back(const_cast<char*>(each.c_str()));
+    if (!build.lab.empty()) {
+        words.push_back(const_cast<char*>("--daemon"));
+        words.push_back(const_cast<char*>(build.program.c_str()));
+    }
     words.push_back(nullptr);
     ::execv(words[0], words.data());
     ::_exit(CANNOT_RUN);
@@ -90,16 +96,26 @@ other_build identify(const std::string& name, const std::string& program) {
     if (::access(program.c_str(), X_OK) != 0) throw input_error(called + ": " + std::strerror(errno));
     const work_folder folder;
     // A program is named by a path: a bare name would be looked for in this folder only.
-    other_build build{name, program, {}};
+    other_build build{name, program, {}, {}, {}};
     const program_end end = run_program(build, {{"--version"}, "", folder.path()});
     if (end.status != 0 || !end.output.starts_with("vorn-lab "))
         throw input_error(called + ": is no vorn-lab");
     build.identity.version = line_after(end.output, "vorn-lab ");
     build.identity.daemon = line_after(end.output, "daemon ");
     build.identity.lab = line_after(end.output, "lab ");
+    build.wire = line_after(end.output, "wire ");
     if (!is_digest(build.identity.daemon) || !is_digest(build.identity.lab))
         throw input_error(called + ": too old: --version tells no digests of its code");
     return build;
+}
+
+void require_wire(const other_build& build) {
+    const std::string wanted = std::to_string(DAEMON_WIRE_VERSION);
+    if (build.wire == wanted) return;
+    const std::string has = build.wire.empty() ? "no wire" : "wire " + on_one_line(build.wire);
+    throw input_error(build.name + ": " + for_message(build.program) +
+                      ": its daemon cannot run in another lab: it has " + has + ", this vorn-lab wire " +
+                      wanted + " (diff --only-traces compares what the code decides without it)");
 }
 
 run_result run_build(const other_build& build, build_words how) {

@@ -14,10 +14,15 @@ struct other_build {
     std::string name;  // "OLD", for messages
     std::string program;
     build_identity identity;
+    std::string wire;  // version of what its daemon and another lab say to each other; empty: it has none
+    std::string lab;   // the program whose lab its daemon runs in; empty: its own
 };
 
 // Asks the program who it is. Throws input_error for one that cannot be run, is no vorn-lab, or tells no digests.
 other_build identify(const std::string& name, const std::string& program);
+
+// Throws input_error when its daemon cannot be run in this program's lab.
+void require_wire(const other_build& build);
 
 struct build_words {
     std::vector<std::string> words;  // after the program's name

@@ -18,6 +18,10 @@ constexpr std::size_t MOST_CAUSES = 10;
 constexpr std::size_t MOST_NAMED = 2;  // inputs
 constexpr int FEATURE_WIDTH = 17;
 
+constexpr const char* LAB_DIFFERS =
+    ": the phone may differ by the lab alone; --daemon runs OLD's daemon in NEW's lab, "
+    "--only-traces leaves the phone out";
+
 std::string head(const build_comparison& of) {
     const comparison_plan& plan = of.plan;
     const auto codes = [](bool is_same, const std::string& was, const std::string& is) {
@@ -27,9 +31,9 @@ std::string head(const build_comparison& of) {
     print(text, "daemon %s, lab %s%s\n",
           codes(plan.has_same_daemon(), plan.before.identity.daemon, plan.after.identity.daemon).c_str(),
           codes(plan.has_same_lab(), plan.before.identity.lab, plan.after.identity.lab).c_str(),
-          plan.has_same_lab() || of.is_same_code ? ""
-          : plan.only_traces                     ? ""
-                             : ": the phone may differ by the lab alone; --only-traces leaves it out");
+          !plan.before.lab.empty()                                     ? " (OLD's daemon in NEW's lab)"
+          : plan.has_same_lab() || of.is_same_code || plan.only_traces ? ""
+                                                                       : LAB_DIFFERS);
     return text;
 }
 

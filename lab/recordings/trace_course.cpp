@@ -50,7 +50,7 @@ std::vector<std::string> trace_course::truth_names() const {
     return {std::string(TRUE_SOC_COLUMN)};
 }
 
-void trace_course::truth(std::vector<double>& values) const {
+void trace_course::truth(const charge_limits& /*of*/, std::vector<double>& values) const {
     values.clear();
     if (reader_.has_true_soc()) values.push_back(row_.true_soc_pct);
 }

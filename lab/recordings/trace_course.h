@@ -33,7 +33,7 @@ class trace_course : public course {
 
     // A trace that knows better than the gauge has one column of truth.
     std::vector<std::string> truth_names() const override;
-    void truth(std::vector<double>& values) const override;
+    void truth(const charge_limits& of, std::vector<double>& values) const override;
 
     std::string save() const override;
     void load(const std::string& state) override;

@@ -21,7 +21,9 @@ class trace_writer : public course {
     bool next_cycle(virtual_device::device& device) override;
     bool has_more_boots() override { return course_.has_more_boots(); }
     std::vector<std::string> truth_names() const override { return course_.truth_names(); }
-    void truth(std::vector<double>& values) const override { course_.truth(values); }
+    void truth(const charge_limits& of, std::vector<double>& values) const override {
+        course_.truth(of, values);
+    }
     std::string save() const override;
     void load(const std::string& state) override;
     double progress() const override { return course_.progress(); }

@@ -1,12 +1,12 @@
 #include "lab/session/boot.h"
 
+#include <memory>
 #include <stdexcept>
 #include <unistd.h>
 #include <utility>
 
-#include "core/daemon.h"
+#include "lab/session/daemon_seat.h"
 #include "lab/session/sampler.h"
-#include "lab/session/stress_gauge.h"
 
 namespace lab {
 
@@ -106,24 +106,22 @@ void send_clocks(wire::sender& to, const device& on) {
     to.end();
 }
 
-void run_cycles(course& device_course, device& on, boot_wishes wishes, wire::sender& to,
+void run_cycles(course& device_course, device& on, daemon_seat& daemon, boot_wishes wishes, wire::sender& to,
                 wire::shared_state& shared) {
     sampler nodes(on);
-    stress_gauge stress;
     cycle after;
     int until_progress = CYCLES_PER_PROGRESS;
     while (device_course.next_cycle(on)) {
         // Before the cycle, so that a crash in it can be placed.
         shared.elapsed_s = on.elapsed_s;
         shared.source_line = device_course.source_line();
-        daemon_cycle();
+        daemon.run_cycle();
         if (wishes.state || wishes.samples) {
             after.elapsed_s = on.elapsed_s;
             after.real_time_s = on.real_time_s;
-            after.daemon = read_daemon_columns();
-            after.stress_h = stress.read();
+            const charge_limits limits = daemon.read(after);
             if (wishes.samples) after.seen = nodes.read();
-            device_course.truth(after.truth);
+            device_course.truth(limits, after.truth);
             wire::send_cycle(to, after);
         } else if (wishes.cycles) {
             send_clocks(to, on);
@@ -139,13 +137,14 @@ void run_cycles(course& device_course, device& on, boot_wishes wishes, wire::sen
 void run_course(course& device_course, device& on, boot_wishes wishes, wire::sender& to,
                 wire::shared_state& shared) {
     effect_sender effects{to, on};
+    const std::unique_ptr<daemon_seat> daemon = take_seat(on);
     const std::int64_t boot = device_course.begin_boot(on);
     if (wishes.events) on.told = {&effects, send_log, send_metric, send_property_set, send_write, nullptr};
     send_number(to, wire::kind::boot, boot);
     shared.source_line = device_course.source_line();
-    daemon_start();
+    daemon->start();
     shared.is_started = true;
-    run_cycles(device_course, on, wishes, to, shared);
+    run_cycles(device_course, on, *daemon, wishes, to, shared);
     on.told = {};
     send_result(to, on, device_course);
 }

@@ -23,6 +23,11 @@ struct device_image {
     }
 };
 
+// The charge that the daemon calls empty and full, as voltages at rest.
+struct charge_limits {
+    std::int32_t bottom_mv = 0, top_mv = 0;
+};
+
 // What happens to the device from cycle to cycle: a recorded trace, or a simulated phone.
 // Lives in the child; its state crosses boots through save() and load().
 class course {
@@ -40,7 +45,7 @@ class course {
 
     // Names and present values of the phone's own columns, to three decimals; none in a replay.
     virtual std::vector<std::string> truth_names() const { return {}; }
-    virtual void truth(std::vector<double>& /*values*/) const {}
+    virtual void truth(const charge_limits& /*of*/, std::vector<double>& /*values*/) const {}
 
     // Everything begin_boot and next_cycle depend on, as bytes.
     virtual std::string save() const = 0;

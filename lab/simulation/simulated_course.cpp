@@ -5,7 +5,6 @@
 #include <cstring>
 #include <type_traits>
 
-#include "charge_mgr/charge_mgr.h"
 #include "lab/io/error.h"
 #include "lab/state/state_layout.h"
 
@@ -208,7 +207,7 @@ std::vector<std::string> simulated_course::truth_names() const {
     return {truth_column_names.begin(), truth_column_names.end()};
 }
 
-void simulated_course::truth(std::vector<double>& values) const {
+void simulated_course::truth(const charge_limits& of, std::vector<double>& values) const {
     const phone::phone_state& phone = model_.state();
     // Three decimals are enough for any use, and short in a file.
     const auto rounded = [](double value) {
@@ -224,8 +223,8 @@ void simulated_course::truth(std::vector<double>& values) const {
         rounded(phone.ageing.health.resistance * 100),
         static_cast<double>(world_.around().charger),
         static_cast<double>(world_.now().screen),
-        rounded(level_.pct(model_.battery(), phone.cell.soc, model_.temperature_c(),
-                           charge_mgr__get_bot_of_charge_mv(), charge_mgr__get_top_of_charge_mv())),
+        rounded(
+            level_.pct(model_.battery(), phone.cell.soc, model_.temperature_c(), of.bottom_mv, of.top_mv)),
         rounded(phone.throughput_mah / 2 / scenario_.phone.cell.capacity_mah)};
     values.assign(now.begin(), now.end());
 }

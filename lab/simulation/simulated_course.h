@@ -32,7 +32,7 @@ class simulated_course : public course {
     bool has_more_boots() override { return !state_.is_over; }
 
     std::vector<std::string> truth_names() const override;
-    void truth(std::vector<double>& values) const override;
+    void truth(const charge_limits& of, std::vector<double>& values) const override;
 
     std::string save() const override;
     void load(const std::string& state) override;

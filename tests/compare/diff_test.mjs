@@ -23,6 +23,7 @@ function build(name, ...branches) {
     chmodSync(at(name), 0o755);
     return at(name);
 }
+const HISTOGRAM = "mnt/vendor/nvcfg/vorn/batt_stress";
 const leftovers = () => readdirSync(tmpdir()).filter((name) => name.startsWith("vorn-lab-work-"));
 
 test("a build does nothing else than itself, whether it had to run or not", () => {
@@ -169,6 +170,32 @@ test("what both builds have run to the same end is skipped by name, until anythi
     const [first, again] = [lab(...worse), lab(...worse, "--changed-only")];
     assert.equal(again.stdout.replace(/ of 1 /, " of 2 ").replace(/skipped: 1 of 2.*\n|\nSkipped, as [^]*/g, ""), first.stdout);
     assert.match(again.stdout, /\nskipped: 1 of 2, named below\n[^]*\nSkipped, as both builds' .* same\n {2}\.:\n {4}t\.csv\n$/);
+});
+
+test("another build's daemon runs in this lab as in its own", () => {
+    put("weak.toml", `${WEAK}[[event]]\nat = "9 h"\ndo = "reboot"\n[[event]]\nat = "10 h"\ndo = "fail"\ncall = "write"\ntarget = "batt_stress"\nfor = "1 h"\n`);
+    const outputs = (name) => ["--events", `${name}.jsonl`, "--series", `${name}.csv`, "--samples", "--trace", `${name}.t`, "--save-root", name];
+    const other = build("old", OTHER_DAEMON, OTHER_PHONE);
+    labMust("simulate", "--quiet", "weak.toml", ...outputs("here"));
+    labMust("simulate", "--quiet", "weak.toml", ...outputs("there"), "--daemon", other);
+    for (const end of [".jsonl", ".csv", ".t", `/${HISTOGRAM}`]) assert.ok(get(`here${end}`) === get(`there${end}`), end);
+    assert.equal(JSON.parse(labMust("replay", "here.t", "--json", "--daemon", other)).build.daemon, "00000000000000ff");
+    const apart = lab("diff", "--daemon", other, LAB, "weak.toml");
+    assert.equal(apart.status, 0, apart.stdout);
+    assert.match(apart.stdout, /^daemon 00000000000000ff -> .*, lab same \(OLD's daemon in NEW's lab\)\n/);
+    const version = (line) => `--version) "$lab" --version | sed -e "${line}" -e "s/^daemon .*/daemon 00000000000000fe/" ;;`;
+    for (const [line, why] of [
+        ["s/^wire .*/wire 2/", /OLD: .*it has wire 2, this vorn-lab wire 1 \(diff --only-traces/],
+        ["/^wire/d", /OLD: .*it has no wire, this vorn-lab wire 1/],
+    ])
+        assert.match(labRefuses("diff", "--daemon", build("wire", version(line)), LAB, "weak.toml"), why);
+    const mute = build("mute", OTHER_DAEMON, "daemon-wire) exit 0 ;;");
+    assert.match(labRefuses("simulate", "--quiet", "weak.toml", "--daemon", mute), /mute: its daemon cannot be run in another lab/);
+    const dies = build("dies", OTHER_DAEMON, String.raw`daemon-wire) printf 'vorn\1\0\0\0' >&$2; kill -SEGV $$ ;;`);
+    const died = lab("simulate", "weak.toml", "--daemon", dies);
+    assert.equal(died.status, 1);
+    assert.match(died.stdout + died.stderr, /daemon crashed|SIGSEGV/i);
+    assert.match(labRefuses("daemon-wire", "77"), /is for another vorn-lab to start/);
 });
 
 test("over seeds the pairs are compared, and few pairs show nothing", () => {

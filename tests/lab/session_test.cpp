@@ -46,7 +46,9 @@ class desk_course : public lab::course {
     }
     bool has_more_boots() override { return boot_ < boots; }
     std::vector<std::string> truth_names() const override { return {"soc"}; }
-    void truth(std::vector<double>& values) const override { values.assign(1, 0.5 * cycle_); }
+    void truth(const lab::charge_limits& /*of*/, std::vector<double>& values) const override {
+        values.assign(1, 0.5 * cycle_);
+    }
     std::string save() const override { return std::to_string(boot_); }
     void load(const std::string& state) override { boot_ = std::stoll(state); }
     std::string source_name() const override { return "desk"; }

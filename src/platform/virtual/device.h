@@ -76,6 +76,9 @@ class device {
     file& at(std::string_view path);
     file* find(std::string_view path);  // null when never mentioned
 
+    // All that were ever mentioned, by descriptor.
+    const std::vector<file*>& files() const { return by_descriptor_; }
+
     // All files that exist under the two directories, in path order.
     std::vector<const file*> state_files() const;
 

@@ -8,6 +8,7 @@
 
 #include "lab/io/descriptor.h"
 #include "lab/io/narrow_stream.h"
+#include "lab/io/unfinished_files.h"
 
 namespace lab {
 
@@ -18,12 +19,11 @@ constexpr std::chrono::milliseconds PERIOD(200);
 constexpr std::size_t WIDEST = 50;
 constexpr std::size_t NARROWEST = 4;
 constexpr std::size_t USUAL_COLUMNS = 80;
-constexpr const char* WIPE_LINE = "\r\033[K";
 
 // Past std::cerr, which lets no such order through. A bar that cannot be drawn is no loss.
 void draw(const std::string& line) {
     std::cerr.flush();
-    (void)write_all(STDERR_FILENO, WIPE_LINE + line);
+    (void)write_all(STDERR_FILENO, std::string(WIPE_LINE) + line);
 }
 
 bool can_wipe() {
@@ -50,12 +50,14 @@ progress_bar::progress_bar()
 void progress_bar::wipe() {
     if (is_shown_) draw("");
     is_shown_ = false;
+    remember_bar(false);
 }
 
 void progress_bar::on_progress(double share) {
     if (!is_on_terminal_ || share < 0 || std::chrono::steady_clock::now() < next_) return;
     next_ = std::chrono::steady_clock::now() + PERIOD;
     is_shown_ = true;
+    remember_bar(true);
     const std::size_t columns = columns_of_terminal(STDERR_FILENO);  // each time: a window changes its size
     draw(bar_text(share, columns > 0 ? columns : USUAL_COLUMNS));
 }

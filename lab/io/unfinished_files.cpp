@@ -15,7 +15,8 @@ constexpr int ENDING_SIGNALS[] = {SIGINT, SIGTERM, SIGHUP, SIGPIPE, SIGXFSZ};
 
 // A handler may read it at any moment: each name is whole before it stands here, and gone from here before it is freed.
 std::array<std::atomic<char*>, 1024> names;
-static_assert(std::atomic<char*>::is_always_lock_free);
+std::atomic<bool> is_bar_shown;
+static_assert(std::atomic<char*>::is_always_lock_free && std::atomic<bool>::is_always_lock_free);
 
 // Only what may be called in a signal's handler.
 void clean_up(int signal) {
@@ -23,6 +24,7 @@ void clean_up(int signal) {
         const char* const name = each.load();
         if (name != nullptr) ::unlink(name);
     }
+    if (is_bar_shown) (void)!::write(STDERR_FILENO, WIPE_LINE.data(), WIPE_LINE.size());
     ::signal(signal, SIG_DFL);
     ::raise(signal);  // taken as soon as this returns, so that the parent sees how it ended
 }
@@ -45,6 +47,10 @@ void remember_unfinished(const std::string& name) {
         if (each.compare_exchange_strong(free_place, kept)) return;
     }
     std::free(kept);
+}
+
+void remember_bar(bool is_shown) {
+    is_bar_shown = is_shown;
 }
 
 void forget_unfinished(const std::string& name) {

@@ -187,6 +187,23 @@ test("who is killed leaves neither files nor children", async () => {
     }
 });
 
+test("who is killed leaves no bar on the terminal's line", () => {
+    put("x.toml", '[[phase]]\nfor = "90 years"\nload_mw = 300\ncharger = "wall"\n');
+    const script = `
+import os, pty, signal, sys
+child, terminal = pty.fork()
+if child == 0: os.execv(sys.argv[1], ["vorn-lab", "simulate", "--quiet", "x.toml"])
+shown = b""
+try:
+    while more := os.read(terminal, 1000):
+        if b"%" in more and b"%" not in shown: os.kill(child, signal.SIGTERM)
+        shown += more
+except OSError: pass # it ended
+sys.stdout.buffer.write(shown)`;
+    const done = spawnSync("python3", ["-c", script, process.env.VORN_LAB], { cwd: at("."), encoding: "utf8", env: { TERM: "xterm" } });
+    assert.match(done.stdout, /%\r\x1b\[K$/);
+});
+
 test("what goes to standard output flows while the run goes on", async () => {
     put("x.toml", '[[phase]]\nfor = "20 years"\nload_mw = 300\n');
     const lab = spawn(process.env.VORN_LAB, ["simulate", "x.toml", "--series", "-"], { cwd: at("."), stdio: ["ignore", "pipe", "ignore"] });

@@ -256,7 +256,9 @@ void archive_walk::walk_archive(const std::string& name, peeked_stream& peeked, 
             continue;
         }
         entry_stream stream(*archive, *this);
+        is_out_of_gzip_ = is_alone;
         walk_content(member, stream, depth + 1);
+        is_out_of_gzip_ = false;
     }
 }
 

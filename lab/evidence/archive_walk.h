@@ -41,6 +41,9 @@ class archive_walk {
     // The same for bytes that are there already.
     void walk_stream(const std::string& name, byte_stream& content);
 
+    // Whether the file at hand came out of a gzip that holds nothing else, whose name it keeps.
+    bool is_out_of_gzip() const { return is_out_of_gzip_; }
+
   private:
     class host_stream;
     class given_stream;
@@ -60,6 +63,7 @@ class archive_walk {
     progress_handler progress_;
     walk_limits limits_;
     std::uint64_t members_ = 0;
+    bool is_out_of_gzip_ = false;
     std::uint64_t bytes_in_ = 0;
     std::uint64_t bytes_out_ = 0;
     std::uint64_t size_of_inputs_ = 0;

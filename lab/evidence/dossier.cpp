@@ -115,11 +115,11 @@ class reader {
   public:
     reader(dossier& into, std::string input) : into_(into), input_(std::move(input)) {}
 
-    void take(const std::string& name, peeked_stream& bytes) {
+    void take(const std::string& name, peeked_stream& bytes, bool is_out_of_gzip) {
         const auto number = static_cast<std::uint32_t>(into_.sources.size());
         into_.sources.push_back({shown(name), "", source_state::read, "", 0});
         try {
-            into_.sources[number].note = note_on(name.empty() ? input_ : name);
+            if (!is_out_of_gzip) into_.sources[number].note = note_on(name.empty() ? input_ : name);
             take_content(name, bytes, number);
         } catch (const broken_stream& broken) {
             into_.sources[number].state = source_state::in_part;
@@ -287,9 +287,9 @@ void read_by(const std::string& input, dossier& into, walk_limits limits,
              const std::function<void(archive_walk&)>& walk) {
     reader to(into, input == "-" ? "standard input" : input);
     into.input += (into.input.empty() ? "" : ", ") + input;
-    archive_walk walker([&](const std::string& name, peeked_stream& bytes) { to.take(name, bytes); },
-                        [&](const std::string& name, const std::string& why) { to.trouble(name, why); },
-                        limits);
+    archive_walk walker(
+        [&](const std::string& name, peeked_stream& bytes) { to.take(name, bytes, walker.is_out_of_gzip()); },
+        [&](const std::string& name, const std::string& why) { to.trouble(name, why); }, limits);
     walk(walker);
 }
 

@@ -22,6 +22,7 @@ test("every packing of a bug report gives byte for byte the same story", () => {
     for (const form of ["renamed.zip", "folder", "report.tar.gz", "nested.zip"]) assert.equal(labMust("story", `br/${form}`), whole, form);
     const text = labMust("story", "br/report.txt");
     assert.match(lab("story", "br/text.zip").stderr, /\(text in a \.zip: taken as text\)/);
+    assert.doesNotMatch(lab("story", "br/report.txt.gz").stderr, /taken as/);
     for (const form of ["text.zip", "report.txt.gz", "utf16.txt", "crlf.txt"]) assert.equal(labMust("story", `br/${form}`), text, form);
     assert.equal(labMust("story", "br/report.txt", "br/root"), whole, "the text, and the files pulled by themselves");
     assert.equal(labWith(readFileSync(at("br/report.tar.gz")), "story", "-").stdout, whole);

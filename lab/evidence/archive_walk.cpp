@@ -52,7 +52,7 @@ class archive_walk::host_stream : public byte_stream {
             const ssize_t got = ::read(descriptor_, buffer, size);
             if (got < 0 && errno == EINTR) continue;
             if (got < 0) throw broken_stream(std::strerror(errno));
-            walk_.bytes_in_ += static_cast<std::uint64_t>(got);
+            walk_.note_bytes_in(static_cast<std::uint64_t>(got));
             if (walk_.progress_) walk_.progress_(walk_.bytes_in_, walk_.size_of_inputs_);
             return static_cast<std::size_t>(got);
         }
@@ -73,7 +73,7 @@ class archive_walk::given_stream : public byte_stream {
     given_stream(byte_stream& of, archive_walk& walk) : of_(of), walk_(walk) {}
     std::size_t read(char* buffer, std::size_t size) override {
         const std::size_t got = of_.read(buffer, size);
-        walk_.bytes_in_ += got;
+        walk_.note_bytes_in(got);
         return got;
     }
 
@@ -154,6 +154,12 @@ void archive_walk::count_member() {
     members_ += 1;
     if (members_ > limits_.members)
         throw limit_passed("more than " + std::to_string(limits_.members) + " members: the rest is not read");
+}
+
+void archive_walk::note_bytes_in(std::uint64_t count) {
+    bytes_in_ += count;
+    if (bytes_in_ > limits_.bytes)
+        throw limit_passed("larger than " + std::to_string(limits_.bytes) + " bytes: the rest is not read");
 }
 
 void archive_walk::note_bytes_out(std::uint64_t count) {

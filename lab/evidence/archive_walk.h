@@ -56,6 +56,7 @@ class archive_walk {
     void walk_archive(const std::string& name, peeked_stream& peeked, byte_stream& content,
                       std::uint32_t depth);
     void count_member();
+    void note_bytes_in(std::uint64_t count);
     void note_bytes_out(std::uint64_t count);
 
     file_handler handle_;

@@ -92,6 +92,8 @@ TEST(ArchiveWalk, StopsAtEachLimitAndSaysSo) {
     EXPECT_EQ(walk(gzipped(alike), {}).troubles, strings{}) << "deflate alone does no harm";
     EXPECT_EQ(walk(gzipped(alike), {.bytes = 30'000'000}).troubles,
               strings{"unpacks to more than 30000000 bytes: the rest is not read"});
+    EXPECT_EQ(walk(alike, {.bytes = 30'000'000}).troubles,
+              strings{"larger than 30000000 bytes: the rest is not read"});
     EXPECT_EQ(walk(gzipped(gzipped(alike)), {}).troubles,
               strings{"unpacks to more than 1100 times its size: the rest is not read"});
 

@@ -57,7 +57,8 @@ struct checked_device {
 };
 
 void print_json(const checked_device& of, const std::string& assumed, bool is_one_of_many) {
-    nlohmann::ordered_json object{{"program", program_json()}, {"assumed", assumed}};
+    nlohmann::ordered_json object = document_head("vorn-lab/check/1");
+    object["assumed"] = assumed;
     if (is_one_of_many) object["device"] = without_personal(of.device->input);
     object["contradictions"] = of.device->contradictions;
     object["findings"] = findings_json(of.findings);

@@ -60,7 +60,7 @@ void show(const state_options& options) {
             const stored_state state = read_stored_state(path);
             append(damage, damage_in(state));
             if (options.as_json) {
-                shown.push_back({{"program", program_json()}});
+                shown.push_back(document_head("vorn-lab/state/1"));
                 shown.back().update(show_as_json(state));
             } else {
                 std::cout << show_as_text(state);
@@ -77,9 +77,13 @@ void show(const state_options& options) {
 
 void diff(const state_options& options) {
     const auto changes = compare_states(read_stored_state(options.before), read_stored_state(options.after));
-    std::cout << (options.as_json
-                      ? json_text({{"program", program_json()}, {"changes", changes_as_json(changes)}})
-                      : changes_as_text(changes));
+    if (options.as_json) {
+        auto all = document_head("vorn-lab/state-diff/1");
+        all["changes"] = changes_as_json(changes);
+        std::cout << json_text(all);
+    } else {
+        std::cout << changes_as_text(changes);
+    }
     if (!changes.empty()) throw answer_is_no("");  // the differences have been told
 }
 

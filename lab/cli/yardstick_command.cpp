@@ -3,11 +3,12 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
-#include <filesystem>
 #include <iostream>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "battery/vendor_table.h"
@@ -17,6 +18,7 @@
 #include "lab/io/output_file.h"
 #include "lab/io/text.h"
 #include "lab/report/line_page.h"
+#include "lab/report/provenance.h"
 #include "lab/yardstick/yardstick.h"
 
 namespace lab {
@@ -26,7 +28,7 @@ namespace {
 struct yardstick_options {
     std::vector<std::string> traces;
     std::string toc, vendor = "ATL", page;
-    bool runs_drives = false;
+    bool runs_drives = false, prints_json = false;
 };
 
 std::optional<std::int32_t> toc_of(const std::string& text) {
@@ -48,7 +50,7 @@ void check_vendor(const std::string& name) {
 }
 
 // Few enough to draw; the greatest of each stretch stays.
-void thin(std::vector<std::pair<double, double>>& points) {
+std::vector<std::pair<double, double>> thinned(const std::vector<std::pair<double, double>>& points) {
     constexpr std::size_t MOST = 1500;
     const std::size_t stretch = points.size() / MOST + 1;
     std::vector<std::pair<double, double>> kept;
@@ -59,16 +61,13 @@ void thin(std::vector<std::pair<double, double>>& points) {
         }
         kept.push_back(greatest);
     }
-    points = std::move(kept);
+    return kept;
 }
 
-line_chart chart_of(const std::string& path, std::vector<yardstick::recorded_errors> errors) {
-    line_chart chart{
-        std::filesystem::path(path).stem().string() + ": estimate less reference, %", "hours", {}};
-    for (auto& each : errors) {
-        thin(each.estimate_pct);
-        chart.lines.push_back({each.name, std::move(each.estimate_pct)});
-    }
+line_chart chart_of(const yardstick::recording_result& of) {
+    line_chart chart{of.name + ": estimate less reference, %", "hours", {}};
+    for (const auto& each : of.runs)
+        chart.lines.push_back({each.rows + ", " + each.start, thinned(each.errors_pct)});
     return chart;
 }
 
@@ -82,24 +81,39 @@ text_table lines_of(const std::string& text) {
     return table;
 }
 
-void measure(const yardstick_options& options) {
+void check(const yardstick_options& options) {
     if (options.traces.empty() && !options.runs_drives)
         throw input_error("yardstick: neither a TRACE nor --drives");
     if (options.traces.empty() && !options.page.empty())
         throw input_error("--report: there is no TRACE to draw");
-    const auto toc_mv = toc_of(options.toc);
+    if (options.prints_json && options.runs_drives)
+        throw input_error("--json: of traces only, not of --drives");
+    if (options.prints_json && options.page == "-")
+        throw input_error("--json: standard output is taken already");
     check_vendor(options.vendor);
-    std::optional<output_file> page;
     for (const std::string& each : options.traces)
         require_distinct_files({{"TRACE", each}}, {{"--report", options.page}});
+}
+
+std::string document_of(const std::vector<yardstick::recording_result>& results) {
+    auto all = document_head("vorn-lab/yardstick/1");
+    all["recordings"] = nlohmann::ordered_json::array();
+    for (const auto& each : results) all["recordings"].push_back(yardstick::json_of(each));
+    return all.dump(1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+}
+
+void measure(const yardstick_options& options) {
+    check(options);
+    const auto toc_mv = toc_of(options.toc);
+    std::optional<output_file> page;
     if (!options.page.empty()) page.emplace(options.page);
     std::string text = options.runs_drives ? yardstick::drives_table() : "";
+    std::vector<yardstick::recording_result> results;
     std::vector<line_chart> charts;
     for (const std::string& each : options.traces) {
-        std::vector<yardstick::recorded_errors> errors;
-        text +=
-            (text.empty() ? "" : "\n") + yardstick::recording_table({each, options.vendor, toc_mv}, errors);
-        charts.push_back(chart_of(each, std::move(errors)));
+        results.push_back(yardstick::measure_recording({each, options.vendor, toc_mv}));
+        text += (text.empty() ? "" : "\n") + yardstick::text_of(results.back());
+        charts.push_back(chart_of(results.back()));
     }
     if (page) {
         page->write(line_page("How good the estimate is", "How far the estimate was off, over time.", charts,
@@ -107,7 +121,7 @@ void measure(const yardstick_options& options) {
         page->finish();
         page->commit();
     }
-    if (options.page != "-") std::cout << text << std::flush;
+    if (options.page != "-") std::cout << (options.prints_json ? document_of(results) : text) << std::flush;
 }
 
 }  // namespace
@@ -122,6 +136,7 @@ void add_yardstick_command(CLI::App& app) {
     command.add_option("--vendor", options->vendor, "Whose curves it takes: ATL if not given")
         ->type_name("NAME");
     command.add_option("--report", options->page, "Write a page with the error over time")->type_name("FILE");
+    command.add_flag("--json", options->prints_json, "Print the figures as JSON (docs/formats.md)");
     command.callback([options] { measure(*options); });
 }
 

@@ -208,19 +208,20 @@ json evidence_json(const dossier& evidence, const evidence_story& told) {
                  {"first_difference", told.proof->first_difference},
                  {"likely_reasons", told.proof->likely_reasons}};
     }
-    return {{"program", program_json()},
-            {"proof", proof},
-            {"origin", told.origin},
-            {"clock", told.clock},
-            {"missing", told.missing},
-            {"contradictions", told.contradictions},
-            {"sources", sources},
-            {"other_sources", evidence.foreign_sources + evidence.empty_sources},
-            {"decisions", decisions},
-            {"top_of_charge_mv", held.toc_mv.empty() ? json(nullptr) : json(held.toc_mv)},
-            {"charging_stopped_by", held.stopped_by},
-            {"damaged", held.spoilt},
-            {"stress_hours", held.view ? json(held.view->stress_hours) : json(nullptr)}};
+    json all = document_head("vorn-lab/story/1");
+    all.update({{"proof", proof},
+                {"origin", told.origin},
+                {"clock", told.clock},
+                {"missing", told.missing},
+                {"contradictions", told.contradictions},
+                {"sources", sources},
+                {"other_sources", evidence.foreign_sources + evidence.empty_sources},
+                {"decisions", decisions},
+                {"top_of_charge_mv", held.toc_mv.empty() ? json(nullptr) : json(held.toc_mv)},
+                {"charging_stopped_by", held.stopped_by},
+                {"damaged", held.spoilt},
+                {"stress_hours", held.view ? json(held.view->stress_hours) : json(nullptr)}});
+    return all;
 }
 
 device_state state_at_end(const dossier& evidence, const evidence_story& told) {

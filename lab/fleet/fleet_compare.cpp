@@ -182,13 +182,12 @@ std::string comparison_json(const fleet_comparison& of) {
                                       {"unpaired_variance", each.unpaired_variance},
                                       {"worth_of_pairing", each.worth_of_pairing()}};
     };
-    nlohmann::ordered_json all{{"schema", "vorn-lab/fleet-comparison/1"},
-                               {"program", program_json()},
-                               {"phones", of.phones},
-                               {"effective", of.effective},
-                               {"left_out", of.left_out},
-                               {"unequal", of.unequal},
-                               {"varied", of.varied}};
+    nlohmann::ordered_json all = document_head("vorn-lab/fleet-comparison/1");
+    all.update({{"phones", of.phones},
+                {"effective", of.effective},
+                {"left_out", of.left_out},
+                {"unequal", of.unequal},
+                {"varied", of.varied}});
     all["figures"] = nlohmann::ordered_json::array({json_of_figure(of.lowered)});
     for (const figure_difference& each : of.figures) all["figures"].push_back(json_of_figure(each));
     return all.dump(1) + "\n";

@@ -34,8 +34,8 @@ std::string hexadecimal(const std::array<std::uint8_t, SHA256_DIGEST_SIZE>& byte
 
 }  // namespace
 
-nlohmann::ordered_json program_json() {
-    return {{"version", program_version}, {"commit", program_commit}};
+nlohmann::ordered_json document_head(std::string_view schema) {
+    return {{"schema", schema}, {"program", {{"version", program_version}, {"commit", program_commit}}}};
 }
 
 std::string program_text() {

@@ -11,8 +11,9 @@ extern const std::string_view program_version;  // of the project, for example "
 // The commit that the program was built from, with "-dirty" when files differed from it; empty when not known.
 extern const std::string_view program_commit;
 
-// The two, as every JSON says which build made it: {"version", "commit"}.
-nlohmann::ordered_json program_json();
+// What every JSON document begins with: {"schema", "program": {"version", "commit"}}. Keys may be added to a schema; what
+// is there keeps its name and meaning, or the schema's number rises.
+nlohmann::ordered_json document_head(std::string_view schema);
 // And in words: "1.0.0 (commit 4211baeeb37f)".
 std::string program_text();
 

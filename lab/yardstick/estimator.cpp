@@ -79,6 +79,10 @@ void score::add(double estimate_pct, double truth_pct) {
 }
 
 void score::append(std::string& out) const {
+    if (is_empty()) {
+        print(out, " %5s %5s %5s ", "-", "-", "-");
+        return;
+    }
     print(out, " %+5.1f %5.1f %5.1f ", sum_ / count_, sum_magnitude_ / count_, largest_);
 }
 

@@ -4,7 +4,8 @@
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
-#include <optional>
+#include <nlohmann/json.hpp>
+#include <utility>
 #include <vector>
 
 #include "charge_mgr/charge_mgr.h"
@@ -16,6 +17,8 @@
 #include "util/status.h"
 
 namespace lab::yardstick {
+
+using nlohmann::ordered_json;
 
 namespace {
 
@@ -136,59 +139,89 @@ std::uint64_t usual_spacing_s(const std::vector<row>& rows) {
     return spacings[spacings.size() / 2];
 }
 
-struct run_way {
-    const char* rows_name;
-    const char* start_name;
-    cell start;
-};
-
-void append_run(std::string& out, const recording& of, const std::vector<row>& rows, const run_way& way,
-                recorded_errors& errors) {
+recorded_run run_over(const std::vector<row>& rows, const recording_result& of, const std::string& vendor,
+                      const cell& start) {
     constexpr double HOUR_S = 3600;
-    score estimated;
-    score shown;
-    std::size_t refused = 0;
-    errors.name = std::string(way.rows_name) + ", " + way.start_name;
-    estimator::start(of.vendor.c_str(), *of.toc_mv, way.start);
+    recorded_run run;
+    estimator::start(vendor.c_str(), of.toc_mv, start);
     for (const row& each : rows) {
-        if (estimator::update(each.seen)) {
-            estimated.add(estimator::soc_pct(), each.level_pct);
-            shown.add(estimator::shown_pct(), each.level_pct);
-            errors.estimate_pct.emplace_back(static_cast<double>(each.seen.elapsed_s) / HOUR_S,
-                                             estimator::soc_pct() - each.level_pct);
-        } else {
-            refused += 1;
+        if (!estimator::update(each.seen)) {
+            run.refused += 1;
+            continue;
         }
+        run.estimated.add(estimator::soc_pct(), each.level_pct);
+        run.shown.add(estimator::shown_pct(), each.level_pct);
+        run.errors_pct.emplace_back(static_cast<double>(each.seen.elapsed_s) / HOUR_S,
+                                    estimator::soc_pct() - each.level_pct);
     }
-    const cell learnt = estimator::learnt();
-    print(out, "  %-12s %-9s", way.rows_name, way.start_name);
-    estimated.append(out);
-    shown.append(out);
-    print(out, " %8.0f %8.0f %8zu\n", learnt.resistance_mohm, learnt.capacity_as, refused);
+    run.learnt = estimator::learnt();
+    return run;
+}
+
+ordered_json json_of(const score& of) {
+    if (of.is_empty()) return nullptr;
+    return {{"mean_pct", of.mean_pct()},
+            {"mean_magnitude_pct", of.mean_magnitude_pct()},
+            {"greatest_pct", of.greatest_pct()}};
+}
+
+ordered_json json_of(const cell& of) {
+    return {{"resistance_mohm", of.resistance_mohm}, {"capacity_as", of.capacity_as}};
 }
 
 }  // namespace
 
-std::string recording_table(const recording& of, std::vector<recorded_errors>& errors) {
+recording_result measure_recording(const recording& of) {
     const std::vector<row> rows = read_rows(of.path);
-    const cell shown = shown_by(rows);
-    recording with_toc = of;
-    if (!of.toc_mv) with_toc.toc_mv = step_beside(rows);
+    recording_result result;
+    result.name = std::filesystem::path(of.path).stem().string();
+    result.rows = rows.size();
+    result.spacing_s = usual_spacing_s(rows);
+    result.shown = shown_by(rows);
+    result.toc_mv = of.toc_mv ? *of.toc_mv : step_beside(rows);
+    const std::vector<row> joined = every_ten_seconds(rows);
+    for (const auto& [name, way] : {std::pair("as recorded", &rows), std::pair("every 10 s", &joined)}) {
+        for (const auto& [start_name, start] :
+             {std::pair("defaults", DEFAULTS), std::pair("as shown", result.shown)}) {
+            result.runs.push_back(run_over(*way, result, of.vendor, start));
+            result.runs.back().rows = name;
+            result.runs.back().start = start_name;
+        }
+    }
+    return result;
+}
+
+std::string text_of(const recording_result& of) {
     std::string out;
-    print(out, "%s: %zu rows, usually %llu s apart; shows %.0f mOhm, %.0f As\n",
-          std::filesystem::path(of.path).stem().c_str(), rows.size(),
-          static_cast<unsigned long long>(usual_spacing_s(rows)), shown.resistance_mohm, shown.capacity_as);
+    print(out, "%s: %zu rows, usually %llu s apart; shows %.0f mOhm, %.0f As\n", of.name.c_str(), of.rows,
+          static_cast<unsigned long long>(of.spacing_s), of.shown.resistance_mohm, of.shown.capacity_as);
     print(out, "  %-12s %-9s %18s %18s %18s\n", "", "", "estimate, %", "shown, %", "at the end");
     print(out, "  %-12s %-9s %s %s %8s %8s %8s\n", "rows", "start", SCORE_COLUMNS, SCORE_COLUMNS, "mOhm",
           "As", "refused");
-    const std::vector<row> joined = every_ten_seconds(rows);
-    for (const run_way& way :
-         {run_way{"as recorded", "defaults", DEFAULTS}, run_way{"as recorded", "as shown", shown}})
-        append_run(out, with_toc, rows, way, errors.emplace_back());
-    for (const run_way& way :
-         {run_way{"every 10 s", "defaults", DEFAULTS}, run_way{"every 10 s", "as shown", shown}})
-        append_run(out, with_toc, joined, way, errors.emplace_back());
+    for (const recorded_run& each : of.runs) {
+        print(out, "  %-12s %-9s", each.rows.c_str(), each.start.c_str());
+        each.estimated.append(out);
+        each.shown.append(out);
+        print(out, " %8.0f %8.0f %8zu\n", each.learnt.resistance_mohm, each.learnt.capacity_as, each.refused);
+    }
     return out;
+}
+
+ordered_json json_of(const recording_result& of) {
+    auto runs = ordered_json::array();
+    for (const recorded_run& each : of.runs)
+        runs.push_back({{"rows", each.rows},
+                        {"start", each.start},
+                        {"estimated", json_of(each.estimated)},
+                        {"shown", json_of(each.shown)},
+                        {"learnt", json_of(each.learnt)},
+                        {"refused", each.refused}});
+    return {{"name", of.name},
+            {"rows", of.rows},
+            {"spacing_s", of.spacing_s},
+            {"toc_mv", of.toc_mv},
+            {"shows", json_of(of.shown)},
+            {"runs", runs}};
 }
 
 }  // namespace lab::yardstick

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <string>
 #include <utility>
@@ -38,8 +39,11 @@ cell learnt();
 class score {
   public:
     void add(double estimate_pct, double truth_pct);
-    void append(
-        std::string& out) const;  // mean (positive: too high), mean magnitude, largest: as SCORE_COLUMNS says
+    void append(std::string& out) const;  // as SCORE_COLUMNS says; blanks without an estimate
+    bool is_empty() const { return count_ == 0; }
+    double mean_pct() const { return sum_ / count_; }  // positive: too high
+    double mean_magnitude_pct() const { return sum_magnitude_ / count_; }
+    double greatest_pct() const { return largest_; }
 
   private:
     double sum_ = 0;
@@ -58,14 +62,28 @@ struct recording {
     std::optional<std::int32_t> toc_mv;  // if not the step next to the highest voltage
 };
 
-// One way to run the estimator over a recording, and how far it was off over time: hours and percent.
-struct recorded_errors {
-    std::string name;
-    std::vector<std::pair<double, double>> estimate_pct;
+// One way to run the estimator over a recording.
+struct recorded_run {
+    std::string rows, start;  // "every 10 s"; "defaults": what it begins with
+    score estimated, shown;
+    cell learnt;
+    std::size_t refused = 0;  // rows
+    // How far it was off over time: hours and percent.
+    std::vector<std::pair<double, double>> errors_pct;
 };
 
-// Of a recorded battery: a table, and the errors to draw. Throws input_error for a trace without a reference, and for one
-// that cannot be read.
-std::string recording_table(const recording& of, std::vector<recorded_errors>& errors);
+struct recording_result {
+    std::string name;
+    std::size_t rows = 0;
+    std::uint64_t spacing_s = 0;  // the usual one
+    cell shown;                   // as the recording itself shows it; 0 where it does not
+    std::int32_t toc_mv = 0;
+    std::vector<recorded_run> runs;
+};
+
+// Throws input_error for a trace without a reference, and for one that cannot be read.
+recording_result measure_recording(const recording& of);
+std::string text_of(const recording_result& of);  // a table
+nlohmann::ordered_json json_of(const recording_result& of);
 
 }  // namespace lab::yardstick

@@ -6,7 +6,7 @@ import { chmodSync, readdirSync } from "node:fs";
 import { tmpdir } from "node:os";
 import { test } from "node:test";
 import { inflateSync } from "node:zlib";
-import { at, get, lab, labMust, labRefuses, put } from "../support/lab.mjs";
+import { askAsDocumented, at, get, lab, labMust, labRefuses, put } from "../support/lab.mjs";
 
 const LAB = process.env.VORN_LAB;
 const WEAK = 'seed = 9\n[[phase]]\nfor = "26 h"\ncharger = "usb"\nload_mw = 1700\n[cell]\nsoc_pct = 40\n';
@@ -24,7 +24,6 @@ function build(name, ...branches) {
     return at(name);
 }
 const HISTOGRAM = "mnt/vendor/nvcfg/vorn/batt_stress";
-const leftovers = () => readdirSync(tmpdir()).filter((name) => name.startsWith("vorn-lab-work-"));
 
 test("a build does nothing else than itself, whether it had to run or not", () => {
     put("in/weak.toml", WEAK);
@@ -68,6 +67,8 @@ test("what is said in other words, and later, is told at its first moment", () =
     const other = build("new", OTHER_DAEMON, OTHER_WORDS);
     const { status, stdout } = lab("diff", LAB, other, "weak.toml");
     assert.equal(status, 1);
+    const [rows] = askAsDocumented("diff", lab("diff", "--json", LAB, other, "weak.toml").stdout);
+    assert.match(rows, /^charge timer\tStopped charging, later by 10 min 0 s\t1\n/);
     const lines = stdout.split("\n");
     assert.match(lines[4], /^ {2}charge timer +Stopped charging, later by 10 min 0 s: weak$/);
     assert.ok(
@@ -104,7 +105,9 @@ test("differences that are meant are listed, with their reason; others fail, and
 test("what did not run is no success", () => {
     put("weak.toml", WEAK);
     put("empty/readme", "");
-    const before = leftovers();
+    const shared = tmpdir();
+    put("tmp/readme", ""); // temporary files of its own: others compare in the shared folder, at the same time
+    process.env.TMPDIR = at("tmp");
     const noAnswer = (why, ...words) => {
         const { status, stdout, stderr } = lab("diff", LAB, ...words);
         assert.equal(status, 3, stdout);
@@ -141,7 +144,8 @@ test("what did not run is no success", () => {
         [[LAB, LAB, "weak.toml", "--keep", "weak.toml"], /--keep: weak\.toml: /],
     ])
         assert.match(labRefuses("diff", ...words), why);
-    assert.deepEqual(leftovers(), before);
+    assert.deepEqual(readdirSync(at("tmp")), ["readme"]);
+    process.env.TMPDIR = shared;
 });
 
 test("what both builds have run to the same end is skipped by name, until anything about it changes", () => {
@@ -173,8 +177,21 @@ test("what both builds have run to the same end is skipped by name, until anythi
 });
 
 test("another build's daemon runs in this lab as in its own", () => {
-    put("weak.toml", `${WEAK}[[event]]\nat = "9 h"\ndo = "reboot"\n[[event]]\nat = "10 h"\ndo = "fail"\ncall = "write"\ntarget = "batt_stress"\nfor = "1 h"\n`);
-    const outputs = (name) => ["--events", `${name}.jsonl`, "--series", `${name}.csv`, "--samples", "--trace", `${name}.t`, "--save-root", name];
+    put(
+        "weak.toml",
+        `${WEAK}[[event]]\nat = "9 h"\ndo = "reboot"\n[[event]]\nat = "10 h"\ndo = "fail"\ncall = "write"\ntarget = "batt_stress"\nfor = "1 h"\n`,
+    );
+    const outputs = (name) => [
+        "--events",
+        `${name}.jsonl`,
+        "--series",
+        `${name}.csv`,
+        "--samples",
+        "--trace",
+        `${name}.t`,
+        "--save-root",
+        name,
+    ];
     const other = build("old", OTHER_DAEMON, OTHER_PHONE);
     labMust("simulate", "--quiet", "weak.toml", ...outputs("here"));
     labMust("simulate", "--quiet", "weak.toml", ...outputs("there"), "--daemon", other);

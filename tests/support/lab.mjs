@@ -57,3 +57,16 @@ export function labRefuses(...words) {
     assert.match(stderr, /^vorn-lab: [^\n]+\n$/, words.join(" "));
     return stderr;
 }
+
+/** What the document's jq lines for a command make of what that command printed, which is to be something each. */
+export function askAsDocumented(command, json) {
+    const document = readFileSync(new URL("../../docs/formats.md", import.meta.url), "utf8");
+    const lines = [...document.matchAll(new RegExp(`^ {4}vorn-lab ${command} .* \\| (jq .*)$`, "gm"))];
+    assert.ok(lines.length > 0, command);
+    return lines.map(([, filter]) => {
+        const { status, stdout, stderr } = spawnSync("sh", ["-c", filter], { input: json, encoding: "utf8" });
+        assert.equal(status, 0, stderr);
+        assert.ok(stdout.trim() !== "" && !stdout.includes("null"), `${filter}: ${stdout}`);
+        return stdout;
+    });
+}

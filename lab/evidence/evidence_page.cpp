@@ -56,7 +56,7 @@ std::string caution_of(const dossier& of, const evidence_story& told) {
 }
 
 report::facts facts_of(const dossier& of, const log_timeline& timeline, const std::string& title) {
-    report::facts facts{title_of(of, title), "files", of.trace.has_value(), {}};
+    report::facts facts{title_of(of, title), "device", of.trace.has_value(), {}};
     facts.made_up_clock_s = made_up_clock_of(of, timeline);
     facts.source = without_personal(of.input);
     facts.command = without_personal(command_text());
@@ -82,6 +82,7 @@ evidence_story write_evidence_page(const dossier& of, const device_zone& zone, c
     page.finish();
     run_ending how;
     how.caution = caution_of(of, told);
+    how.is_from_log = told.origin == "log";
     file.write(page_html(page, counted_cost, how));
     file.commit();
     return told;

@@ -25,6 +25,7 @@ struct run_ending {
     std::vector<expectation_outcome> expectations = {};
     // A second run over the same time, drawn beside the first; its decisions are compared with the first one's.
     const report* other = nullptr;
+    bool is_from_log = false;  // what stands for cycles is the moments that a device's log has
     std::string caution = {};  // a sentence on what of the run must not be believed too far; empty: nothing
 };
 

@@ -338,6 +338,7 @@ std::string run_json(const report& run, const cost& counted, const run_ending& e
                      const std::vector<sample_row>& rows) {
     json data = {{"title", run.about().title},
                  {"origin", run.about().origin},
+                 {"is_from_log", ending.is_from_log},
                  {"about", about_json(run.about())},
                  {"daemon", daemon_json()},
                  {"span_s", run.clock().last()},  // from the first moment to the last one

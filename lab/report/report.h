@@ -40,7 +40,7 @@ class report : public listener {
     };
     struct facts {
         std::string title;                     // the scenario's or the trace's name
-        std::string origin;                    // "simulation", "replay" or "files"
+        std::string origin;                    // "simulation", "replay", "files" or "device"
         bool has_samples = true;               // cycles say what the daemon saw (cycle::seen)
         std::vector<std::string> truth_names;  // course::truth_names
         std::int64_t span_s = 0;           // of the run, where it is known beforehand (cost::known_span_s)

@@ -591,6 +591,11 @@ test("a line of the log is explained, a decision shows its line, and a first sta
     execFileSync(VORN_LAB, ["report", "first_start.txt", "-o", page("first_start")], { cwd: folder, stdio: "pipe" });
     await openWide(pages.first_start);
     const rows = () => browser.run(`[...document.querySelectorAll("#log-list .text")].map((each) => each.textContent)`);
+    // What a log does not tell is not told for it.
+    assert.match(await text("facts"), /^From what a device left · /);
+    assert.match(await text("summary"), /^Time2 h1 boot/);
+    assert.match(await text("cost-body"), /^(?!.*Cycles).*Log lines a day.*The log does not tell which state files were written\.$/);
+    assert.doesNotMatch(await text("verdict"), /without a sample/);
     const folded = "3 files not found, in 4 lines: last_datetime toc_clients batt_stress";
     assert.equal((await rows())[1], folded);
     const count = (await rows()).length;

@@ -79,7 +79,7 @@ class Page {
     this.drawMap = fillHistogram($("histogram-body"), run.stress, samples, clock);
     fillSessions($("sessions-body"), run.sessions, clock, (t, span) => this.show(t, span));
     fillWorth($("worth-body"), run);
-    fillCost($("cost-body"), run.cost);
+    fillCost($("cost-body"), run);
     fillOther(
       run.other,
       run.title,

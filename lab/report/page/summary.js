@@ -5,8 +5,9 @@ import { duration, number, plural } from "./format.js";
 
 export function fillSummary(place, run, samples) {
   const { story, stress, cost } = run;
+  const parts = [!run.is_from_log && plural(cost.cycles, "cycle"), plural(cost.boots, "boot")];
   const tiles = [
-    tile("Time", duration(run.span_s), `${plural(cost.cycles, "cycle")}, ${plural(cost.boots, "boot")}`),
+    tile("Time", duration(run.span_s), parts.filter(Boolean).join(", ")),
     chargeTile(run.daemon.full_mv, samples),
     storyTile(story),
     stress && tile("Stress hours", number(stress.total_h + stress.offset_h), tripLine(stress)),

@@ -60,17 +60,17 @@ function worthRow(figure, { heeded, ignored }, { high_mv: high }) {
   ];
 }
 
-export function fillCost(place, cost) {
+export function fillCost(place, { cost, is_from_log }) {
   if (cost.cycles === 0 && cost.files.length === 0) {
     place.append(make("p", { className: "empty" }, "Nothing: the daemon did not run a cycle."));
     return;
   }
   const daily = [
-    ["Cycles", cost.cycles_per_day],
+    !is_from_log && ["Cycles", cost.cycles_per_day],
     ["Log lines", cost.log_lines_per_day],
     ["Records", cost.records_per_day],
     ["Property writes", cost.property_writes_per_day],
-  ];
+  ].filter(Boolean);
   const figures = daily.map(([label, value]) => make("div", {}, make("b", {}, rate(value)), make("span", {}, `${label} a day`)));
   const rows = cost.files.map((file) => [
     make("code", { title: file.path }, file.path.slice(file.path.lastIndexOf("/") + 1)),
@@ -81,7 +81,10 @@ export function fillCost(place, cost) {
   place.append(make("div", { className: "figures" }, ...figures));
   if (rows.length)
     place.append(make("div", { className: "scroll" }, table(["State file", "Writes a year", "Bytes a year", "Failed"], rows)));
-  else place.append(make("p", { className: "empty" }, "No state file was written."));
+  else {
+    const words = is_from_log ? "The log does not tell which state files were written." : "No state file was written.";
+    place.append(make("p", { className: "empty" }, words));
+  }
 }
 
 function rate(value) {

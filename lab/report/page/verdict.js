@@ -5,8 +5,13 @@ import { duration, number, plural } from "./format.js";
 import { FLAGS } from "./panels.js";
 import { stateSeconds } from "./figures.js";
 
-const ORIGINS = { simulation: "Simulated phone", replay: "Replayed trace", files: "From files of an earlier run" };
-const SOURCES = { simulation: "Scenario", replay: "Trace", files: "Events" };
+const ORIGINS = {
+  simulation: "Simulated phone",
+  replay: "Replayed trace",
+  files: "From files of an earlier run",
+  device: "From what a device left",
+};
+const SOURCES = { simulation: "Scenario", replay: "Trace", files: "Events", device: "Evidence" };
 const DIGEST_SHOWN = 12;
 
 export function fillHead(run, clock) {
@@ -87,7 +92,7 @@ function voltageFindings(run, samples) {
   return [{ mark: "•", text: `The top of charge ends at ${volts(last[0])}, lowered from ${volts(run.daemon.full_mv)}` }];
 }
 
-function gapFindings({ gaps, cost }) {
+function gapFindings({ gaps, cost, is_from_log }) {
   const found = [];
   const tell = (isOff, what) => {
     const some = gaps.gaps.filter(([, , off]) => (off === 1) === isOff);
@@ -101,6 +106,7 @@ function gapFindings({ gaps, cost }) {
     });
   };
   tell(true, (count) => `${plural(cost.boots, "boot")}: the daemon was not running ${count === 1 ? "once" : `${number(count)} times`}`);
+  if (is_from_log) return found; // which has no samples at all
   tell(false, (count) => `${plural(count, "gap")} without a sample${gaps.forgotten ? ` and ${number(gaps.forgotten)} shorter ones` : ""}`);
   return found;
 }

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "lab/cli/commands.h"
-#include "lab/cli/count_check.h"
+#include "lab/cli/option_checks.h"
 #include "lab/cli/progress_bar.h"
 #include "lab/compare/build_comparison.h"
 #include "lab/compare/comparison_page.h"
@@ -159,15 +159,19 @@ void add_diff_command(CLI::App& app) {
     command.add_flag("--exact", options->is_exact, "Count every byte, whatever its class");
     command.add_flag("--always", options->always, "Run also when the daemon's code is the same");
     command.add_option("--keep", options->keep, "Keep results there, and take those that are there")
-        ->type_name("DIR");
+        ->type_name("DIR")
+        ->check(not_empty);
     command.add_flag("--changed-only", options->changed_only,
                      "Skip what both builds ran before, to the same result");
     command.add_option("--seeds", options->seeds, "Simulate with so many seeds, in pairs")
         ->type_name("COUNT")
         ->check(at_least_one);
-    command.add_option("--expect", options->expected, "Differences that are meant")->type_name("FILE");
+    command.add_option("--expect", options->expected, "Differences that are meant")
+        ->type_name("FILE")
+        ->check(not_empty);
     command.add_option("--accept", options->reason, "Write what is found into that file")
-        ->type_name("REASON");
+        ->type_name("REASON")
+        ->check(not_empty);
     command.add_option("--report", options->page, "Write a page with both runs of one input")
         ->type_name("FILE");
     command.add_flag("--json", options->prints_json, "Print the comparison as JSON");

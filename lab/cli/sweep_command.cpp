@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "lab/cli/commands.h"
-#include "lab/cli/count_check.h"
+#include "lab/cli/option_checks.h"
 #include "lab/cli/progress_bar.h"
 #include "lab/compare/sweep.h"
 #include "lab/io/distinct_files.h"
@@ -85,9 +85,11 @@ void add_sweep_command(CLI::App& app) {
         ->allow_extra_args(false);
     command.add_flag("--zip", options->plan.is_zipped, "Values side by side, not each with each");
     command.add_option("--reference", options->reference, "Print differences to the runs with this value")
-        ->type_name("VALUE");
+        ->type_name("VALUE")
+        ->check(not_empty);
     command.add_option("--keep", options->plan.keep, "Keep results there, and take those that are there")
-        ->type_name("DIR");
+        ->type_name("DIR")
+        ->check(not_empty);
     command.add_option("--report", options->page, "Write a page with the curves")->type_name("FILE");
     command.add_flag("--csv", options->prints_csv, "Print all figures as CSV");
     command.add_flag("--json", options->prints_json, "Print the results as JSON (docs/formats.md)");

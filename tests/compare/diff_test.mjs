@@ -140,6 +140,7 @@ test("what did not run is no success", () => {
         [[LAB, LAB, "weak.toml", "--seeds", "0"], /--seeds/],
         [[LAB, LAB, "weak.toml", "--seeds", "3", "--only-traces"], /--seeds: with --only-traces/],
         [[LAB, LAB, "weak.toml", "-j", "0"], /-j/],
+        [[LAB, LAB, "weak.toml", "--expect", "weak.toml", "--accept", ""], /--accept: is empty/],
         [[LAB, LAB, "weak.toml", "--changed-only"], /--changed-only needs --keep DIR/],
         [[LAB, LAB, "weak.toml", "--keep", "weak.toml"], /--keep: weak\.toml: /],
     ])

@@ -91,6 +91,7 @@ test("a run that fails is a row, and a wrong word changes nothing", () => {
         [["--vary", "phase[4].load_mw=1"], /there is phase\[0\] only/],
         [["--vary", "seed=1,x"], /seed must be a whole number/],
         [["--vary", "seed=1", "--reference", "2"], /--reference: no --vary has the value 2/],
+        [["--vary", "seed=1", "--reference", ""], /--reference: is empty/],
         [["--vary", "seed=1", "--csv", "--json"], /one of the two/],
         [["--vary", "seed=1", "--report", "-", "--csv"], /standard output is taken/],
         [["--vary", "seed=1", "--report", "x.toml"], /x\.toml/],

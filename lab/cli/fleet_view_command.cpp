@@ -18,7 +18,7 @@ namespace {
 
 struct view_options {
     std::string directory, other;
-    std::string out = "fleet.html";
+    std::string out;  // empty: not given
     bool as_csv = false;
     bool as_json = false;
 };
@@ -35,10 +35,11 @@ void report_fleet(const view_options& options) {
     const fleet_directory fleet(options.directory);
     const fleet_summary summary = summarise_fleet(joined, fleet.phones());
     if (options.as_csv) {
-        write_whole("-", curves_csv(summary));
+        write_whole(options.out.empty() ? "-" : options.out, curves_csv(summary));
         return;
     }
-    write_whole(options.out, fleet_page(summary, options.directory, joined.identity()));
+    write_whole(options.out.empty() ? "fleet.html" : options.out,
+                fleet_page(summary, options.directory, joined.identity()));
 }
 
 }  // namespace
@@ -47,10 +48,11 @@ void add_fleet_view_commands(CLI::App& fleet) {
     const auto options = std::make_shared<view_options>();
     CLI::App& report = *fleet.add_subcommand("report", "Make the page of a fleet");
     report.add_option("DIR", options->directory, "Directory of fleet run")->required();
-    report.add_option("--out", options->out, "File to write; - is standard output")
-        ->type_name("FILE")
-        ->capture_default_str();
-    report.add_flag("--csv", options->as_csv, "Print the curves with the numbers under them instead");
+    report
+        .add_option("--out", options->out,
+                    "File to write; - is standard output; fleet.html, or that of --csv, when not given")
+        ->type_name("FILE");
+    report.add_flag("--csv", options->as_csv, "Write the curves with the numbers under them instead");
     report.callback([options] { report_fleet(*options); });
 
     CLI::App& compare = *fleet.add_subcommand("compare", "Compare two fleets of the same phones, one by one");

@@ -33,9 +33,15 @@ void database::run(const std::string& sql) {
 
 query::query(database& of, const std::string& sql) : of_(of), statement_(nullptr, sqlite3_finalize) {
     sqlite3_stmt* made = nullptr;
-    check(sqlite3_prepare_v2(of.handle_.get(), sql.c_str(), -1, &made, nullptr));
+    const char* rest = nullptr;
+    check(sqlite3_prepare_v2(of.handle_.get(), sql.c_str(), -1, &made, &rest));
     statement_.reset(made);
     if (made == nullptr) throw input_error(of.file_ + ": no command: " + for_message(sql));
+    sqlite3_stmt* another = nullptr;
+    check(sqlite3_prepare_v2(of.handle_.get(), rest, -1, &another, nullptr));
+    if (another == nullptr) return;
+    sqlite3_finalize(another);
+    throw input_error(of.file_ + ": one command at a time, and this is another: " + for_message(rest));
 }
 
 void query::check(int status) const {

@@ -213,6 +213,7 @@ test("the document's questions are answered", () => {
     run("--out", "dir", "--phones", "3");
     for (const [, question] of asked) assert.ok(labMust("fleet", "sql", "dir", question).split("\n").length >= 2, question);
     assert.match(labRefuses("fleet", "sql", "dir", "SELECT nowhere FROM phone"), /no such column/);
+    assert.match(labRefuses("fleet", "sql", "dir", "SELECT 1; SELECT 2;"), /one command at a time.*SELECT 2/);
     const looked = labMust("fleet", "look", "p.toml", "--phones", "50");
     assert.match(looked, /user\.screen_h .* no source\n/);
     assert.equal(

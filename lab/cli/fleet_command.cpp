@@ -9,6 +9,7 @@
 
 #include "lab/cli/commands.h"
 #include "lab/cli/fleet_commands.h"
+#include "lab/cli/option_checks.h"
 #include "lab/compare/process_pool.h"
 #include "lab/fleet/fleet_plan.h"
 #include "lab/fleet/look.h"
@@ -74,12 +75,12 @@ void add_plan(CLI::App& fleet, const std::shared_ptr<fleet_options>& options) {
     CLI::App& command = *fleet.add_subcommand("plan", "Time three phones, and cut the fleet for a cluster");
     add_population(command, *options);
     command.add_option("--phones", options->phones, "How many, instead of what the population says")
-        ->type_name("N");
-    command.add_option("--cores", limits->cores, "Of a part")
         ->type_name("N")
-        ->check(CLI::Range(std::uint64_t{1}, std::uint64_t{10'000}).description(""));
+        ->check(CLI::Range(std::uint64_t{1}, MOST_PHONES).description(""));
+    command.add_option("--cores", limits->cores, "Of a part")->type_name("N")->check(at_least_one);
     command.add_option("--most-parts", limits->most_parts, "Of an array; what scontrol says when not given")
-        ->type_name("N");
+        ->type_name("N")
+        ->check(CLI::Range(std::uint64_t{1}, MOST_PHONES).description(""));
     command.callback([options, limits] {
         if (limits->most_parts == 0) limits->most_parts = most_parts_here();
         print_plan(*options, *limits);

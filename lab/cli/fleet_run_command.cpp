@@ -8,6 +8,7 @@
 
 #include "lab/cli/fleet_commands.h"
 #include "lab/cli/fleet_progress.h"
+#include "lab/cli/option_checks.h"
 #include "lab/fleet/fleet_directory.h"
 #include "lab/fleet/fleet_plan.h"
 #include "lab/fleet/fleet_run.h"
@@ -26,8 +27,6 @@ struct fleet_run_options {
     bool is_quiet = false;
     std::vector<std::string> others;
 };
-
-constexpr std::uint64_t MOST = 1'000'000'000;
 
 std::string status_text(const fleet_directory& fleet, const run_progress& end) {
     std::string text = fleet.path() + ": ";
@@ -79,32 +78,36 @@ void add_run(CLI::App& fleet) {
         ->allow_extra_args(false);
     command.add_option("--phones", options->wishes.phones, "How many, instead of what the population says")
         ->type_name("N")
-        ->check(CLI::Range(std::uint64_t{1}, MOST).description(""));
+        ->check(CLI::Range(std::uint64_t{1}, MOST_PHONES).description(""));
     command.add_option("--part", options->part, "Run only this part of --parts, whole or not at all")
         ->type_name("K")
-        ->check(CLI::Range(std::uint64_t{1}, MOST).description(""));
+        ->check(CLI::Range(std::uint64_t{1}, MOST_PHONES).description(""));
     command.add_option("--parts", options->wishes.parts, "Into how many parts the fleet is cut")
         ->type_name("N")
-        ->check(CLI::Range(std::uint64_t{1}, MOST).description(""));
+        ->check(CLI::Range(std::uint64_t{1}, MOST_PHONES).description(""));
     command
         .add_option("--jobs", options->limits.at_once, "Phones at a time; one for each core when not given")
-        ->type_name("N");
+        ->type_name("N")
+        ->check(at_least_one);
     command
         .add_option("--limit", options->limits.limit_s,
                     "Wall time of a phone in seconds, instead of ten times the median")
         ->type_name("S")
         ->check(CLI::Range(1.0, 1e9).description(""));
     command.add_option("--memory", options->limits.memory_mb, "Memory of a phone's process; 0: any")
-        ->type_name("MB");
+        ->type_name("MB")
+        ->check(CLI::Range(std::uint64_t{0}, MOST_PHONES).description(""));
     command
         .add_option("--prove", options->limits.proof.twice_every,
                     "Run one phone in N twice and compare; 0: none")
         ->type_name("N")
+        ->check(CLI::Range(std::uint64_t{0}, MOST_PHONES).description(""))
         ->capture_default_str();
     command.add_option("--also", options->also, "Another build of vorn-lab that must end alike")
         ->type_name("BIN");
     command.add_option("--also-every", options->limits.proof.also_every, "For one phone in N")
-        ->type_name("N");
+        ->type_name("N")
+        ->check(CLI::Range(std::uint64_t{1}, MOST_PHONES).description(""));
     command.add_flag("--quiet", options->is_quiet, "Say nothing of progress");
     command.callback([options] { run_fleet(*options); });
 }
@@ -115,7 +118,8 @@ void add_gather(CLI::App& fleet) {
     CLI::App& command = *fleet.add_subcommand("gather", "Join the parts of a fleet, or say what is missing");
     command.add_option("DIR", *directory, "Directory of fleet run")->required();
     command.add_option("--most-parts", *most_parts, "Of an array; what scontrol says when not given")
-        ->type_name("N");
+        ->type_name("N")
+        ->check(CLI::Range(std::uint64_t{1}, MOST_PHONES).description(""));
     command.callback([directory, most_parts] {
         gather(fleet_directory(*directory), *most_parts > 0 ? *most_parts : most_parts_here());
     });

@@ -22,7 +22,9 @@ dossier read_input(const std::string& input) {
         throw input_error((input == "-" ? "standard input" : input) +
                           ": nothing of the daemon in it: neither its log lines nor its files, properties or "
                           "samples" +
-                          (device.foreign_sources == 1 ? "; it looks like " + device.looks_like : ""));
+                          (device.foreign_sources == 1 ? "; it looks like " + device.looks_like
+                           : device.empty_sources == 1 ? "; it is empty"
+                                                       : ""));
     return device;
 }
 

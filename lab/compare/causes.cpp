@@ -171,8 +171,9 @@ void gatherer::add_effect(const effect_difference& of, const std::string& input)
     if (of.how == effect_change::reworded) {
         into.tell = [kind, name,
                      to = on_one_line(of.reworded_to.substr(0, LONGEST_WORDS))](const gathered& all) {
-            return text_of("%s in other words, %lld times: \"%s\" is \"%s\"", kind.c_str(),
-                           static_cast<long long>(all.of.count), name.c_str(), to.c_str());
+            return text_of("%s in other words, %s: \"%s\" is \"%s\"", kind.c_str(),
+                           counted(static_cast<std::uint64_t>(all.of.count), "time").c_str(), name.c_str(),
+                           to.c_str());
         };
         return;
     }

@@ -72,7 +72,7 @@ test("what is said in other words, and later, is told at its first moment", () =
     const lines = stdout.split("\n");
     assert.match(lines[4], /^ {2}charge timer +Stopped charging, later by 10 min 0 s: weak$/);
     assert.ok(
-        lines.slice(0, 10).some((line) => /in other words, 1 times: "--- vorn .*" is "--- VORN/.test(line)),
+        lines.slice(0, 10).some((line) => /in other words, 1 time: "--- vorn .*" is "--- VORN/.test(line)),
         stdout,
     );
     assert.match(stdout, /The first effect that differs: weak\.toml, boot 1, 0:00:00 after its start\n/);

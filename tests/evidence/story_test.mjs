@@ -148,6 +148,8 @@ test("says what contradicts itself, what is not there and what is not evidence",
     assert.match(labRefuses("story", "x.7z"), /it looks like a 7z archive: unpack it first/);
     put("log", "05-20 08:00:00.000   401   401 I other   : --- vorn attempting to migrate persistent files \n");
     assert.match(labRefuses("story", "log"), /^vorn-lab: log: nothing of the daemon in it/);
+    put("empty", "");
+    assert.match(labRefuses("story", "empty"), /^vorn-lab: empty: nothing of the daemon in it[^\n]*; it is empty$/m);
     assert.match(labRefuses("story", "nowhere"), /^vorn-lab: nowhere: No such file/);
 });
 

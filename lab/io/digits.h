@@ -26,13 +26,13 @@ inline constexpr std::size_t DIGITS_BEYOND = 3;
 
 // All three digits of a number below 1000.
 inline char* put_three_digits(char* at, std::uint32_t below_1000) {
-    std::memcpy(at, &THREE_DIGITS[4 * below_1000], 4);
+    std::memcpy(at, &THREE_DIGITS[4 * std::size_t{below_1000}], 4);
     return at + 3;
 }
 
 inline char* put_decimal(char* at, std::uint32_t value) {
     if (value >= 1000) return put_three_digits(put_decimal(at, value / 1000), value % 1000);
-    const char* const digits = &THREE_DIGITS[4 * value];
+    const char* const digits = &THREE_DIGITS[4 * std::size_t{value}];
     const char zeros = digits[3];
     std::memcpy(at, digits + zeros, 4);
     return at + 3 - zeros;

@@ -8,6 +8,7 @@
 #include "lab/fleet/population.h"
 #include "lab/fleet/probability.h"
 #include "lab/io/error.h"
+#include "lab/io/text.h"
 #include "lab/scenario/toml_file.h"
 
 namespace lab {
@@ -63,7 +64,7 @@ class population_reader {
         const auto equals = setting.find('=');
         const auto dot = setting.find('.');
         if (equals == std::string::npos || dot == std::string::npos || dot > equals)
-            throw input_error("--set: not SECTION.KEY=VALUE: " + setting);
+            throw input_error("--set: not SECTION.KEY=VALUE: " + for_message(setting));
         population_key key{setting.substr(0, dot), setting.substr(dot + 1, equals - dot - 1), {}, {}};
         const std::string value = setting.substr(equals + 1);
         try {

@@ -24,24 +24,14 @@ std::size_t begun_at(std::string_view bytes) {
 }  // namespace
 
 harmless_stream::~harmless_stream() {
-    const std::string rest = harmless(begun_);
-    target_->sputn(rest.data(), static_cast<std::streamsize>(rest.size()));
-    of_.rdbuf(target_);
+    put(harmless(begun()));
 }
 
-std::streamsize harmless_stream::xsputn(const char* bytes, std::streamsize count) {
-    begun_.append(bytes, static_cast<std::size_t>(count));
-    const std::size_t end = begun_at(begun_);
-    const std::string shown = harmless(std::string_view(begun_).substr(0, end));
-    begun_.erase(0, end);
-    const auto size = static_cast<std::streamsize>(shown.size());
-    return target_->sputn(shown.data(), size) == size ? count : 0;
-}
-
-harmless_stream::int_type harmless_stream::overflow(int_type byte) {
-    if (traits_type::eq_int_type(byte, traits_type::eof())) return traits_type::not_eof(byte);
-    const char one = traits_type::to_char_type(byte);
-    return xsputn(&one, 1) == 1 ? byte : traits_type::eof();
+std::string harmless_stream::take(std::string& begun) {
+    const std::size_t end = begun_at(begun);
+    std::string shown = harmless(std::string_view(begun).substr(0, end));
+    begun.erase(0, end);
+    return shown;
 }
 
 }  // namespace lab

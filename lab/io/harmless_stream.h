@@ -5,25 +5,20 @@
 #pragma once
 
 #include <ostream>
-#include <streambuf>
 #include <string>
+
+#include "lab/io/filter_stream.h"
 
 namespace lab {
 
 // While it lives, all that `of` is given comes out harmless (text.h), however it is cut into pieces.
-class harmless_stream : private std::streambuf {
+class harmless_stream : public filter_stream {
   public:
-    explicit harmless_stream(std::ostream& of) : of_(of), target_(of.rdbuf(this)) {}
+    explicit harmless_stream(std::ostream& of) : filter_stream(of, true) {}
     ~harmless_stream() override;
 
   private:
-    std::streamsize xsputn(const char* bytes, std::streamsize count) override;
-    int_type overflow(int_type byte) override;
-    int sync() override { return target_->pubsync(); }
-
-    std::ostream& of_;
-    std::streambuf* target_;
-    std::string begun_;  // the first bytes of a character
+    std::string take(std::string& begun) override;  // all but the first bytes of a character
 };
 
 }  // namespace lab

@@ -74,26 +74,16 @@ std::string narrowed(std::string_view line, std::size_t columns) {
 }
 
 narrow_stream::~narrow_stream() {
-    if (columns_ == 0) return;
-    target_->sputn(begun_.data(), static_cast<std::streamsize>(begun_.size()));
-    of_.rdbuf(target_);
+    put(begun());
 }
 
-std::streamsize narrow_stream::xsputn(const char* bytes, std::streamsize count) {
-    begun_.append(bytes, static_cast<std::size_t>(count));
+std::string narrow_stream::take(std::string& begun) {
     std::string whole;
     std::size_t from = 0;
-    for (std::size_t end = 0; (end = begun_.find('\n', from)) != begun_.npos; from = end + 1)
-        whole.append(narrowed(std::string_view(begun_).substr(from, end - from), columns_)).append("\n");
-    begun_.erase(0, from);
-    const auto size = static_cast<std::streamsize>(whole.size());
-    return target_->sputn(whole.data(), size) == size ? count : 0;
-}
-
-narrow_stream::int_type narrow_stream::overflow(int_type byte) {
-    if (traits_type::eq_int_type(byte, traits_type::eof())) return traits_type::not_eof(byte);
-    const char one = traits_type::to_char_type(byte);
-    return xsputn(&one, 1) == 1 ? byte : traits_type::eof();
+    for (std::size_t end = 0; (end = begun.find('\n', from)) != begun.npos; from = end + 1)
+        whole.append(narrowed(std::string_view(begun).substr(from, end - from), columns_)).append("\n");
+    begun.erase(0, from);
+    return whole;
 }
 
 }  // namespace lab

@@ -6,9 +6,10 @@
 
 #include <cstddef>
 #include <ostream>
-#include <streambuf>
 #include <string>
 #include <string_view>
+
+#include "lab/io/filter_stream.h"
 
 namespace lab {
 
@@ -20,21 +21,16 @@ std::size_t columns_of_terminal(int descriptor);
 std::string narrowed(std::string_view line, std::size_t columns);
 
 // While it lives, each line that `of` is given comes out narrowed when it is whole; `columns` 0: as it is, at once.
-class narrow_stream : private std::streambuf {
+class narrow_stream : public filter_stream {
   public:
     narrow_stream(std::ostream& of, std::size_t columns)
-        : of_(of), columns_(columns), target_(columns > 0 ? of.rdbuf(this) : of.rdbuf()) {}
+        : filter_stream(of, columns > 0), columns_(columns) {}
     ~narrow_stream() override;
 
   private:
-    std::streamsize xsputn(const char* bytes, std::streamsize count) override;
-    int_type overflow(int_type byte) override;
-    int sync() override { return target_->pubsync(); }
+    std::string take(std::string& begun) override;  // whole lines
 
-    std::ostream& of_;
     std::size_t columns_;
-    std::streambuf* target_;
-    std::string begun_;  // of the last line
 };
 
 }  // namespace lab

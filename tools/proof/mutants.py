@@ -47,6 +47,13 @@ def read_list(known):
     return listed
 
 
+def draw_faults(seed):
+    """The text of each source, the faults that cannot show with why, and all faults in the order of the seed."""
+    sources = read_sources()
+    lines = [line for path, text in sources.items() for line in faults_by_line(path, text)]
+    return sources, read_list({fault.name() for line in lines for fault in line}), in_drawn_order(lines, seed)
+
+
 def program_with(fault, source, program, aside, others=()):
     """The path of the program with the fault in it, and others of its objects; None when it does not compile."""
     changed = Path(aside) / fault.path
@@ -111,14 +118,12 @@ def main():
     if not 2 <= len(sys.argv) <= 4:
         fail('usage: mutants.py BUILD [N [SEED]]')
     count, seed = int((sys.argv[2:3] or ['300'])[0]), int((sys.argv[3:4] or ['1'])[0])
-    sources = read_sources()
-    lines = [line for path, text in sources.items() for line in faults_by_line(path, text)]
-    listed = read_list({fault.name() for line in lines for fault in line})
+    sources, listed, faults = draw_faults(seed)
     program = TestProgram(sys.argv[1])
     begin = time.monotonic()
     limits = limits_of(program.path)
     print(f'{count} faults by seed {seed}', flush=True)
-    judged = judge_first(count, in_drawn_order(lines, seed), program, sources, listed, limits)
+    judged = judge_first(count, faults, program, sources, listed, limits)
     noticed = sum(result is True for _, result in judged)
     missed = sum(result is False for _, result in judged)
     pct = 100 * noticed / max(1, noticed + missed)

@@ -12,8 +12,7 @@ import tempfile
 import time
 from collections import Counter
 
-from faults import faults_by_line, in_drawn_order
-from mutants import read_list, read_sources
+from mutants import draw_faults
 from one_line_builds import FIRST_LINES, GALLERY, LAB, diff, lab_with
 from program import ROOT, TestProgram, fail
 
@@ -88,14 +87,12 @@ def main():
     if not 2 <= len(sys.argv) <= 4:
         fail('usage: sensitivity.py BUILD [N [SEED]]')
     count, seed = int((sys.argv[2:3] or ['140'])[0]), int((sys.argv[3:4] or ['1'])[0])
-    sources = read_sources()
-    lines = [line for path, text in sources.items() for line in faults_by_line(path, text)]
-    listed = read_list({fault.name() for line in lines for fault in line})
+    sources, listed, faults = draw_faults(seed)
     program = TestProgram(sys.argv[1], LAB)
     begin = time.monotonic()
     print(f'{count} faults that show, by seed {seed}', flush=True)
     with tempfile.TemporaryDirectory(prefix='vorn-sensitivity-') as kept:
-        found = judge_first(count, in_drawn_order(lines, seed), lambda fault: None if fault.name() in listed else told_of(
+        found = judge_first(count, faults, lambda fault: None if fault.name() in listed else told_of(
             fault, sources[fault.path], program, kept))
     shown = found['named'] + found['missed']
     pct = 100 * found['named'] / max(1, shown)
